@@ -1,0 +1,36 @@
+# Compiler settings that hold for every target.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+# Sanitized: enough optimisation to keep the tests quick, and frames that reports can name.
+set(CMAKE_C_FLAGS_SANITIZED "-O1 -g1 -fno-omit-frame-pointer")
+set(CMAKE_CXX_FLAGS_SANITIZED "-O1 -g1 -fno-omit-frame-pointer")
+# RelWithDebInfo without the full debug information: it would triple the build time.
+set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g1")
+set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g1")
+
+add_library(kelzor_options INTERFACE)
+target_compile_options(kelzor_options INTERFACE -Wall -Wextra -Werror)
+
+if(KELZOR_M32)
+    add_compile_options(-m32 -msse2 -mfpmath=sse)
+    add_link_options(-m32)
+endif()
+if(KELZOR_SANITIZE)
+    add_compile_options(-fsanitize=${KELZOR_SANITIZE} -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${KELZOR_SANITIZE})
+endif()
+
+find_program(KELZOR_CCACHE ccache)
+if(KELZOR_CCACHE)
+    set(CMAKE_C_COMPILER_LAUNCHER ${KELZOR_CCACHE})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${KELZOR_CCACHE})
+endif()
