@@ -1,0 +1,96 @@
+/** @file Counting, ownership and handles of descriptions. */
+#pragma once
+
+#include <kelzor/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "meta/zorabstractmetadata.h"
+
+class ZorFunctionMetaData;
+class ZorRecordMetaData;
+template <class T>
+class ZorMetaDataRef;
+
+/**
+ * The process's book of descriptions: all that live, by address, and which of them are pending, that is,
+ * owned by a caller and by no repository. All functions may be called from any thread.
+ */
+class ZorMetaDataStatics {
+  public:
+    ZorMetaDataStatics() = delete;
+
+    /** @name Sentinels: stand for the row type of a table whose rows are elementary. */
+    /** @{ */
+    static ZorAbstractMetaData* const ZOR_METADATA_ZORTYPE_CHAR;
+    static ZorAbstractMetaData* const ZOR_METADATA_ZORTYPE_BYTE;
+    static bool isSentinel(const void* typeDesc) noexcept {
+        const auto value = reinterpret_cast<uintptr_t>(typeDesc);
+        return value == ZORTYPE_CHAR || value == ZORTYPE_BYTE;
+    }
+    /** @} */
+
+    /**
+     * Makes a description, open and without fields, with room for `reserve` fields. A pending one belongs
+     * to a caller of the library: give the reference away with `release` and the address as handle.
+     */
+    template <class T>
+    static ZorMetaDataRef<T> createMetaData(std::string_view name, std::string_view origin, unsigned reserve,
+                                            bool pending) {
+        auto made = std::make_unique<T>(name, origin, reserve);
+        enterLive(*made, pending);
+        return ZorMetaDataRef<T>::adopt(made.release());
+    }
+
+    /** Adds a reference. Throws ZorInvalidParameterException for null and for one that is being removed. */
+    static void createReference(const ZorAbstractMetaData* description);
+
+    /** Drops a reference; the last one deletes the description. */
+    static void releaseMetaData(const ZorAbstractMetaData* description) noexcept;
+
+    /** Makes the caller the owner. Throws ZorInvalidParameterException if he is already. */
+    static void addPending(const ZorAbstractMetaData* description);
+
+    /** Ends the caller's ownership, without touching the count. False if he wasn't the owner. */
+    static bool removePending(const ZorAbstractMetaData* description) noexcept;
+
+    /**
+     * Ends the caller's ownership and drops his reference. Throws ZorIllegalStateException with `refusal`
+     * if he isn't the owner.
+     */
+    static void destroyPending(const ZorAbstractMetaData& description, std::string_view refusal);
+
+    /**
+     * True if a record is flat: no tables, strings or byte strings, nested structures included. A layout
+     * that was determined before is kept. `plan` knows the nested records that are locked with this one.
+     */
+    static bool checkType1(const ZorRecordMetaData& record, const ZorLockPlan& plan);
+
+    /** @name Handles
+     * A handle of a description that is gone is recognised by the book and never followed:
+     * ZorInvalidParameterException "... was already removed". A living description of another kind:
+     * ZorInvalidHandleException.
+     */
+    /** @{ */
+    /** A type description; null and sentinels come back as they are. */
+    static ZorRecordMetaData* getZorRecordMetaData(ZOR_TYPE_DESC_HANDLE handle);
+    /** A function description; null comes back as it is. */
+    static ZorFunctionMetaData* getZorFunctionMetaData(ZOR_FUNCTION_DESC_HANDLE handle);
+    /** What a field refers to: a record or class description, null or a sentinel. */
+    static ZorAbstractMetaData* typeDescFromHandle(ZOR_TYPE_DESC_HANDLE handle);
+    /** As getZorRecordMetaData, but null and sentinels are refused with ZorInvalidHandleException. */
+    static ZorRecordMetaData& recordMetaDataFromHandle(ZOR_TYPE_DESC_HANDLE handle);
+    /** As getZorFunctionMetaData, but null is refused with ZorInvalidHandleException. */
+    static ZorFunctionMetaData& functionMetaDataFromHandle(ZOR_FUNCTION_DESC_HANDLE handle);
+    /** The handle of a description; null for null. The reference count stays. */
+    static ZOR_TYPE_DESC_HANDLE toHandle(const ZorRecordMetaData* record) noexcept;
+    static ZOR_FUNCTION_DESC_HANDLE toHandle(const ZorFunctionMetaData* function) noexcept;
+    /** @} */
+
+  private:
+    static void enterLive(const ZorAbstractMetaData& description, bool pending);
+};
+
+#include "meta/zormetadataref.h"  // IWYU pragma: export

@@ -1,0 +1,17 @@
+/** @file Alignment and derived lengths of the types. */
+#pragma once
+
+#include <kelzor/types.h>
+
+#include <cstdint>
+
+/** Alignment of a type's slot in a record, in bytes. */
+unsigned zorAlignmentOf(ZORTYPE type) noexcept;
+
+/** True for types whose length counts characters, so that it doubles with 2-byte characters. */
+bool zorIsCharacterType(ZORTYPE type) noexcept;
+
+/** The next multiple of an alignment. */
+constexpr uint64_t zorAlignUp(uint64_t offset, unsigned alignment) noexcept {
+    return (offset + alignment - 1) / alignment * alignment;
+}
