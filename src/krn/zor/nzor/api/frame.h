@@ -101,6 +101,9 @@ class FrameTrace {
         closing = level > threshold;
     }
 
+    /** True if the call is being traced, so that work may add lines of its own. */
+    bool isOpen() const noexcept { return open; }
+
     void end(ZOR_RC rc, const ZOR_ERROR_INFO* info) const noexcept {
         if (closing) [[unlikely]]
             writeEnd(rc, info);
