@@ -20,6 +20,7 @@ set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g1")
 
 add_library(kelzor_options INTERFACE)
 target_compile_options(kelzor_options INTERFACE -Wall -Wextra -Werror)
+target_compile_definitions(kelzor_options INTERFACE KELZOR_PATCH_LEVEL=${KELZOR_PATCH_LEVEL})
 
 if(KELZOR_M32)
     add_compile_options(-m32 -msse2 -mfpmath=sse)

@@ -9,11 +9,25 @@
 
 #include "error/zorexception.h"
 
+class KEL_ofstream;
+
 /** Parameters by their upper-case name. */
 using ZorOptionMap = std::map<KEL_string, KEL_string, std::less<>>;
 
 /** Compression of the fast serialisation. */
 enum compression_t { NO_COMPRESSION = 0, LZ4_COMPRESSION = 1, ZLIB_COMPRESSION = 2 };
+
+/** A value that an option refuses; tells which option it was. */
+class ZorOptionException final : public ZorInvalidParameterException {
+  public:
+    /** The option's name is a static text. */
+    ZorOptionException(std::string_view option, std::string_view message)
+        : ZorInvalidParameterException(message), option(option) {}
+    std::string_view getOption() const noexcept { return option; }
+
+  private:
+    std::string_view option;
+};
 
 /**
  * All connection options as members; the one place where a parameter's name is known is the table in
@@ -35,8 +49,16 @@ struct ZorOptions {
     void parseConnString(const ZOR_CONNECTION_PARAMETER* params, unsigned paramCount, int argc,
                          KEL_UC** argv);
 
-    /** Sets the members from a map; used for the caller's pairs and for sections of the ini file. */
+    /**
+     * Sets the members from a map; used for the caller's pairs and for sections of the ini file. Only the
+     * keys that the map has change anything, apart from a few rules that join keys. A refused value is
+     * reported by a ZorOptionException and leaves the members partly set.
+     */
     void setOptions(const ZorOptionMap& options);
+
+    /** Writes the members to a trace; of password, ticket, certificate and identity only whether they are
+     * set. */
+    void writeTraceEntry(KEL_ofstream* trace) const;
 
     unsigned short pcs = 1;  ///< Partner character size in bytes: 1 or 2.
     KEL_string client;

@@ -1,0 +1,38 @@
+/** @file The stream under a trace file. */
+#pragma once
+
+#include <kelzor/types.h>
+
+#include <cstdarg>
+#include <string_view>
+
+#include "error/zorexception.h"
+
+/**
+ * A file that is opened for appending, readable by its owner alone and never reached through a symbolic
+ * link. What is written is collected and goes out with `flush`. A stream that can't be opened, or that
+ * failed once, takes what is written and loses it without a message; its owner goes on.
+ */
+class KEL_ofstream {
+  public:
+    KEL_ofstream() = default;
+    KEL_ofstream(KEL_ofstream&& other) noexcept;
+    KEL_ofstream& operator=(KEL_ofstream&& other) noexcept;
+    ~KEL_ofstream();
+
+    void open(const KEL_string& name) noexcept;
+    void close() noexcept;
+    bool isOpen() const noexcept { return descriptor >= 0; }
+    /** Length of the file in bytes, 0 if it isn't open. */
+    unsigned long long length() const noexcept;
+
+    void write(std::string_view text);
+    [[gnu::format(printf, 2, 3)]] void print(const KEL_UC* format, ...);
+    /** At most 1023 characters of the formatted text. */
+    [[gnu::format(printf, 2, 0)]] void vprint(const KEL_UC* format, va_list arguments);
+    void flush() noexcept;
+
+  private:
+    int descriptor = -1;
+    KEL_string pending;
+};
