@@ -1,0 +1,64 @@
+/** @file A function container: the parameters of one remote function. */
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "data/zorparameter.h"
+#include "meta/zorfunctionmetadata.h"
+
+class ZorConnection;
+class ZorIOStream;
+class ZorItemStream;
+enum ZORID : std::uint16_t;
+
+/**
+ * A function container; its fields are the parameters. Writing a scalar or string parameter through the
+ * container makes it active. Holds its description by a counted reference. May serve several calls.
+ */
+class ZorFunction : public ZorRecord {
+  public:
+    /** Locks the description and makes all parameters, without children. */
+    explicit ZorFunction(ZorFunctionMetaData& desc);
+    ZorFunction(const ZorFunction&) = delete;
+
+    ZorRecordType getRecordType() const noexcept override { return ZOR_RECORD_FUNCTION; }
+    ZorAbstractMetaData* getDescriptor() override { return metaData.get(); }
+    unsigned getIndex(std::string_view name) const override { return metaData->getIndex(name); }
+    ZorField describe(unsigned index) const override { return params[index]->properties(); }
+    ZorFieldSlot locate(unsigned index) override { return params[index]->slot(); }
+
+    /** The function's name in capitals. */
+    const KEL_string& getName() const noexcept { return name; }
+    using ZorRecord::getName;
+    ZorFunctionMetaData* getFunctionMetaData() const noexcept { return metaData.get(); }
+
+    /** The parameter at an index below `getFieldCount`. */
+    ZorParameter& parameter(unsigned index) noexcept { return *params[index]; }
+    /**
+     * The parameter of a name if it is active, or is made so by `activate`; null if it isn't or if the
+     * name is unknown. Allocates nothing.
+     */
+    ZorParameter* getParameter(std::string_view name, bool activate) noexcept;
+    /** Does nothing for an unknown name. */
+    void setParameterActive(std::string_view name, bool active) noexcept;
+    /** False for an unknown name. */
+    bool isParameterActive(std::string_view name) const noexcept;
+
+    /** @name The call */
+    /** @{ */
+    void zorSerialize(ZorConnection& conn, ZorIOStream* stream, ZORID rid);
+    void zorSerializeParams(ZorItemStream& conn);
+    void zorCallReceive(ZorConnection& conn, ZORID rid);
+    /** @} */
+
+    bool isCall = true;                  ///< False while the container serves an incoming call.
+    bool classExceptionEnabled = false;  ///< The partner may answer with a class exception.
+
+  private:
+    ZorParameter* find(std::string_view name) const noexcept;
+
+    ZorMetaDataRef<ZorFunctionMetaData> metaData;
+    KEL_string name;
+    std::vector<std::unique_ptr<ZorParameter>> params;
+};

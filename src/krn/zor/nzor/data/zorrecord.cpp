@@ -1,0 +1,137 @@
+#include "data/zorrecord.h"
+
+#include "config/zorconfig.h"
+#include "data/zorfieldfailure.h"
+#include "data/zorfieldslot.h"
+#include "data/zortable.h"
+
+namespace {
+
+ZorRecordMetaData* recordOf(ZorAbstractMetaData* typeDesc) noexcept {
+    if (ZorMetaDataStatics::isSentinel(typeDesc) || typeDesc->getMetaType() != ZOR_META_RECORD)
+        return nullptr;
+    return static_cast<ZorRecordMetaData*>(typeDesc);
+}
+
+/** Makes the child of a field that has none yet. */
+void makeChild(const ZorFieldSlot& slot, ZorStructure*& child) {
+    child = std::make_unique<ZorStructure>(recordOf(slot.typeDesc)).release();
+}
+
+void makeChild(const ZorFieldSlot& slot, ZorTable*& child) {
+    if (auto* rowType = recordOf(slot.typeDesc)) child = std::make_unique<ZorTable>(rowType).release();
+}
+
+void makeChild(const ZorFieldSlot&, ZorString*& child) {
+    child = std::make_unique<ZorString>().release();
+}
+
+void makeChild(const ZorFieldSlot&, ZorXString*& child) {
+    child = std::make_unique<ZorXString>().release();
+}
+
+/** The child of a field, which is owned by the record; null if there is none and none is to be made. */
+template <class T>
+T* childOf(const ZorFieldSlot& slot, ZORTYPE type, std::string_view wanted, bool create) {
+    if (slot.type != type) throwReadFailure(slot, wanted);
+    T* child = loadChild<T>(slot.addr);
+    if (child == nullptr && create) {
+        makeChild(slot, child);
+        storeChild(slot.addr, child);
+    }
+    return child;
+}
+
+}  // namespace
+
+ZorRecord::ZorRecord() noexcept : ZorRecord(ZorConfig::getGlobalTraceLevel()) {}
+
+ZorRecord::~ZorRecord() {
+    mark[0] = 0xFF;
+    mark[1] = 0xFF;
+}
+
+ZorRecordMetaData* ZorRecord::getRecordMetaData(unsigned index) const {
+    return recordOf(describe(index).typeDesc);
+}
+
+void ZorRecord::fillField(unsigned index) {
+    fillSlot(locate(index));
+}
+
+ZorFieldSlot ZorRecord::access(unsigned index, const void* value) {
+    if (index >= fieldCount) [[unlikely]]
+        throw ZorInvalidParameterException("index does not exist");
+    if (value == nullptr) [[unlikely]]
+        throw ZorInvalidParameterException("value is null");
+    return locate(index);
+}
+
+void ZorRecord::getValue(unsigned index, ZorStructure** child, bool create) {
+    *child = childOf<ZorStructure>(access(index, child), ZORTYPE_STRUCTURE, "ZOR_STRUCTURE_HANDLE", create);
+}
+
+void ZorRecord::getValue(unsigned index, ZorTable** child, bool create) {
+    ZorTable* table = childOf<ZorTable>(access(index, child), ZORTYPE_TABLE, "ZOR_TABLE_HANDLE", create);
+    if (table != nullptr) table->finishReading();
+    *child = table;
+}
+
+void ZorRecord::getValue(unsigned index, ZorString** child, bool create) {
+    *child = childOf<ZorString>(access(index, child), ZORTYPE_STRING, "ZOR_STRING", create);
+}
+
+void ZorRecord::getValue(unsigned index, ZorXString** child, bool create) {
+    *child = childOf<ZorXString>(access(index, child), ZORTYPE_XSTRING, "ZOR_XSTRING", create);
+}
+
+void ZorRecord::setValue(unsigned index, const ZorStructure& value) {
+    const ZorFieldSlot slot = access(index, &value);
+    if (slot.type != ZORTYPE_STRUCTURE) throwWriteFailure(slot, "ZOR_STRUCTURE_HANDLE");
+    auto* child = loadChild<ZorStructure>(slot.addr);
+    if (child != nullptr)
+        *child = value;
+    else
+        storeChild(slot.addr, value.clone().release());
+}
+
+void ZorRecord::setValue(unsigned index, const ZorTable& value) {
+    const ZorFieldSlot slot = access(index, &value);
+    if (slot.type != ZORTYPE_TABLE) throwWriteFailure(slot, "ZOR_TABLE_HANDLE");
+    auto* child = loadChild<ZorTable>(slot.addr);
+    if (child != nullptr)
+        *child = value;
+    else
+        storeChild(slot.addr, value.clone().release());
+}
+
+unsigned ZorRecord::getStringLength(unsigned index) {
+    if (index >= fieldCount) throw ZorInvalidParameterException("index does not exist");
+    switch (getType(index)) {
+        case ZORTYPE_STRING: {
+            ZorString* text = nullptr;
+            getValue(index, &text, true);
+            return static_cast<unsigned>(text->size());
+        }
+        case ZORTYPE_XSTRING: {
+            ZorXString* bytes = nullptr;
+            getValue(index, &bytes, true);
+            return static_cast<unsigned>(bytes->size());
+        }
+        default:
+            throw ZorInvalidParameterException("Field not of type STRING or XSTRING");
+    }
+}
+
+ZorTable* ZorRecord::getTable(unsigned width, unsigned short partnerCharSize) {
+    if (width == 0) throw ZorInvalidParameterException("table width is 0");
+    ZorTable* table = nullptr;
+    getValue(0, &table, true);
+    if (table != nullptr) return table;
+    // No row description: its place tells which elementary type the rows have.
+    const ZorFieldSlot slot = locate(0);
+    const bool bytes = slot.typeDesc == ZorMetaDataStatics::ZOR_METADATA_ZORTYPE_BYTE;
+    table = std::make_unique<ZorTable>(bytes ? ZORTYPE_BYTE : ZORTYPE_CHAR, width, partnerCharSize).release();
+    storeChild(slot.addr, table);
+    return table;
+}

@@ -1,0 +1,177 @@
+/** @file What all data containers have in common: typed fields that are read and written with conversion. */
+#pragma once
+
+#include <kelzor/types.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "error/zorexception.h"
+
+class ZorAbstractMetaData;
+class ZorRecordMetaData;
+class ZorStructure;
+class ZorTable;
+
+/** Content of a field of type STRING. */
+using ZorString = KEL_string;
+/** Content of a field of type XSTRING. */
+using ZorXString = std::vector<KEL_RAW>;
+
+/** Kind of a data container. */
+enum ZorRecordType : unsigned {
+    ZOR_RECORD_PARAMETER = 0,
+    ZOR_RECORD_STRUCTURE = 1,
+    ZOR_RECORD_TABLE = 2,
+    ZOR_RECORD_FUNCTION = 3,
+    ZOR_RECORD_OBJECT = 4,
+};
+
+/** What a field is. The name and the description belong to the record's description. */
+struct ZorField {
+    const KEL_string* name;
+    ZorAbstractMetaData* typeDesc;  ///< Of a structure or of a table's rows; null or a sentinel for none.
+    unsigned length;                ///< Bytes that the field occupies in the record.
+    unsigned decimals;
+    ZORTYPE type;
+};
+
+/** A field and the place where its value lies at the moment. */
+struct ZorFieldSlot : ZorField {
+    KEL_RAW* addr;  ///< `length` bytes, or a pointer for parameters of a type that is held by pointer.
+    bool* active;   ///< Set when a scalar was written; null where there is no such flag.
+};
+
+/**
+ * A data container: a sequence of fields, by index or by name. A structure has the fields of its
+ * description, a table those of its current row, a function its parameters, a parameter itself alone.
+ *
+ * Values convert where a field's type and the caller's differ. Unless an operation says otherwise, all
+ * `getValue` and `setValue` forms throw
+ * - ZorInvalidParameterException for an index that doesn't exist and for a null pointer,
+ * - ZorTypeConversionException where the types or the value don't allow it,
+ * - ZorIllegalStateException on a table whose cursor stands on no row,
+ * and leave the field as it was. One thread at a time uses a container.
+ */
+class ZorRecord {
+  public:
+    ZorRecord& operator=(const ZorRecord&) = delete;
+    virtual ~ZorRecord();
+
+    virtual ZorRecordType getRecordType() const noexcept = 0;
+
+    /** The description of a structure, or of a table's rows; null for none. Not a new reference. */
+    virtual ZorAbstractMetaData* getDescriptor() = 0;
+
+    /** Index of a field. Throws ZorInvalidParameterException for an unknown name. */
+    virtual unsigned getIndex(std::string_view name) const = 0;
+
+    /** A field's properties; the index is below `getFieldCount`. */
+    virtual ZorField describe(unsigned index) const = 0;
+
+    /** A field with the place of its value; the index is below `getFieldCount`. */
+    virtual ZorFieldSlot locate(unsigned index) = 0;
+
+    unsigned getFieldCount() const noexcept { return fieldCount; }
+    /** Level of the calls on this container, taken over from the configuration when it was made. */
+    unsigned getTraceLevel() const noexcept { return traceLevel; }
+    /** False for an address behind which no container lives (any more), as far as its bytes tell. */
+    bool isValid() const noexcept { return mark[0] == liveMark[0] && mark[1] == liveMark[1]; }
+
+    /** @name Properties of one field, whose index must exist. */
+    /** @{ */
+    ZORTYPE getType(unsigned index) const { return describe(index).type; }
+    unsigned getLength(unsigned index) const { return describe(index).length; }
+    unsigned getDecimals(unsigned index) const { return describe(index).decimals; }
+    const KEL_string& getName(unsigned index) const { return *describe(index).name; }
+    /** Description of a structure field or of a table field's rows; null if there is none. */
+    ZorRecordMetaData* getRecordMetaData(unsigned index) const;
+    KEL_RAW* getBuffer(unsigned index) { return locate(index).addr; }
+    /** @} */
+
+    /** Gives a field its initial value; an existing child is emptied, none is made. */
+    void fillField(unsigned index);
+
+    /** @name Text
+     * `length` is the number of characters of the buffer. `resultLength` may be null; it gets the
+     * length of the value, also when the buffer is too small (ZorBufferTooSmallException).
+     * ZORTYPE_CHAR fills up with blanks, ZORTYPE_NUM with zeros on the left, ZORTYPE_STRING terminates.
+     */
+    /** @{ */
+    void getValue(unsigned index, KEL_CHAR* buffer, unsigned length, ZORTYPE requested,
+                  unsigned* resultLength);
+    /** Writes text. On failure BCD and NUM fields get their initial value. */
+    void setValue(unsigned index, const KEL_CHAR* value, unsigned length, ZORTYPE source);
+    /** The value as text, dates and times with separators. */
+    void getValue(unsigned index, KEL_string& out);
+    /** @} */
+
+    /** @name Bytes as they stand in the record, `length` and `resultLength` in bytes. */
+    /** @{ */
+    void getValue(unsigned index, KEL_RAW* buffer, unsigned length, ZORTYPE requested,
+                  unsigned* resultLength);
+    void setValue(unsigned index, const KEL_RAW* value, unsigned length, ZORTYPE source);
+    /** @} */
+
+    /** @name Numbers. Among integers what doesn't fit is cut to its low-order bits. */
+    /** @{ */
+    void getValue(unsigned index, ZOR_INT* value);
+    void getValue(unsigned index, ZOR_INT1* value);
+    void getValue(unsigned index, ZOR_INT2* value);
+    void getValue(unsigned index, ZOR_INT8* value);
+    void getValue(unsigned index, ZOR_FLOAT* value);
+    void setValue(unsigned index, ZOR_INT value);
+    void setValue(unsigned index, ZOR_INT1 value);
+    void setValue(unsigned index, ZOR_INT2 value);
+    void setValue(unsigned index, ZOR_INT8 value);
+    void setValue(unsigned index, ZOR_FLOAT value);
+    /** @} */
+
+    /** @name Children
+     * The record owns them. With `create` a child that doesn't exist yet is made; else null is given.
+     * A table of elementary rows isn't made here but by `getTable`. The copying setters leave the
+     * value with the caller.
+     */
+    /** @{ */
+    void getValue(unsigned index, ZorStructure** child, bool create);
+    void getValue(unsigned index, ZorTable** child, bool create);
+    void getValue(unsigned index, ZorString** child, bool create);
+    void getValue(unsigned index, ZorXString** child, bool create);
+    void setValue(unsigned index, const ZorStructure& value);
+    void setValue(unsigned index, const ZorTable& value);
+    /** Length of a string in characters or of a byte string in bytes. */
+    unsigned getStringLength(unsigned index);
+    /**
+     * The table in field 0, made if need be; one without row description gets rows of one field of
+     * `width` bytes of the partner, whose characters have `partnerCharSize` bytes.
+     */
+    ZorTable* getTable(unsigned width, unsigned short partnerCharSize);
+    /** @} */
+
+    /** @name Handles: the address of this base. */
+    /** @{ */
+    static ZorRecord* fromHandle(DATA_CONTAINER_HANDLE handle) noexcept {
+        return reinterpret_cast<ZorRecord*>(handle);
+    }
+    DATA_CONTAINER_HANDLE toHandle() noexcept { return reinterpret_cast<DATA_CONTAINER_HANDLE>(this); }
+    /** @} */
+
+  protected:
+    /** Takes the trace level from the configuration. */
+    ZorRecord() noexcept;
+    explicit ZorRecord(unsigned traceLevel) noexcept : traceLevel(traceLevel) {}
+    ZorRecord(const ZorRecord& other) noexcept : fieldCount(other.fieldCount), traceLevel(other.traceLevel) {}
+
+    unsigned fieldCount = 0;
+    unsigned traceLevel;
+
+  private:
+    static constexpr KEL_RAW liveMark[2] = {0xAB, 0xCD};
+
+    /** The slot for an access: checks the index and the caller's pointer. */
+    ZorFieldSlot access(unsigned index, const void* value);
+
+    // Volatile, so that the destructor's last write isn't optimised away.
+    volatile KEL_RAW mark[2] = {liveMark[0], liveMark[1]};
+};

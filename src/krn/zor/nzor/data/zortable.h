@@ -1,0 +1,155 @@
+/** @file Rows of one type, with a cursor. */
+#pragma once
+
+#include <memory>
+#include <span>
+#include <unordered_map>
+#include <vector>
+
+#include "data/zorstructure.h"
+
+class ZorItemStream;
+
+/** What the delta manager knows of a table. */
+enum DELTA_STATE {
+    DELTA_SINITIAL = 0,
+    DELTA_SREQUEST = 1,
+    DELTA_SCONFIRM = 2,
+    DELTA_SWITHDRAW = 3,
+};
+
+/**
+ * A table. Its fields are those of the row under the cursor. The cursor lies in 0 to `getCount`, the
+ * latter meaning past the last row.
+ *
+ * The bytes of all rows lie one behind the other in one array, which grows by doubling; the children of
+ * deep rows hang on pointers within the bytes and move along. A row object is made only when a row is
+ * asked for; it views the bytes. Such an object is lent until the next operation that adds, inserts or
+ * removes rows; the table keeps it and lends it again, so that it lives as long as the table.
+ *
+ * Operations that add rows throw std::bad_alloc without a trace on the table when memory runs out.
+ */
+class ZorTable : public ZorRecord {
+  public:
+    /** An empty table; locks the description. ZorIllegalStateException if rows would have no bytes. */
+    explicit ZorTable(ZorRecordMetaData* desc);
+    /**
+     * A table of elementary rows: CHAR or BYTE, `width` bytes of a partner whose characters have
+     * `partnerCharSize` bytes. ZorIllegalStateException for any other type.
+     */
+    ZorTable(ZORTYPE type, unsigned width, unsigned short partnerCharSize);
+    /** A deep copy with the cursor on its first row. */
+    ZorTable(const ZorTable& other);
+    /** As the copy constructor; on failure the table is unchanged. */
+    ZorTable& operator=(const ZorTable& other);
+    ~ZorTable() override;
+
+    std::unique_ptr<ZorTable> clone() const { return std::make_unique<ZorTable>(*this); }
+
+    ZorRecordType getRecordType() const noexcept override { return ZOR_RECORD_TABLE; }
+    ZorRecordMetaData* getDescriptor() override { return getRowType(); }
+    unsigned getIndex(std::string_view name) const override { return initRow.getIndex(name); }
+    ZorField describe(unsigned index) const override { return initRow.describe(index); }
+    /** Throws ZorIllegalStateException when the cursor stands on no row. */
+    ZorFieldSlot locate(unsigned index) override;
+
+    unsigned getCurrentIndex() const noexcept { return currentIndex; }
+    /** Number of rows. */
+    unsigned getCount() const noexcept { return tabSize; }
+    /** Length of a row in bytes. */
+    unsigned getRowLength() const noexcept { return initRow.getLength(); }
+    /** The description of the rows; not a new reference. */
+    ZorRecordMetaData* getRowType() const noexcept { return initRow.desc; }
+
+    /** The row under the cursor; null if there is none. */
+    ZorStructure* getRow();
+    /** The row at an index, which must exist. */
+    ZorStructure& row(unsigned index);
+    /** The bytes of a row, which must exist; those of the next row follow directly. */
+    std::span<const KEL_RAW> rowBytes(unsigned index) const noexcept {
+        return {rows.get() + size_t{index} * getRowLength(), getRowLength()};
+    }
+
+    /** @name Moving the cursor. ZOR_OK, or ZOR_TABLE_MOVE_BOF or ZOR_TABLE_MOVE_EOF. */
+    /** @{ */
+    ZOR_RC moveToFirstRow() noexcept;
+    ZOR_RC moveToLastRow() noexcept;
+    /** From the last row the cursor goes past the end, though the result is ZOR_TABLE_MOVE_EOF. */
+    ZOR_RC moveToNextRow() noexcept;
+    ZOR_RC moveToPreviousRow() noexcept;
+    ZOR_RC moveTo(unsigned index) noexcept;
+    /** @} */
+
+    /** @name Adding rows */
+    /** @{ */
+    /** Appends a row with initial values and moves the cursor to it. */
+    ZorStructure& appendNewRow();
+    /** Appends `count` rows with initial values; the cursor goes to the first of them. */
+    void createNewRows(unsigned count);
+    /**
+     * Appends a deep copy; the cursor keeps its index. A row of another type is refused with
+     * ZorInvalidParameterException. The row may be one of this table.
+     */
+    void appendRow(const ZorStructure& row);
+    /** As `appendRow`, but before the row under the cursor, which then stands on the new row. */
+    void insertRow(const ZorStructure& row);
+    /** Inserts a row with initial values before the row under the cursor and gives it. */
+    ZorStructure& insertNewRow();
+    /** @} */
+
+    /** Removes the row under the cursor, if there is one; the cursor keeps its index. */
+    void removeRow() noexcept;
+    /** Removes all rows; the room for them stays. */
+    void removeAll() noexcept;
+
+    /** @name Refilling from the wire */
+    /** @{ */
+    /**
+     * Removes all rows. The next access through the owner puts the cursor on the first row
+     * (`finishReading`).
+     */
+    void prepareForRead() noexcept;
+    /** Appends a row with initial values and gives its bytes, valid until the next row is appended. */
+    KEL_RAW* appendRowForRead();
+    void finishReading() noexcept {
+        if (inDeserialization) currentIndex = 0;
+        inDeserialization = false;
+    }
+    /** @} */
+
+    /** @name Wire form */
+    /** @{ */
+    void zorSerialize(ZorItemStream& conn);
+    void zorDeserializeRow(ZorItemStream& conn, unsigned length, bool simpleDecompress);
+    /** @} */
+
+    DELTA_STATE deltaState = DELTA_SINITIAL;
+
+  private:
+    friend class ZorStructure;
+
+    KEL_RAW* rowAddress(unsigned index) noexcept { return rows.get() + size_t{index} * getRowLength(); }
+    /** The bytes of a viewed row; throws if the table no longer has that many rows. */
+    KEL_RAW* viewedRow(unsigned index);
+    /** Makes room for `count` more rows beyond `tabSize`; std::bad_alloc leaves all as it was. */
+    void makeRoom(unsigned count);
+    /** Puts a copy of a row's bytes at a row index within the room, with children of its own. */
+    void placeCopy(unsigned index, const ZorStructure& row);
+    /** Moves the row behind the room's last one to the cursor's place; it becomes part of the table. */
+    void rotateIn(unsigned from) noexcept;
+    void checkRowType(const ZorStructure& row) const;
+    /** Takes back all row objects that were lent. */
+    void recallViews() noexcept;
+    ZorStructure* lentView(unsigned index) const noexcept;
+    void destroyRows() noexcept;
+
+    ZorStructure initRow;             ///< Owns a reference to the description; new rows are copies.
+    std::unique_ptr<KEL_RAW[]> rows;  ///< `tabSize` rows, room for `capacity`.
+    unsigned capacity = 0;            ///< In rows.
+    unsigned tabSize = 0;
+    unsigned currentIndex = 0;
+    bool inDeserialization = false;
+    std::vector<std::unique_ptr<ZorStructure>> views;  ///< The first `lent` of them are lent.
+    unsigned lent = 0;
+    std::unordered_map<unsigned, ZorStructure*> lentByRow;  ///< Filled once a scan would be slow.
+};
