@@ -138,6 +138,8 @@ class ZorTable : public ZorRecord {
     /** Moves the row behind the room's last one to the cursor's place; it becomes part of the table. */
     void rotateIn(unsigned from) noexcept;
     void checkRowType(const ZorStructure& row) const;
+    /** Sees to it that the first row asked for after a recall is lent without an allocation. */
+    void makeView();
     /** Takes back all row objects that were lent. */
     void recallViews() noexcept;
     ZorStructure* lentView(unsigned index) const noexcept;

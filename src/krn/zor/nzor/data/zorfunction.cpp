@@ -1,0 +1,41 @@
+#include "data/zorfunction.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr KEL_CHAR toCapital(KEL_CHAR c) {
+    return c >= 'a' && c <= 'z' ? static_cast<KEL_CHAR>(c - 'a' + 'A') : c;
+}
+
+}  // namespace
+
+ZorFunction::ZorFunction(ZorFunctionMetaData& desc) : metaData(&desc), name(desc.getName()) {
+    desc.lock();
+    std::transform(name.begin(), name.end(), name.begin(), toCapital);
+    params.reserve(desc.getFieldCount());
+    for (unsigned index = 0; index < desc.getFieldCount(); ++index)
+        params.push_back(std::make_unique<ZorParameter>(desc[index]));
+    fieldCount = desc.getFieldCount();
+}
+
+ZorParameter* ZorFunction::find(std::string_view parameterName) const noexcept {
+    unsigned index = 0;
+    return metaData->hasField(parameterName, &index) ? params[index].get() : nullptr;
+}
+
+ZorParameter* ZorFunction::getParameter(std::string_view parameterName, bool activate) noexcept {
+    ZorParameter* parameter = find(parameterName);
+    if (parameter == nullptr) return nullptr;
+    if (activate) parameter->setActive(true);
+    return parameter->isActive() ? parameter : nullptr;
+}
+
+void ZorFunction::setParameterActive(std::string_view parameterName, bool active) noexcept {
+    if (ZorParameter* parameter = find(parameterName)) parameter->setActive(active);
+}
+
+bool ZorFunction::isParameterActive(std::string_view parameterName) const noexcept {
+    const ZorParameter* parameter = find(parameterName);
+    return parameter != nullptr && parameter->isActive();
+}

@@ -1,0 +1,48 @@
+#include "data/zorparameter.h"
+
+#include <algorithm>
+
+#include "data/zorfieldslot.h"
+#include "data/zortable.h"
+
+ZorParameter::ZorParameter(const ZorParameterFieldType& field) : field(field) {
+    fieldCount = 1;
+    // Only tables and structures that may be left out count as given: they cost nothing when empty.
+    const bool sent = (field.direction & ZOR_IMPORT) != 0;
+    const bool child = field.type == ZORTYPE_TABLE || field.type == ZORTYPE_STRUCTURE;
+    active = child || !(field.optional != 0 && sent);
+    const bool held = isHeldByPointer(field.type);
+    // The slot of an object is a pointer too, whatever length its description tells.
+    const size_t storage = std::max<size_t>(field.length1, sizeof(void*));
+    addr = std::make_unique<KEL_RAW[]>(storage);
+    if (held) return;
+    usedLength = field.length1;
+    fillSlot(slot());
+}
+
+ZorParameter::~ZorParameter() {
+    destroyChild(field.type, addr.get());
+}
+
+ZorAbstractMetaData* ZorParameter::getDescriptor() {
+    ZorRecord* record = getRecord();
+    return record != nullptr && record != this ? record->getDescriptor() : nullptr;
+}
+
+void ZorParameter::setLength(unsigned length) noexcept {
+    usedLength = std::min(length, field.length1);
+}
+
+ZorRecord* ZorParameter::getRecord() {
+    if (field.type == ZORTYPE_TABLE) {
+        ZorTable* table = nullptr;
+        getValue(0, &table, true);
+        return table;
+    }
+    if (field.type == ZORTYPE_STRUCTURE) {
+        ZorStructure* structure = nullptr;
+        getValue(0, &structure, true);
+        return structure;
+    }
+    return this;
+}
