@@ -1,0 +1,196 @@
+#include "convert/zorconverter.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "config/immortal.h"
+#include "config/zorconfig.h"
+#include "trace/zortracefunctions.h"
+
+namespace {
+
+constexpr const KEL_UC* utf8Codepage = "4110";
+constexpr const KEL_UC* localCodepage = "1100";
+constexpr unsigned defaultSubstitute = '#';
+
+}  // namespace
+
+/** All converters: a list that only grows at its head, so that a search takes no lock. */
+class ZorConverterCache {
+  public:
+    static ZorConverterCache& get() {
+        static Immortal<ZorConverterCache> cache;
+        return cache.value;
+    }
+
+    const ZorConverter* find(const KEL_UC* from, const KEL_UC* to, ZorConverter::Mode mode) const noexcept {
+        const auto* converter = head.load(std::memory_order_acquire);
+        while (converter != nullptr && !converter->is(from, to, mode))
+            converter = converter->next;
+        return converter;
+    }
+
+    const ZorConverter* add(const KEL_UC* from, const KEL_UC* to, ZorConverter::Mode mode,
+                            unsigned substitute) {
+        const std::lock_guard lock(cs_converter);
+        if (const auto* present = find(from, to, mode)) return present;
+        std::unique_ptr<ZorConverter> made(new ZorConverter(from, to, mode, substitute));
+        made->next = head.load(std::memory_order_relaxed);
+        converters.push_back(std::move(made));
+        head.store(converters.back().get(), std::memory_order_release);
+        return converters.back().get();
+    }
+
+  private:
+    std::mutex cs_converter;  ///< Guards `converters` and every change of the list.
+    std::vector<std::unique_ptr<const ZorConverter>> converters;
+    std::atomic<const ZorConverter*> head{nullptr};
+};
+
+void ZorConverter::init() {
+    (void)ZorConverterCache::get();
+}
+
+const ZorConverter* ZorConverter::find(const KEL_UC* fromCodepage, const KEL_UC* toCodepage, Mode mode,
+                                       unsigned substitute) {
+    auto& cache = ZorConverterCache::get();
+    if (const auto* converter = cache.find(fromCodepage, toCodepage, mode)) [[likely]]
+        return converter;
+    return cache.add(fromCodepage, toCodepage, mode, substitute);
+}
+
+const ZorConverter* ZorConverter::getConverter(const KEL_UC* fromCodepage, const KEL_UC* toCodepage,
+                                               short ignoreConvErrors, unsigned substitute) {
+    if (fromCodepage == nullptr || toCodepage == nullptr) return nullptr;
+    const Mode mode = ignoreConvErrors <= 0   ? Mode::stop
+                      : ignoreConvErrors == 1 ? Mode::copy
+                                              : Mode::substitute;
+    return find(fromCodepage, toCodepage, mode, substitute);
+}
+
+ZorConverter::ZorConverter(const KEL_UC* fromCodepage, const KEL_UC* toCodepage, Mode mode,
+                           unsigned substitute)
+    : mode(mode) {
+    const rscpmiss_t onMiss = mode == Mode::stop   ? miss_stop
+                              : mode == Mode::copy ? miss_copy
+                                                   : miss_substitute;
+    const bool brokenStops = mode == Mode::stop || mode == Mode::substituteMissing;
+    check(rscpCInit(cpcObj, fromCodepage, toCodepage, onMiss,
+                    brokenStops ? broken_stop_finally : broken_like_miss),
+          "rscpCInit");
+    check(rscpCSetSubstU4(cpcObj, substitute), "rscpCSetSubstU4");
+    check(rscpCActivate(cpcObj), "rscpCActivate");
+}
+
+void ZorConverter::check(int rc, const KEL_UC* function) const {
+    if (rc == RSCP_OK) return;
+    throw ZorCodepageConversionException("Could not instantiate converter from codepage " +
+                                         KEL_string(cpcObj.ccci_incode, rscpCodepageDigits) +
+                                         " to codepage " +
+                                         KEL_string(cpcObj.ccci_outcode, rscpCodepageDigits) + ". Function " +
+                                         function + " failed with " + std::to_string(rc));
+}
+
+bool ZorConverter::is(const KEL_UC* fromCodepage, const KEL_UC* toCodepage, Mode wanted) const noexcept {
+    return mode == wanted && std::memcmp(cpcObj.ccci_incode, fromCodepage, rscpCodepageDigits) == 0 &&
+           std::memcmp(cpcObj.ccci_outcode, toCodepage, rscpCodepageDigits) == 0;
+}
+
+int ZorConverter::convert(const KEL_RAW*& pSrc, const KEL_RAW* srcEnd, KEL_RAW*& pDest, KEL_RAW* destEnd,
+                          bool secret) const {
+    const KEL_RAW* const src = pSrc;
+    const int rc = rscpCConvert(cpcObj, &pDest, destEnd, &pSrc, srcEnd);
+    if (rc == RSCP_OK || rc == outputFull) [[likely]]
+        return rc;
+    return finish(rc, src, static_cast<size_t>(srcEnd - src), secret);
+}
+
+int ZorConverter::convert(const KEL_RAW* src, unsigned srcLength, KEL_RAW* dest, unsigned* pDestLength,
+                          unsigned* pRestLength, bool secret) const {
+    const KEL_RAW* const srcEnd = src + srcLength;
+    KEL_RAW* const destStart = dest;
+    const int rc = convert(src, srcEnd, dest, dest + *pDestLength, secret);
+    *pDestLength = static_cast<unsigned>(dest - destStart);
+    if (pRestLength != nullptr) *pRestLength = static_cast<unsigned>(srcEnd - src);
+    return rc;
+}
+
+int ZorConverter::finish(int rc, const KEL_RAW* src, size_t srcLength, bool secret) const {
+    KEL_UC message[128];
+    std::snprintf(message, sizeof message, "Could not convert from %.4s codepage to %.4s codepage, rc = %d",
+                  cpcObj.ccci_incode, cpcObj.ccci_outcode, rc);
+    if (!secret && ZorConfig::getGlobalTraceLevel() >= 2)
+        ZorTraceHexDump(src, static_cast<unsigned>(srcLength), "%s", message);
+    throw ZorCodepageConversionException(message);
+}
+
+namespace {
+
+/** Ends a text that was converted into `*pDestSize` bytes, of which `written` are used. */
+ZOR_RC terminate(KEL_RAW* dest, unsigned written, unsigned* pDestSize, unsigned* pResultLength) noexcept {
+    if (written < *pDestSize) {
+        dest[written] = 0;
+        *pResultLength = written;
+        return ZOR_OK;
+    }
+    if (written > 0 && dest[written - 1] == 0) {
+        // The text brought its terminator along.
+        *pResultLength = written - 1;
+        return ZOR_OK;
+    }
+    *pDestSize = written + 1;
+    *pResultLength = 0;
+    return ZOR_BUFFER_TOO_SMALL;
+}
+
+}  // namespace
+
+ZOR_RC ZorConverter::utf8Tokeluc(const KEL_UC* toCodepage, const KEL_RAW* src, unsigned srcLength,
+                                 KEL_UC* dest, unsigned* pDestSize, unsigned* pResultLength) {
+    const auto* const converter = find(utf8Codepage, toCodepage != nullptr ? toCodepage : localCodepage,
+                                       Mode::substituteMissing, defaultSubstitute);
+    unsigned written = *pDestSize;
+    unsigned rest = 0;
+    auto* const target = reinterpret_cast<KEL_RAW*>(dest);
+    if (converter->convert(src, srcLength, target, &written, &rest) == outputFull) {
+        *pDestSize += calculateUcLength(src + (srcLength - rest), rest);
+        *pResultLength = 0;
+        return ZOR_BUFFER_TOO_SMALL;
+    }
+    return terminate(target, written, pDestSize, pResultLength);
+}
+
+ZOR_RC ZorConverter::kelucToutf8(const KEL_UC* fromCodepage, const KEL_UC* src, unsigned srcLength,
+                                 KEL_RAW* dest, unsigned* pDestSize, unsigned* pResultLength) {
+    const auto* const converter = find(fromCodepage != nullptr ? fromCodepage : localCodepage, utf8Codepage,
+                                       Mode::substituteMissing, defaultSubstitute);
+    unsigned written = *pDestSize;
+    unsigned rest = 0;
+    if (converter->convert(reinterpret_cast<const KEL_RAW*>(src), srcLength, dest, &written, &rest) ==
+        outputFull) {
+        *pDestSize += calculateUtf8Length(src + (srcLength - rest), rest);
+        *pResultLength = 0;
+        return ZOR_BUFFER_TOO_SMALL;
+    }
+    return terminate(dest, written, pDestSize, pResultLength);
+}
+
+unsigned ZorConverter::calculateUcLength(const KEL_RAW* utf8, unsigned length) noexcept {
+    unsigned characters = 0;
+    for (unsigned i = 0; i < length; ++characters) {
+        const KEL_RAW lead = utf8[i];
+        const unsigned sequence = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
+        i += std::min(sequence, length - i);
+    }
+    return characters + 1;
+}
+
+unsigned ZorConverter::calculateUtf8Length(const KEL_UC* src, unsigned length) noexcept {
+    const auto beyondAscii = [](KEL_UC character) { return static_cast<KEL_RAW>(character) >= 0x80; };
+    return length + static_cast<unsigned>(std::count_if(src, src + length, beyondAscii)) + 1;
+}
