@@ -1,0 +1,5 @@
+#include "layout_measure.inc"
+
+const struct LayoutRow* layoutRowsOfC(void) {
+    return rows;
+}
