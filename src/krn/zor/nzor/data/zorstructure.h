@@ -39,6 +39,9 @@ class ZorStructure : public ZorRecord {
     ZorField describe(unsigned index) const override;
     ZorFieldSlot locate(unsigned index) override;
 
+    /** True for a view of a table's row. */
+    bool isRow() const noexcept { return table != nullptr; }
+
     /** Length of the record in bytes. */
     unsigned getLength() const noexcept { return structLength; }
     using ZorRecord::getLength;

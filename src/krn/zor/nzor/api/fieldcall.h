@@ -1,0 +1,97 @@
+/**
+ * @file
+ * One call of a field accessor: the two ways to name a field, the frame, and the trace lines.
+ *
+ * The lines are the call with its arguments before the checks, and the value behind the work. The values
+ * of fields whose names tell that they hold a password are never written.
+ */
+#pragma once
+
+#include "api/recordframe.h"
+
+namespace zorapi {
+
+/** A field by name. */
+struct ByName {
+    const KEL_UC* name;
+    unsigned indexIn(const ZorRecord& record) const { return record.getIndex(name); }
+};
+
+/** A field by index. */
+struct ByIndex {
+    unsigned index;
+    unsigned indexIn(const ZorRecord&) const noexcept { return index; }
+};
+
+/** A field by either, for the trace, which is no hot road. */
+struct TracedField {
+    TracedField(ByName key) noexcept : name(key.name), byName(true) {}
+    TracedField(ByIndex key) noexcept : index(key.index), byName(false) {}
+
+    const KEL_UC* name = nullptr;
+    unsigned index = 0;
+    bool byName;
+};
+
+/** An accessor's own name, the container and the record that the caller gave. */
+struct FieldCall {
+    const KEL_UC* function;
+    DATA_CONTAINER_HANDLE handle;
+    ZOR_ERROR_INFO* errorInfo;
+};
+
+/** True if the value of a field must not be traced. */
+bool isSecret(const FieldCall& call, const TracedField& field) noexcept;
+
+/** The line of a call; the format tells the arguments between the field and the error record. */
+[[gnu::format(printf, 3, 4)]] void traceArguments(const FieldCall& call, const TracedField& field,
+                                                  const KEL_UC* format, ...) noexcept;
+
+/** The line of a value that was read. */
+[[gnu::format(printf, 3, 4)]] void traceResult(const FieldCall& call, const TracedField& field,
+                                               const KEL_UC* format, ...) noexcept;
+
+/** The dump of a buffer that was read or written. */
+void traceBuffer(const FieldCall& call, const TracedField& field, const void* buffer,
+                 unsigned length) noexcept;
+
+/** Pseudo-check that traces the arguments once the trace is open and never fails. */
+template <class Trace>
+struct TraceArguments {
+    DATA_CONTAINER_HANDLE handle;
+    const Trace& trace;
+    Verdict operator()() const noexcept {
+        if (FieldLevel{handle}() > fieldThreshold) [[unlikely]]
+            trace();
+        return {};
+    }
+};
+
+template <class Trace>
+auto fieldChecks(const FieldCall& call, ByName key, const Trace& trace) noexcept {
+    return checks(TraceArguments<Trace>{call.handle, trace}, Required{key.name, "NAME"},
+                  LiveContainer{call.handle});
+}
+
+template <class Trace>
+auto fieldChecks(const FieldCall& call, ByIndex, const Trace& trace) noexcept {
+    return checks(TraceArguments<Trace>{call.handle, trace}, LiveContainer{call.handle});
+}
+
+/**
+ * Runs an accessor. `arguments` writes the line of the call, `work` gets the record and the field's index,
+ * `result` writes the line of the value.
+ */
+template <class Key, class Arguments, class Work, class Result>
+ZOR_RC onField(const FieldCall& call, Key key, const Arguments& arguments, const Work& work,
+               const Result& result) {
+    return guarded(call.function, call.errorInfo, FieldLevel{{call.handle}},
+                   fieldChecks(call, key, arguments), [&](FrameTrace& trace) {
+                       ZorRecord& record = *ZorRecord::fromHandle(call.handle);
+                       work(record, key.indexIn(record));
+                       if (trace.isOpen()) [[unlikely]]
+                           result();
+                   });
+}
+
+}  // namespace zorapi

@@ -1,0 +1,49 @@
+/** @file What the frames of all functions on data containers share: their trace level and their checks. */
+#pragma once
+
+#include "api/frame.h"
+#include "data/zorrecord.h"
+
+namespace zorapi {
+
+/** The container behind a handle; null for NULL and for what bears no mark of a living container. */
+inline ZorRecord* liveRecord(DATA_CONTAINER_HANDLE handle) noexcept {
+    ZorRecord* record = ZorRecord::fromHandle(handle);
+    return record != nullptr && record->isValid() ? record : nullptr;
+}
+
+/** Level source: the container's own level; the global one for a handle without container. */
+struct ContainerLevel {
+    DATA_CONTAINER_HANDLE handle;
+    static constexpr unsigned threshold = callThreshold;
+    unsigned operator()() const noexcept {
+        const ZorRecord* record = liveRecord(handle);
+        return record != nullptr ? record->getTraceLevel() : ZorConfig::getGlobalTraceLevel();
+    }
+};
+
+/** As ContainerLevel, for the field accessors, which trace from a higher level on. */
+struct FieldLevel : ContainerLevel {
+    static constexpr unsigned threshold = fieldThreshold;
+};
+
+/** Check: a handle of any living container. */
+struct LiveContainer {
+    DATA_CONTAINER_HANDLE handle;
+    Verdict operator()() const noexcept {
+        return liveRecord(handle) != nullptr ? Verdict{} : Verdict{ZOR_INVALID_HANDLE, nullptr};
+    }
+};
+
+/** Check: a handle of a living container of one kind. */
+struct ContainerOf {
+    ZorRecordType type;
+    DATA_CONTAINER_HANDLE handle;
+    Verdict operator()() const noexcept {
+        const ZorRecord* record = liveRecord(handle);
+        return record != nullptr && record->getRecordType() == type ? Verdict{}
+                                                                    : Verdict{ZOR_INVALID_HANDLE, nullptr};
+    }
+};
+
+}  // namespace zorapi
