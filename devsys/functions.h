@@ -1,0 +1,78 @@
+/**
+ * @file
+ * The functions of the back-end: their descriptions as data, for everybody who calls them, and the
+ * handlers behind them.
+ */
+#pragma once
+
+#include <kelzor/types.h>
+
+#include <string_view>
+#include <vector>
+
+namespace zordev {
+
+class Call;
+
+/** A field of a flat structure, in its layout with one byte a character. Lengths and offsets in bytes. */
+struct FieldDescription {
+    std::string_view name;
+    ZORTYPE type;
+    unsigned length;
+    unsigned offset;
+    unsigned decimals = 0;
+    const struct StructureDescription* structure = nullptr; /**< Of a nested structure's own fields. */
+};
+
+/** A flat structure, or the row of a table. */
+struct StructureDescription {
+    std::string_view name;
+    unsigned length;
+    std::vector<FieldDescription> fields;
+};
+
+/** A parameter. `length` is 0 for strings and for tables whose rows may have any width. */
+struct ParameterDescription {
+    std::string_view name;
+    ZORTYPE type;
+    unsigned length;
+    ZOR_DIRECTION direction;
+    unsigned decimals = 0;
+    const StructureDescription* structure = nullptr; /**< Of a structure or of a table's rows. */
+    int source = -1; /**< Index of the parameter whose value an export of an echo function returns. */
+};
+
+/** How a function ends. */
+enum class Outcome {
+    reply,       /**< The answer goes out; the conversation goes on. */
+    end,         /**< The answer goes out as the last word of the conversation. */
+    endUnframed, /**< The same with what the handler wrote and nothing else, not even an end item. */
+    dropped      /**< The client is gone; there is nobody to answer. */
+};
+
+/** What runs a function; `call` has its parameters and takes its results. */
+using Handler = Outcome (*)(Call& call);
+
+/** A function of the back-end. */
+struct FunctionDescription {
+    std::string_view name;
+    std::vector<ParameterDescription> parameters;
+    Handler handler;
+    bool beforeLogon = false; /**< May be called by a client that isn't logged on. */
+};
+
+/** All functions; the same list for the life of the process. */
+const std::vector<FunctionDescription>& functions();
+
+/** The function of that name, or null. */
+const FunctionDescription* findFunction(std::string_view name);
+
+/** @name The families that make up the list. */
+/** @{ */
+std::vector<FunctionDescription> systemFunctions();
+std::vector<FunctionDescription> echoFunctions();
+std::vector<FunctionDescription> failingFunctions();
+std::vector<FunctionDescription> isoFunctions();
+/** @} */
+
+}  // namespace zordev

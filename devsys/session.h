@@ -1,0 +1,62 @@
+/**
+ * @file
+ * A session of the back-end: one per conversation, on a thread of its own at the far end of the bridge.
+ * It reads requests, checks them, runs functions and answers.
+ */
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "devsys/backend.h"
+#include "devsys/bridge.h"
+#include "devsys/call.h"
+#include "devsys/sessionitems.h"
+
+namespace zordev {
+
+/** A session, for the one thread that runs it. */
+class Session final : private CallHost {
+  public:
+    Session(BackEnd& backEnd, BridgeEnd& bridge, std::string conversationId);
+
+    /** Serves requests until the conversation is over. */
+    void run();
+
+  private:
+    bool receiveMessage();
+    Outcome handleRequest();
+    Outcome handleLogon(ItemReader& reader, Item item);
+    Outcome handleCall(ItemReader& reader, const Item& item);
+    Outcome runFunction();
+    bool answer(Outcome outcome);
+    bool sendStream(ByteSpan stream, BridgeMark mark);
+    void writeHeader();
+    void writeSessionItems();
+    LogonResult checkLogon();
+    Outcome refuse(std::string_view key, std::string_view text);
+    Outcome refuseLogon(LogonResult result);
+    Outcome refuseViolation();
+    const FunctionDescription* lookUpFunction();
+
+    bool wait(unsigned milliseconds) override;
+    bool callBack(std::string_view function, const ItemWriter& parameters,
+                  std::vector<Byte>& answer) override;
+    UserTable& users() override { return backEnd_.users; }
+    const std::string& client() const override { return facts_.client; }
+
+    BackEnd& backEnd_;
+    BridgeEnd& bridge_;
+    std::string conversationId_;
+    ClientFacts facts_;
+    bool loggedOn_ = false;  // name and password were found right
+    bool started_ = false;   // the first request was read
+    PasswordState passwordState_ = PasswordState::ok;
+    std::vector<Byte> request_;  // its first requestLength_ bytes are the request; the rest is room
+    std::size_t requestLength_ = 0;
+    ItemWriter out_;
+    Call call_;
+    const FunctionDescription* lastFunction_ = nullptr;  // clients tend to call the same one again
+};
+
+}  // namespace zordev
