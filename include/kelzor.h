@@ -22,6 +22,7 @@
 #include <kelzor/data.h>
 #include <kelzor/error.h>
 #include <kelzor/function.h>
+#include <kelzor/language.h>
 #include <kelzor/library.h>
 #include <kelzor/metadata.h>
 #include <kelzor/table.h>

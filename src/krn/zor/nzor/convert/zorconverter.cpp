@@ -132,7 +132,7 @@ int ZorConverter::finish(int rc, const KEL_RAW* src, size_t srcLength, bool secr
 namespace {
 
 /** Ends a text that was converted into `*pDestSize` bytes, of which `written` are used. */
-ZOR_RC terminate(KEL_RAW* dest, unsigned written, unsigned* pDestSize, unsigned* pResultLength) noexcept {
+ZOR_RC endText(KEL_RAW* dest, unsigned written, unsigned* pDestSize, unsigned* pResultLength) noexcept {
     if (written < *pDestSize) {
         dest[written] = 0;
         *pResultLength = written;
@@ -162,7 +162,7 @@ ZOR_RC ZorConverter::utf8Tokeluc(const KEL_UC* toCodepage, const KEL_RAW* src, u
         *pResultLength = 0;
         return ZOR_BUFFER_TOO_SMALL;
     }
-    return terminate(target, written, pDestSize, pResultLength);
+    return endText(target, written, pDestSize, pResultLength);
 }
 
 ZOR_RC ZorConverter::kelucToutf8(const KEL_UC* fromCodepage, const KEL_UC* src, unsigned srcLength,
@@ -177,7 +177,7 @@ ZOR_RC ZorConverter::kelucToutf8(const KEL_UC* fromCodepage, const KEL_UC* src, 
         *pResultLength = 0;
         return ZOR_BUFFER_TOO_SMALL;
     }
-    return terminate(dest, written, pDestSize, pResultLength);
+    return endText(dest, written, pDestSize, pResultLength);
 }
 
 unsigned ZorConverter::calculateUcLength(const KEL_RAW* utf8, unsigned length) noexcept {

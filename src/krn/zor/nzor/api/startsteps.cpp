@@ -1,0 +1,18 @@
+#include "api/startsteps.h"
+
+#include "config/zorconfig.h"
+#include "convert/zorconverter.h"
+
+namespace {
+
+// From the ground up: a step may use what the ones before it made.
+constexpr StartStep steps[] = {
+    {"ZorConverter::init", ZorConverter::init},
+    {"ZorConfig::init", ZorConfig::init},
+};
+
+}  // namespace
+
+std::span<const StartStep> startSteps() noexcept {
+    return steps;
+}

@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+#include <kelzor/config.h>
+#include <kelzor/language.h>
+#include <kelzor/library.h>
+
+#include <cstring>
+#include <string>
+
+#include "krn/zor/nzor/config/process_fixture.h"
+
+namespace {
+
+class LibraryApi : public ProcessFixture {};
+
+TEST_F(LibraryApi, StartAndVersion) {
+    EXPECT_EQ(ZorInit(), ZOR_OK);
+    unsigned major = 0;
+    unsigned minor = 0;
+    unsigned patch = 99;
+    const std::string text = ZorGetVersion(&major, &minor, &patch);
+    EXPECT_EQ(major, 7u);
+    EXPECT_EQ(minor, 752u);
+    EXPECT_EQ(patch, unsigned{KELZOR_PATCH_LEVEL});
+    EXPECT_EQ(text, "753 Patch Level " + std::to_string(patch));
+    EXPECT_EQ(ZorGetVersion(nullptr, nullptr, nullptr), text);
+}
+
+TEST_F(LibraryApi, VersionReportEndsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            ::dup2(STDERR_FILENO, STDOUT_FILENO);
+            (void)ZorGetVersionInternal();
+        },
+        testing::ExitedWithCode(0), "executable information[^d]*kernel release                753\n");
+}
+
+TEST_F(LibraryApi, Literals) {
+    EXPECT_STREQ(ZorGetRcAsString(ZOR_AUTHORIZATION_FAILURE), "ZOR_AUTHORIZATION_FAILURE");
+    EXPECT_STREQ(ZorGetRcAsString(static_cast<ZOR_RC>(30)), "");
+    EXPECT_STREQ(ZorGetTypeAsString(ZORTYPE_GENERIC_BOX), "ZORTYPE_GENERIC_BOX");
+    for (const int gap : {11, 15, 18, 22, 25, 27, 43})
+        EXPECT_STREQ(ZorGetTypeAsString(static_cast<ZORTYPE>(gap)), "ZORTYPE_NULL") << gap;
+    EXPECT_STREQ(ZorGetDirectionAsString(ZOR_TABLES), "ZOR_TABLES");
+    EXPECT_STREQ(ZorGetDirectionAsString(static_cast<ZOR_DIRECTION>(4)), "ZOR_UKNOWN_DIRECTION");
+    EXPECT_STREQ(ZorGetServerStateAsString(ZOR_SERVER_BROKEN), "ZOR_SERVER_BROKEN");
+    EXPECT_STREQ(ZorGetServerStateAsString(static_cast<ZOR_SERVER_STATE>(6)), "ZOR_UKNOWN_STATE");
+}
+
+TEST_F(LibraryApi, LanguagesBothWays) {
+    // Every row of the table: key and code.
+    const std::string rows =
+        "&Z9(Z2)Z3,Z4.Z5/Z6:Z7;Z80SR1ZH2TH3KO4RO5SL6HR7MS8UK9ETAARBHECCSDDEEENFFRGELHHUIITJJAKDALPLMZFNNL"
+        "ONOPPTQSKRRUSESTTRUFIVSVWBGXLTYLVZZ1aAFbIScCAdSHiID";
+    ASSERT_EQ(rows.size(), 49u * 3);
+    for (std::size_t row = 0; row < rows.size(); row += 3) {
+        KEL_UC iso[] = "--!";
+        EXPECT_EQ(ZorLanguageKelToIso(&rows[row], iso, nullptr), ZOR_OK);
+        EXPECT_EQ(std::string(iso), rows.substr(row + 1, 2) + "!");
+        KEL_UC key[] = "-!";
+        EXPECT_EQ(ZorLanguageIsoToKel(&rows[row + 1], key, nullptr), ZOR_OK);
+        EXPECT_EQ(std::string(key), rows.substr(row, 1) + "!");
+    }
+    KEL_UC key[] = "-!";
+    EXPECT_EQ(ZorLanguageIsoToKel("sk", key, nullptr), ZOR_OK);
+    EXPECT_STREQ(key, "Q!");
+}
+
+TEST_F(LibraryApi, UnknownLanguageLeavesTheRecordCleared) {
+    ZOR_ERROR_INFO info;
+    std::memset(&info, 0x55, sizeof info);
+    KEL_UC key[] = "-!";
+    EXPECT_EQ(ZorLanguageIsoToKel("XX", key, &info), ZOR_INVALID_PARAMETER);
+    EXPECT_EQ(info.code, ZOR_OK);
+    EXPECT_EQ(ZorLanguageIsoToKel("", key, &info), ZOR_INVALID_PARAMETER);
+    EXPECT_EQ(ZorLanguageKelToIso("\xE4", key, &info), ZOR_INVALID_PARAMETER);
+    EXPECT_STREQ(key, "-!");
+    EXPECT_EQ(info.key[0], 0x55);
+    EXPECT_EQ(ZorLanguageKelToIso(nullptr, key, &info), ZOR_INVALID_PARAMETER);
+    EXPECT_STREQ(info.message, "Invalid parameter 'KEL_UC*' was passed to the API call");
+    EXPECT_EQ(info.code, ZOR_INVALID_PARAMETER);
+}
+
+TEST_F(LibraryApi, Utf8ToLocal) {
+    const auto* const source = reinterpret_cast<const ZOR_BYTE*>("a\xC3\xA4\xE2\x82\xAC");
+    KEL_UC target[8];
+    unsigned size = 3;
+    unsigned length = 9;
+    ZOR_ERROR_INFO info{};
+    // Three characters and a terminator: one byte short, then as much as it asks for.
+    EXPECT_EQ(ZorUTF8ToKELUC(source, 6, target, &size, &length, &info), ZOR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(size, 4u);
+    EXPECT_EQ(length, 0u);
+    EXPECT_EQ(ZorUTF8ToKELUC(source, 6, target, &size, &length, &info), ZOR_OK);
+    EXPECT_STREQ(target, "a\xE4#");
+    EXPECT_EQ(length, 3u);
+    size = 0;
+    EXPECT_EQ(ZorUTF8ToKELUC(source, 6, nullptr, &size, nullptr, &info), ZOR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(size, 4u);
+    EXPECT_EQ(ZorUTF8ToKELUC(source, 5, target, &size, &length, &info), ZOR_CONVERSION_FAILURE);
+    EXPECT_EQ(length, 0u);
+    EXPECT_EQ(ZorUTF8ToKELUC(source, 0, target, &size, &length, &info), ZOR_OK);
+    EXPECT_EQ(ZorUTF8ToKELUC(source, 6, nullptr, &size, &length, &info), ZOR_INVALID_PARAMETER);
+    EXPECT_STREQ(info.message, "Invalid parameter 'NAME' was passed to the API call");
+    EXPECT_EQ(ZorUTF8ToKELUC(source, 6, target, nullptr, &length, &info), ZOR_INVALID_PARAMETER);
+}
+
+TEST_F(LibraryApi, LocalToUtf8) {
+    ZOR_BYTE target[8];
+    unsigned size = 2;
+    unsigned length = 9;
+    EXPECT_EQ(ZorKELUCToUTF8("a\xE4", 2, target, &size, &length, nullptr), ZOR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(size, 5u) << "the room, the byte that is left in two, and the terminator";
+    EXPECT_EQ(ZorKELUCToUTF8("a\xE4", 2, target, &size, &length, nullptr), ZOR_OK);
+    EXPECT_STREQ(reinterpret_cast<char*>(target), "a\xC3\xA4");
+    EXPECT_EQ(length, 3u);
+}
+
+TEST_F(LibraryApi, IniPathAndReload) {
+    std::filesystem::create_directory(directory / "conf");
+    writeFile(directory / "conf" / "kelzor.ini", "DEFAULT\nZOR_TRACE=1\n");
+    EXPECT_EQ(ZorSetIniPath("conf", nullptr), ZOR_OK);
+    EXPECT_EQ(ZorConfig::getGlobalTraceLevel(), 1u);
+    const std::string trace = readFile(directory / ZorTrace::getFileName());
+    EXPECT_EQ(trace.find("ZorSetIniPath"), trace.npos) << "the level was 0 when the call began";
+    writeFile(directory / "conf" / "kelzor.ini", "DEFAULT\nZOR_TRACE=0\n");
+    EXPECT_EQ(ZorReloadIniFile(nullptr), ZOR_OK);
+    EXPECT_EQ(ZorConfig::getGlobalTraceLevel(), 0u);
+    EXPECT_NE(readFile(directory / ZorTrace::getFileName())
+                  .find(">> ZorReloadIniFile\n<< ZorReloadIniFile returned ZOR_OK\n\n"),
+              trace.npos);
+    EXPECT_EQ(ZorSetIniPath("nowhere", nullptr), ZOR_OK) << "a missing file is no error";
+}
+
+}  // namespace
