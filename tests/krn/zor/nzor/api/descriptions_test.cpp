@@ -1,0 +1,256 @@
+// The exported functions of type and function descriptions, as a caller sees them.
+
+#include <gtest/gtest.h>
+#include <kelzor/metadata.h>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <string>
+
+namespace {
+
+using std::string;
+
+/** What a call returned and said: "code key: message", or "0". */
+string said(const std::function<ZOR_RC(ZOR_ERROR_INFO*)>& call) {
+    ZOR_ERROR_INFO info;
+    std::memset(&info, 0, sizeof info);
+    const ZOR_RC rc = call(&info);
+    EXPECT_EQ(rc, info.code);
+    if (rc == ZOR_OK) return "0";
+    return std::to_string(rc) + " " + info.key + ": " + info.message;
+}
+
+const string invalidHandle = "13 ZOR_INVALID_HANDLE: An invalid handle was passed to the API call";
+const string lockedText =
+    "19 ZOR_ILLEGAL_STATE: The operation is forbidden because the instance is already locked";
+
+string invalidParameter(const char* label) {
+    return string("20 ZOR_INVALID_PARAMETER: Invalid parameter '") + label + "' was passed to the API call";
+}
+
+string parameterText(const string& text) {
+    return "20 ZOR_INVALID_PARAMETER: " + text;
+}
+
+string removed(const char* kind, const void* handle) {
+    char text[100];
+    std::snprintf(text, sizeof text, "%s handle  %p was already removed", kind, handle);
+    return parameterText(text);
+}
+
+ZOR_FIELD_DESC field(const char* name, ZORTYPE type, unsigned nucLength, unsigned nucOffset,
+                     unsigned ucLength, unsigned ucOffset, ZOR_TYPE_DESC_HANDLE typeDesc = nullptr) {
+    ZOR_FIELD_DESC desc{};
+    std::strncpy(desc.name, name, sizeof desc.name);
+    desc.type = type;
+    desc.nucLength = nucLength;
+    desc.nucOffset = nucOffset;
+    desc.ucLength = ucLength;
+    desc.ucOffset = ucOffset;
+    desc.typeDescHandle = typeDesc;
+    return desc;
+}
+
+ZOR_PARAMETER_DESC parameter(const char* name, ZORTYPE type, ZOR_DIRECTION direction, unsigned nucLength,
+                             unsigned ucLength) {
+    ZOR_PARAMETER_DESC desc{};
+    std::strncpy(desc.name, name, sizeof desc.name);
+    desc.type = type;
+    desc.direction = direction;
+    desc.nucLength = nucLength;
+    desc.ucLength = ucLength;
+    return desc;
+}
+
+class Descriptions : public testing::Test {
+  protected:
+    Descriptions() {
+        const ZOR_FIELD_DESC a = field("A", ZORTYPE_CHAR, 3, 0, 6, 0);
+        ZorAddTypeField(type, &a, nullptr);
+        const ZOR_PARAMETER_DESC p = parameter("P", ZORTYPE_INT, ZOR_IMPORT, 4, 4);
+        ZorAddParameter(function, &p, nullptr);
+    }
+    ~Descriptions() override {
+        ZorDestroyTypeDesc(type, nullptr);
+        ZorDestroyFunctionDesc(function, nullptr);
+    }
+
+    ZOR_TYPE_DESC_HANDLE type = ZorCreateTypeDesc("ROW", nullptr);
+    ZOR_FUNCTION_DESC_HANDLE function = ZorCreateFunctionDesc("FN", nullptr);
+};
+
+TEST_F(Descriptions, RefusalsNameTheArgument) {
+    KEL_UC name[31];
+    unsigned count = 0;
+    ZOR_FIELD_DESC desc{};
+    ZOR_PARAMETER_DESC param{};
+    ZOR_EXCEPTION_DESC exception{};
+    const auto asType = reinterpret_cast<ZOR_TYPE_DESC_HANDLE>(function);
+    const auto asFunction = reinterpret_cast<ZOR_FUNCTION_DESC_HANDLE>(type);
+    const struct {
+        std::function<ZOR_RC(ZOR_ERROR_INFO*)> call;
+        string result;
+    } rows[] = {
+        {[&](auto* e) { return ZorAddTypeField(type, nullptr, e); }, invalidParameter("field name")},
+        {[&](auto* e) { return ZorGetTypeName(type, nullptr, e); }, invalidParameter("name buffer")},
+        {[&](auto* e) { return ZorGetFieldCount(type, nullptr, e); },
+         invalidParameter("pointer to field count")},
+        {[&](auto* e) { return ZorGetFieldDescByIndex(type, 0, nullptr, e); },
+         invalidParameter("pointer to ZOR_FIELD_DESC")},
+        {[&](auto* e) { return ZorGetFieldDescByIndex(type, 1, &desc, e); },
+         parameterText("index does not exist")},
+        {[&](auto* e) { return ZorGetFieldDescByName(type, nullptr, &desc, e); },
+         invalidParameter("field name")},
+        {[&](auto* e) { return ZorGetFieldDescByName(type, "A", nullptr, e); },
+         invalidParameter("pointer to ZOR_FIELD_DESC")},
+        {[&](auto* e) { return ZorGetFieldDescByName(type, "a", &desc, e); },
+         parameterText("field 'a' not found")},
+        {[&](auto* e) { return ZorGetTypeLength(type, nullptr, nullptr, e); }, "0"},
+        {[&](auto* e) { return ZorGetTypeName(asType, name, e); }, invalidHandle},
+        {[&](auto* e) { return ZorDestroyTypeDesc(asType, e); }, invalidHandle},
+        {[&](auto* e) { return ZorAddParameter(function, nullptr, e); },
+         invalidParameter("pointer to ZOR_PARAMETER_DESC")},
+        {[&](auto* e) { return ZorAddException(function, nullptr, e); },
+         invalidParameter("pointer to ZOR_EXCEPTION_DESC")},
+        {[&](auto* e) { return ZorGetFunctionName(function, nullptr, e); },
+         invalidParameter("pointer to function name")},
+        {[&](auto* e) { return ZorGetParameterCount(function, nullptr, e); },
+         invalidParameter("pointer to paramter count")},
+        {[&](auto* e) { return ZorGetParameterDescByIndex(function, 0, nullptr, e); },
+         invalidParameter("pointer to ZOR_PARAMETER_DESC")},
+        {[&](auto* e) { return ZorGetParameterDescByIndex(function, 1, &param, e); },
+         parameterText("index does not exist")},
+        {[&](auto* e) { return ZorGetParameterDescByName(function, nullptr, &param, e); },
+         invalidParameter("NAME")},
+        {[&](auto* e) { return ZorGetParameterDescByName(function, "P", nullptr, e); },
+         invalidParameter("Pointer to ZOR_PARAMETER_DESC")},
+        {[&](auto* e) { return ZorGetParameterDescByName(function, "Q", &param, e); },
+         parameterText("field 'Q' not found")},
+        {[&](auto* e) { return ZorGetExceptionCount(function, nullptr, e); },
+         invalidParameter("pointer to exception count")},
+        {[&](auto* e) { return ZorGetExceptionDescByIndex(function, 0, nullptr, e); },
+         invalidParameter("Pointer to ZOR_EXCEPTION_DESC")},
+        {[&](auto* e) { return ZorGetExceptionDescByIndex(function, 0, &exception, e); },
+         parameterText("No exception with the index 0 available. Exception count is 0")},
+        {[&](auto* e) { return ZorGetExceptionDescByName(function, "E", nullptr, e); },
+         invalidParameter("Pointer to ZOR_EXCEPTION_DESC")},
+        {[&](auto* e) { return ZorGetExceptionDescByName(function, "E", &exception, e); },
+         parameterText("No exception for the key E")},
+        {[&](auto* e) { return ZorIsLUMXSupported(function, nullptr, e); },
+         invalidParameter("pointer to isAble")},
+        {[&](auto* e) { return ZorGetParameterCount(asFunction, &count, e); }, invalidHandle},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(said(row.call), row.result);
+}
+
+TEST_F(Descriptions, WhatWasPutInComesOut) {
+    int mark = 0;
+    ZOR_FIELD_DESC in = field("NESTED", ZORTYPE_BCD, 5, 8, 5, 8);
+    in.decimals = 2;
+    in.extendedDescription = &mark;
+    EXPECT_EQ(said([&](auto* e) { return ZorAddTypeField(type, &in, e); }), "0");
+    ZOR_FIELD_DESC out{};
+    ASSERT_EQ(ZorGetFieldDescByName(type, "NESTED", &out, nullptr), ZOR_OK);
+    EXPECT_STREQ(out.name, "NESTED");
+    EXPECT_EQ(out.type, ZORTYPE_BCD);
+    EXPECT_EQ(out.nucLength, 5u);
+    EXPECT_EQ(out.nucOffset, 8u);
+    EXPECT_EQ(out.ucLength, 5u);
+    EXPECT_EQ(out.ucOffset, 8u);
+    EXPECT_EQ(out.decimals, 2u);
+    EXPECT_EQ(out.typeDescHandle, nullptr);
+    EXPECT_EQ(out.extendedDescription, &mark);
+    ASSERT_EQ(ZorGetFieldDescByName(type, "", &out, nullptr), ZOR_OK);
+    EXPECT_STREQ(out.name, "A");
+
+    ASSERT_EQ(ZorSetTypeLength(type, 13, 14, nullptr), ZOR_OK);
+    unsigned nuc = 0, uc = 0, count = 0;
+    EXPECT_EQ(ZorGetTypeLength(type, &nuc, &uc, nullptr), ZOR_OK);
+    EXPECT_EQ(ZorGetFieldCount(type, &count, nullptr), ZOR_OK);
+    EXPECT_EQ(string(std::to_string(nuc) + " " + std::to_string(uc) + " " + std::to_string(count)),
+              "13 14 2");
+}
+
+TEST_F(Descriptions, ParametersAndExceptionsComeOut) {
+    ZOR_PARAMETER_DESC in = parameter("T", ZORTYPE_TABLE, ZOR_TABLES, 3, 6);
+    in.typeDescHandle = type;
+    // Full fields without a terminator are read to their width.
+    std::memset(in.defaultValue, 'd', sizeof in.defaultValue);
+    std::memset(in.parameterText, 't', sizeof in.parameterText);
+    in.optional = 1;
+    ASSERT_EQ(ZorAddParameter(function, &in, nullptr), ZOR_OK);
+    ZOR_PARAMETER_DESC out{};
+    ASSERT_EQ(ZorGetParameterDescByIndex(function, 1, &out, nullptr), ZOR_OK);
+    EXPECT_STREQ(out.name, "T");
+    EXPECT_EQ(out.type, ZORTYPE_TABLE);
+    EXPECT_EQ(out.direction, ZOR_TABLES);
+    EXPECT_EQ(out.nucLength, 3u);
+    EXPECT_EQ(out.ucLength, 6u);
+    EXPECT_EQ(out.typeDescHandle, type);
+    EXPECT_EQ(out.defaultValue, string(30, 'd'));
+    EXPECT_EQ(out.parameterText, string(79, 't'));
+    EXPECT_EQ(out.optional, 1);
+
+    ZOR_EXCEPTION_DESC exception{};
+    std::memset(exception.key, 'k', sizeof exception.key);
+    std::memset(exception.message, 'm', sizeof exception.message);
+    ASSERT_EQ(ZorAddException(function, &exception, nullptr), ZOR_OK);
+    ASSERT_EQ(ZorGetExceptionDescByName(function, string(127, 'k').c_str(), &exception, nullptr), ZOR_OK);
+    EXPECT_EQ(exception.key, string(127, 'k'));
+    EXPECT_EQ(exception.message, string(511, 'm'));
+
+    int able = 7;
+    EXPECT_EQ(ZorIsLUMXSupported(function, &able, nullptr), ZOR_OK);
+    EXPECT_EQ(able, 0);
+    EXPECT_EQ(ZorEnableLUMX(function, nullptr), ZOR_OK);
+    EXPECT_EQ(ZorIsLUMXSupported(function, &able, nullptr), ZOR_OK);
+    EXPECT_EQ(able, 1);
+}
+
+TEST(DescriptionNames, LongerThan30AreGivenAsEmpty) {
+    for (const unsigned length : {30u, 31u}) {
+        const string name(length, 'N');
+        const auto type = ZorCreateTypeDesc(name.c_str(), nullptr);
+        const auto function = ZorCreateFunctionDesc(name.c_str(), nullptr);
+        KEL_UC buffer[31] = "old";
+        EXPECT_EQ(ZorGetTypeName(type, buffer, nullptr), ZOR_OK);
+        EXPECT_EQ(buffer, length == 30 ? name : "");
+        std::strcpy(buffer, "old");
+        EXPECT_EQ(ZorGetFunctionName(function, buffer, nullptr), ZOR_OK);
+        EXPECT_EQ(buffer, length == 30 ? name : "");
+        ZorDestroyTypeDesc(type, nullptr);
+        ZorDestroyFunctionDesc(function, nullptr);
+    }
+}
+
+TEST(DescriptionHandles, ANestedOneOutlivesItsCreatorsHandle) {
+    const auto nested = ZorCreateTypeDesc("NESTED", nullptr);
+    const auto parent = ZorCreateTypeDesc("PARENT", nullptr);
+    const ZOR_FIELD_DESC structure = field("S", ZORTYPE_STRUCTURE, 8, 0, 8, 0, nested);
+    ASSERT_EQ(ZorAddTypeField(parent, &structure, nullptr), ZOR_OK);
+    EXPECT_EQ(said([&](auto* e) { return ZorDestroyTypeDesc(nested, e); }), "0");
+    KEL_UC name[31];
+    EXPECT_EQ(ZorGetTypeName(nested, name, nullptr), ZOR_OK);
+    EXPECT_EQ(said([&](auto* e) { return ZorDestroyTypeDesc(nested, e); }),
+              "19 ZOR_ILLEGAL_STATE: The instance either removed or cached in a repository.");
+    EXPECT_EQ(said([&](auto* e) { return ZorDestroyTypeDesc(parent, e); }), "0");
+    // Both are gone now, and every use of the dead handles is told so.
+    for (const auto handle : {nested, parent}) {
+        const string gone = removed("ZOR_TYPE_DESC_HANDLE", handle);
+        EXPECT_EQ(said([&](auto* e) { return ZorDestroyTypeDesc(handle, e); }), gone);
+        EXPECT_EQ(said([&](auto* e) { return ZorGetTypeName(handle, name, e); }), gone);
+    }
+    const auto other = ZorCreateFunctionDesc("OTHER", nullptr);
+    ZOR_PARAMETER_DESC param = parameter("P", ZORTYPE_TABLE, ZOR_TABLES, 1, 1);
+    param.typeDescHandle = nested;
+    EXPECT_EQ(said([&](auto* e) { return ZorAddParameter(other, &param, e); }),
+              removed("ZOR_TYPE_DESC_HANDLE", nested));
+    EXPECT_EQ(said([&](auto* e) { return ZorDestroyFunctionDesc(other, e); }), "0");
+    EXPECT_EQ(said([&](auto* e) { return ZorDestroyFunctionDesc(other, e); }),
+              removed("ZOR_FUNCTION_DESC_HANDLE", other));
+}
+
+}  // namespace

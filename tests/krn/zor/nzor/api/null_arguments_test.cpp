@@ -1,0 +1,147 @@
+// Every function of the shared library, called with nothing but zeros, refuses and says why, and works
+// the same without a record. The list of functions is generated from the public headers, so a new one
+// needs a row here only if its refusal isn't one of the frame's two.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <kelzor/call.h>
+#include <kelzor/connection.h>
+#include <kelzor/error.h>
+#include <kelzor/metadata.h>
+#include <kelzor/types.h>
+#if __has_include(<kelzor/config.h>)
+#include <kelzor/config.h>
+#endif
+#if __has_include(<kelzor/data.h>)
+#include <kelzor/data.h>
+#endif
+#if __has_include(<kelzor/function.h>)
+#include <kelzor/function.h>
+#endif
+#if __has_include(<kelzor/library.h>)
+#include <kelzor/library.h>
+#endif
+#if __has_include(<kelzor/table.h>)
+#include <kelzor/table.h>
+#endif
+
+#include <cstring>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <vector>
+
+#include "error/zorexception.h"
+
+namespace {
+
+/** A refusal that isn't "13, the frame's text" or "20, the frame's text with a label". */
+struct Refusal {
+    ZOR_RC rc;
+    const char* message;
+};
+
+const std::map<std::string, Refusal> ownRefusals = {
+    {"ZorCreateTypeDesc", {ZOR_INVALID_PARAMETER, "Type name is NULL"}},
+    {"ZorCreateFunctionDesc", {ZOR_INVALID_PARAMETER, "Function name is NULL"}},
+    {"ZorDescribeFunction", {ZOR_INVALID_HANDLE, "ZOR_FUNCTION_HANDLE is NULL"}},
+    // Settings for which zeros are good values.
+    {"ZorReloadIniFile", {ZOR_OK, ""}},
+    {"ZorSetIniPath", {ZOR_OK, ""}},
+    {"ZorSetTraceLevel", {ZOR_OK, ""}},
+    {"ZorSetCpicTraceLevel", {ZOR_OK, ""}},
+};
+
+// Needs its record: what it finds out is the record's code, for a NULL handle too.
+const std::set<std::string> needsRecord = {"ZorIsConnectionHandleValid"};
+
+/** A function that can be called with zeros and a record; gives what it returned. */
+struct Subject {
+    const char* name;
+    std::function<long(ZOR_ERROR_INFO*)> call;
+    bool returnsHandle;
+};
+
+template <class... Args>
+constexpr bool takesRecord =
+    sizeof...(Args) > 0 &&
+    std::is_same_v<std::tuple_element_t<sizeof...(Args), std::tuple<void, Args...>>, ZOR_ERROR_INFO*>;
+
+template <class Result, class... Args>
+Subject subject(const char* name, Result (*function)(Args...)) {
+    Subject made{name, nullptr, std::is_pointer_v<Result>};
+    if constexpr (takesRecord<Args...>) {
+        made.call = [function](ZOR_ERROR_INFO* info) {
+            std::tuple<Args...> zeros{};
+            std::get<sizeof...(Args) - 1>(zeros) = info;
+            if constexpr (std::is_pointer_v<Result>)
+                return static_cast<long>(std::apply(function, zeros) != nullptr);
+            else
+                return static_cast<long>(std::apply(function, zeros));
+        };
+    }
+    return made;
+}
+
+/** The declared functions as the shared library has them; never unloaded. */
+std::vector<Subject> exportedSubjects() {
+    std::vector<Subject> all;
+    void* const library = dlopen(KELZOR_LIBRARY, RTLD_LAZY | RTLD_LOCAL);
+    EXPECT_NE(library, nullptr) << dlerror();
+    if (library == nullptr) return all;
+#define KELZOR_DECLARED(name)                        \
+    if (void* const address = dlsym(library, #name)) \
+        all.push_back(subject(#name, reinterpret_cast<decltype(&::name)>(address)));
+#include "declaredfunctions.inc"
+#undef KELZOR_DECLARED
+    return all;
+}
+
+/** What the frame says for a code; a label stands between the two halves of the second. */
+void expectFrameText(ZOR_RC rc, const std::string& message) {
+    if (rc == ZOR_INVALID_HANDLE) {
+        EXPECT_EQ(message, "An invalid handle was passed to the API call");
+        return;
+    }
+    EXPECT_EQ(rc, ZOR_INVALID_PARAMETER);
+    const std::string front = "Invalid parameter '";
+    const std::string back = "' was passed to the API call";
+    EXPECT_GT(message.size(), front.size() + back.size()) << message;
+    EXPECT_EQ(message.substr(0, front.size()), front);
+    EXPECT_EQ(message.substr(message.size() - std::min(message.size(), back.size())), back);
+}
+
+void expectRefusal(const Subject& subject) {
+    SCOPED_TRACE(subject.name);
+    ZOR_ERROR_INFO info;
+    std::memset(&info, 0, sizeof info);
+    info.code = ZOR_UNKNOWN_ERROR;
+    const long result = subject.call(&info);
+    EXPECT_EQ(result, subject.returnsHandle ? 0 : info.code);
+    EXPECT_EQ(subject.call(nullptr), result);
+    const auto own = ownRefusals.find(subject.name);
+    if (own == ownRefusals.end()) {
+        expectFrameText(info.code, info.message);
+    } else {
+        EXPECT_EQ(info.code, own->second.rc);
+        EXPECT_STREQ(info.message, own->second.message);
+    }
+    if (info.code == ZOR_OK) return;
+    EXPECT_STREQ(info.key, zorRcName(info.code));
+    EXPECT_EQ(info.group, EXTERNAL_RUNTIME_FAILURE);
+}
+
+TEST(NullArguments, EveryExportedFunctionRefuses) {
+    size_t called = 0;
+    for (const Subject& subject : exportedSubjects()) {
+        if (!subject.call || needsRecord.count(subject.name) > 0) continue;
+        ++called;
+        expectRefusal(subject);
+    }
+    EXPECT_GE(called, 20u);  // else the list of declarations was not found
+}
+
+}  // namespace
