@@ -1,0 +1,219 @@
+// Every allocation of an operation on containers fails once: the operation reports a lack of memory, the
+// object is as it was, and nothing is left behind.
+
+#include <gtest/gtest.h>
+#include <kelzor/data.h>
+#include <kelzor/function.h>
+#include <kelzor/table.h>
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+
+#include "krn/zor/nzor/data/datafixture.h"
+
+namespace {
+
+/** Allocations until the one that fails; negative: none fails. */
+thread_local long failAfter = -1;
+/** Blocks that are allocated and not freed. */
+thread_local long liveBlocks = 0;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    if (failAfter == 0) throw std::bad_alloc();
+    if (failAfter > 0) --failAfter;
+    void* block = std::malloc(size);
+    if (block == nullptr) throw std::bad_alloc();
+    ++liveBlocks;
+    return block;
+}
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void operator delete(void* block) noexcept {
+    if (block != nullptr) --liveBlocks;
+    std::free(block);
+}
+void operator delete[](void* block) noexcept {
+    operator delete(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    operator delete(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+    operator delete(block);
+}
+
+namespace {
+
+using namespace datatest;
+
+ZorMetaDataRef<ZorRecordMetaData> deepRow() {
+    auto inner = makeType({{"WORD", ZORTYPE_STRING, sizeof(void*)}}, "INNER");
+    return makeType({{"NO", ZORTYPE_INT, 4},
+                     {"TEXT", ZORTYPE_STRING, sizeof(void*)},
+                     {"ROWS", ZORTYPE_TABLE, sizeof(void*), 0, inner.get()},
+                     {"BYTES", ZORTYPE_XSTRING, sizeof(void*)},
+                     {"INNER", ZORTYPE_STRUCTURE, 2 * sizeof(void*), 0, inner.get()}});
+}
+
+constexpr std::string_view longText = "a text that is too long to be kept in a string object itself";
+
+void fillRow(ZorStructure& row, ZOR_INT number) {
+    row.setValue(0, number);
+    setText(row, 1, longText);
+    ZorTable* rows = nullptr;
+    row.getValue(2, &rows, true);
+    setText(rows->appendNewRow(), 0, longText);
+    setText(row, 3, "0102");
+    ZorStructure* inner = nullptr;
+    row.getValue(4, &inner, true);
+    setText(*inner, 0, longText);
+}
+
+/** All that a table's rows hold, as one text. */
+std::string contentOf(ZorTable& table) {
+    std::string text = std::to_string(table.getCurrentIndex());
+    for (unsigned index = 0; index < table.getCount(); ++index) {
+        ZorStructure& row = table.row(index);
+        ZorTable* rows = nullptr;
+        row.getValue(2, &rows, true);
+        text += "|" + getText(row, 0) + getText(row, 1) + std::to_string(rows->getCount()) + getText(row, 3);
+    }
+    return text;
+}
+
+/**
+ * Runs an operation with its first allocation failing, then its second, until none fails. `undone` says
+ * what must hold after each failure.
+ */
+void failEachAllocation(const std::function<ZOR_RC(ZOR_ERROR_INFO&)>& operation,
+                        const std::function<void()>& undone) {
+    ZOR_ERROR_INFO info;
+    for (long at = 0; at < 1000; ++at) {
+        const long before = liveBlocks;
+        failAfter = at;
+        const ZOR_RC rc = operation(info);
+        const bool failed = failAfter == 0 && rc != ZOR_OK;
+        failAfter = -1;
+        if (!failed) {
+            EXPECT_EQ(rc, ZOR_OK) << info.message;
+            EXPECT_GT(at, 0) << "nothing was allocated";
+            return;
+        }
+        ASSERT_EQ(rc, ZOR_MEMORY_INSUFFICIENT) << "allocation " << at;
+        ASSERT_STREQ(info.key, "ZOR_MEMORY_INSUFFICIENT");
+        ASSERT_EQ(liveBlocks, before) << "allocation " << at;
+        undone();
+    }
+    FAIL() << "the operation never succeeded";
+}
+
+class DataMemory : public testing::Test {
+  protected:
+    DataMemory() {
+        // Full to the last row of its room, so that the next one makes it grow.
+        for (unsigned count = 0; count < 100; ++count)
+            table.appendNewRow();
+        table.moveTo(1);
+        fillRow(*table.getRow(), 7);
+        fillRow(value, 9);
+        content = contentOf(table);
+    }
+
+    /** Fails each allocation of an operation that changes the table. */
+    void check(const std::function<ZOR_RC(ZOR_ERROR_INFO&)>& operation) {
+        failEachAllocation(operation, [&] { ASSERT_EQ(contentOf(table), content); });
+        EXPECT_NE(contentOf(table), content);
+    }
+
+    /** Fails each allocation of an operation that makes a container. */
+    static void checkMaking(const std::function<DATA_CONTAINER_HANDLE(ZOR_ERROR_INFO*)>& make,
+                            const std::function<void(DATA_CONTAINER_HANDLE)>& destroy) {
+        failEachAllocation(
+            [&](ZOR_ERROR_INFO& info) {
+                if (const auto made = make(&info)) destroy(made);
+                return info.code;
+            },
+            [] {});
+    }
+
+    ZorMetaDataRef<ZorRecordMetaData> type = deepRow();
+    ZorTable table{type.get()};
+    ZorStructure value{type.get()};
+    std::string content;
+};
+
+TEST_F(DataMemory, AppendingRows) {
+    check([&](ZOR_ERROR_INFO& info) { return ZorAppendRow(table.toHandle(), value.toHandle(), &info); });
+}
+
+TEST_F(DataMemory, AppendingARowOfItself) {
+    check(
+        [&](ZOR_ERROR_INFO& info) { return ZorAppendRow(table.toHandle(), table.row(1).toHandle(), &info); });
+}
+
+TEST_F(DataMemory, InsertingRows) {
+    check([&](ZOR_ERROR_INFO& info) { return ZorInsertRow(table.toHandle(), value.toHandle(), &info); });
+}
+
+TEST_F(DataMemory, AppendingManyNewRows) {
+    check([&](ZOR_ERROR_INFO& info) { return ZorAppendNewRows(table.toHandle(), 3, &info); });
+}
+
+TEST_F(DataMemory, NewRowsWithTheirHandles) {
+    check([&](ZOR_ERROR_INFO& info) {
+        return ZorAppendNewRow(table.toHandle(), &info) != nullptr ? ZOR_OK : info.code;
+    });
+    // The first row handle of a table is an allocation too.
+    ZorTable fresh(type.get());
+    failEachAllocation(
+        [&](ZOR_ERROR_INFO& info) {
+            return ZorInsertNewRow(fresh.toHandle(), &info) != nullptr ? ZOR_OK : info.code;
+        },
+        [&] { ASSERT_EQ(fresh.getCount(), 0u); });
+}
+
+TEST_F(DataMemory, SettingATable) {
+    ZorStructure owner(makeType({{"ROWS", ZORTYPE_TABLE, sizeof(void*), 0, type.get()}}).get());
+    ZorTable* target = nullptr;
+    owner.getValue(0, &target, true);
+    fillRow(target->appendNewRow(), 3);
+    const std::string before = contentOf(*target);
+    failEachAllocation(
+        [&](ZOR_ERROR_INFO& info) {
+            return ZorSetTableByIndex(owner.toHandle(), 0, table.toHandle(), &info);
+        },
+        [&] { ASSERT_EQ(contentOf(*target), before); });
+    EXPECT_EQ(target->getCount(), 100u);
+}
+
+TEST_F(DataMemory, SettingAString) {
+    const std::string longer(200, 'x');
+    failEachAllocation(
+        [&](ZOR_ERROR_INFO& info) {
+            return ZorSetStringByIndex(value.toHandle(), 1, longer.data(), 200, &info);
+        },
+        [&] { ASSERT_EQ(getText(value, 1), longText); });
+}
+
+TEST_F(DataMemory, CloningAndCreating) {
+    const auto destroyStructure = [](auto handle) { ZorDestroyStructure(handle, nullptr); };
+    const auto destroyTable = [](auto handle) { ZorDestroyTable(handle, nullptr); };
+    checkMaking([&](auto* info) { return ZorCloneTable(table.toHandle(), info); }, destroyTable);
+    checkMaking([&](auto* info) { return ZorCloneStructure(value.toHandle(), info); }, destroyStructure);
+    const auto typeHandle = ZorMetaDataStatics::toHandle(type.get());
+    checkMaking([&](auto* info) { return ZorCreateTable(typeHandle, info); }, destroyTable);
+    checkMaking([&](auto* info) { return ZorCreateStructure(typeHandle, info); }, destroyStructure);
+    auto function = ZorMetaDataStatics::createMetaData<ZorFunctionMetaData>(
+        "A_FUNCTION_WITH_A_RATHER_LONG_NAME", "custom", 5, false);
+    for (const char* name : {"A", "B", "C"})
+        function->add(name, ZORTYPE_CHAR, ZOR_IMPORT, 10, 20, 0);
+    const auto functionHandle = ZorMetaDataStatics::toHandle(function.get());
+    checkMaking([&](auto* info) { return ZorCreateFunction(functionHandle, info); },
+                [](auto handle) { ZorDestroyFunction(handle, nullptr); });
+}
+
+}  // namespace
