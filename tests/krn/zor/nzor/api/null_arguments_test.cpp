@@ -4,26 +4,7 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <kelzor/call.h>
-#include <kelzor/connection.h>
-#include <kelzor/error.h>
-#include <kelzor/metadata.h>
-#include <kelzor/types.h>
-#if __has_include(<kelzor/config.h>)
-#include <kelzor/config.h>
-#endif
-#if __has_include(<kelzor/data.h>)
-#include <kelzor/data.h>
-#endif
-#if __has_include(<kelzor/function.h>)
-#include <kelzor/function.h>
-#endif
-#if __has_include(<kelzor/library.h>)
-#include <kelzor/library.h>
-#endif
-#if __has_include(<kelzor/table.h>)
-#include <kelzor/table.h>
-#endif
+#include <kelzor.h>
 
 #include <cstring>
 #include <functional>
