@@ -26,6 +26,7 @@
 #include <kelzor/library.h>
 #include <kelzor/metadata.h>
 #include <kelzor/table.h>
+#include <kelzor/trace.h>
 #include <kelzor/types.h>
 
 #endif

@@ -2,6 +2,7 @@
 #include <kelzor/config.h>
 #include <kelzor/language.h>
 #include <kelzor/library.h>
+#include <kelzor/trace.h>
 
 #include <cstring>
 #include <string>
@@ -130,6 +131,50 @@ TEST_F(LibraryApi, IniPathAndReload) {
                   .find(">> ZorReloadIniFile\n<< ZorReloadIniFile returned ZOR_OK\n\n"),
               trace.npos);
     EXPECT_EQ(ZorSetIniPath("nowhere", nullptr), ZOR_OK) << "a missing file is no error";
+}
+
+TEST_F(LibraryApi, TraceSettings) {
+    using Setter = ZOR_RC (*)(KEL_UC*, ZOR_ERROR_INFO*);
+    const struct {
+        Setter set;
+        const char* value;
+        ZOR_RC rc;
+        const char* message;
+    } cases[] = {
+        {ZorSetTraceEncoding, "UTF-8 and more", ZOR_OK, ""},
+        {ZorSetTraceEncoding, "utf-8", ZOR_INVALID_PARAMETER, "Invalid Trace Encoding"},
+        {ZorSetTraceType, "PROCESS", ZOR_OK, ""},
+        {ZorSetTraceType, "THREADS", ZOR_INVALID_PARAMETER, "Invalid trace type"},
+        {ZorSetTraceType, "process", ZOR_INVALID_PARAMETER, "Invalid trace type"},
+        {ZorSetTraceDir, "/nowhere", ZOR_INVALID_PARAMETER, "Directory does not exist"},
+    };
+    for (const auto& test : cases) {
+        ZOR_ERROR_INFO info{};
+        std::string value = test.value;
+        EXPECT_EQ(test.set(value.data(), &info), test.rc) << value;
+        EXPECT_STREQ(info.message, test.message);
+    }
+    EXPECT_EQ(ZorConfig::getTraceEncoding(), TRACE_UTF8);
+    EXPECT_FALSE(ZorConfig::traceByThread());
+    EXPECT_EQ(ZorConfig::getTraceDir(), "./");
+    ZorConfig::setTraceType(true);
+}
+
+TEST_F(LibraryApi, TraceDirectoryTakesTheFilesAlong) {
+    std::filesystem::create_directory(directory / "logs");
+    std::string name = "logs";
+    EXPECT_EQ(ZorSetTraceDir(name.data(), nullptr), ZOR_OK);
+    EXPECT_EQ(ZorSetCpicTraceLevel(2, nullptr), ZOR_OK);
+    EXPECT_EQ(ZorConfig::getGlobalCpicTraceLevel(), 2u);
+    EXPECT_NE(readFile(directory / "dev_zor.trc").find("Changing global trace directory to logs\n"),
+              std::string::npos);
+    EXPECT_NE(readFile(directory / "logs" / ZorTrace::getFileName())
+                  .find(">> ZorSetCpicTraceLevel\n<< ZorSetCpicTraceLevel returned ZOR_OK\n\n"),
+              std::string::npos)
+        << "written at every level";
+    name = ".";
+    EXPECT_EQ(ZorSetTraceDir(name.data(), nullptr), ZOR_OK);
+    EXPECT_EQ(ZorSetCpicTraceLevel(0, nullptr), ZOR_OK);
 }
 
 }  // namespace
