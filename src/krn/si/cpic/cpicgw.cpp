@@ -1,0 +1,176 @@
+#include "krn/si/cpic/cpicgw.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/thr/deadline.h"
+#include "krn/si/cpic/cpicerr.h"
+
+namespace {
+
+iovec partOf(std::span<const KEL_RAW> bytes) {
+    return {const_cast<KEL_RAW*>(bytes.data()), bytes.size()};
+}
+
+/** Where the data of a message came to lie: first in the caller's buffer, then in the conversation's. */
+class Received {
+  public:
+    Received(const CONV_PROTO& conv, std::span<KEL_RAW> target, std::size_t length)
+        : first(target.first(std::min(length, target.size()))), second(conv.data(), length - first.size()) {}
+
+    std::size_t size() const { return first.size() + second.size(); }
+
+    /** Copies the first bytes out. */
+    std::size_t copy(std::span<KEL_RAW> to) const {
+        const std::size_t front = std::min(to.size(), first.size());
+        const std::size_t rest = std::min(to.size() - front, second.size());
+        std::copy_n(first.begin(), front, to.begin());
+        std::copy_n(second.begin(), rest, to.begin() + static_cast<std::ptrdiff_t>(front));
+        return front + rest;
+    }
+
+    /** Drops the first bytes; what follows moves up. */
+    void drop(std::size_t count) {
+        const std::size_t rest = size() - count;
+        for (std::size_t i = 0; i < rest; ++i) at(i) = at(i + count);
+        second = second.first(rest - std::min(rest, first.size()));
+        first = first.first(std::min(rest, first.size()));
+    }
+
+    /** Keeps the first bytes only. */
+    void cut(std::size_t count) {
+        second = second.first(count - std::min(count, first.size()));
+        first = first.first(std::min(count, first.size()));
+    }
+
+    std::size_t inTarget() const { return first.size(); }
+    std::size_t beyond() const { return second.size(); }
+
+  private:
+    KEL_RAW& at(std::size_t i) { return i < first.size() ? first[i] : second[i - first.size()]; }
+
+    std::span<KEL_RAW> first;
+    std::span<KEL_RAW> second;
+};
+
+/** Makes the gateway's return codes the current error. */
+void reportCodes(const CONV_PROTO& conv, const APPCHDR6& header) {
+    CPIC_ERRSET(C_RETURN_CODES, "", GwFuncName(header.rqtype), GwGetAppcRc(header.appc_rc),
+                GwGetKelRc(header.kel_rc));
+    const std::string location = "KEL-Gateway on host " + conv.gwhost + " / " + conv.gwserv;
+    ErrReplace(ERR_LOCATION, location);
+}
+
+/** Takes the error block behind a header, if there is one. True if it is the current error now. */
+bool takeErrorBlock(const APPCHDR6& header, Received& data) {
+    if ((header.info & WITH_ERR_INFO) == 0 || (header.appc_rc == CM_OK && header.kel_rc == 0)) return false;
+    KEL_RAW block[ERR_BLOCK_MAX];
+    const std::size_t announced = header.err_len != 0 ? header.err_len : data.size();
+    const std::size_t length = std::min(announced, data.size());
+    const std::size_t taken = data.copy(std::span(block).first(std::min(length, sizeof block)));
+    data.drop(length);
+    return ErrCpNetToInt({block, taken}) == ERR_OK;
+}
+
+bool needsReport(CM_RETCODE rc) {
+    return rc != CM_OK && rc != CM_CANCEL_REQUEST && rc != CM_DEALLOCATED_NORMAL;
+}
+
+/** Reads one message as it stands. `length` is that of the message, its header included. */
+CPIC_READ readMessage(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT timeout, KEL_INT* length) {
+    const std::size_t room = static_cast<std::size_t>(GW_MAX_PACKET) - APPCHDR6_LAYOUT::length;
+    const iovec parts[] = {partOf(conv.header()), partOf(target), {conv.data(), room}};
+    const KELRETURN rc = NiReadV(conv.gw_socket, parts, timeout, length);
+    if (rc == NIETIMEOUT) return CPIC_READ_TIMEOUT;
+    if (rc == NIEPING) {
+        *length = 0;
+        return CPIC_READ_OK;
+    }
+    if (rc != NI_OK) return CPIC_READ_FAILED;  // the network layer has said why
+    if (static_cast<std::size_t>(*length) < APPCHDR6_LAYOUT::length) {
+        CPIC_ERRSET(READ_FROM_GW_FAILED, "message of %d bytes is shorter than a header", *length);
+        return CPIC_READ_FAILED;
+    }
+    if (const int version = conv.header()[0]; version != conv.appchdr_version) {
+        CPIC_ERRSET(WRONG_APPCHDR_VERSION, "client version %d, gateway version %d (%s/%s)", conv.appchdr_version,
+                    version, conv.gwhost.c_str(), conv.gwserv.c_str());
+        return CPIC_READ_VERSION;
+    }
+    return CPIC_READ_OK;
+}
+
+/** Sorts what lies behind the header: error block, then data. */
+CPIC_READ digest(CONV_PROTO& conv, Received data, CPIC_MESSAGE* message) {
+    const APPCHDR6& header = message->header;
+    if (header.appc_rc == CM_CANCEL_REQUEST) conv.cancel_requested = true;
+    if (!takeErrorBlock(header, data) && needsReport(header.appc_rc)) reportCodes(conv, header);
+    const std::int32_t announced = GwGetNcmrcv(header.nparams).received_length;
+    if (data.size() != 0 && announced >= 0 && static_cast<std::size_t>(announced) < data.size())
+        data.cut(static_cast<std::size_t>(announced));
+    message->received = data.inTarget();
+    message->overflow = data.beyond();
+    return CPIC_READ_OK;
+}
+
+}  // namespace
+
+CM_RETCODE STIBadArgument(const KEL_CHAR* function, const KEL_CHAR* parameter, CPIC_INT value) noexcept {
+    return STIBadArgument(function, parameter, std::to_string(value).c_str());
+}
+
+APPCHDR6 STIHeader(const CONV_PROTO& conv, GW_RQTYPE rqtype) noexcept {
+    APPCHDR6 header;
+    header.version = conv.appchdr_version;
+    header.rqtype = rqtype;
+    header.protocol = conv.int_protocol;
+    header.sequence_no = conv.sequence_no;
+    header.conversation_ID = conv.gwy_conv_ID;
+    header.conn_idx = conv.conn_idx;
+    return header;
+}
+
+CM_RETCODE STISendToGw(CONV_PROTO& conv, const APPCHDR6& header, std::span<const KEL_RAW> params,
+                       std::span<const KEL_RAW> data) noexcept {
+    KEL_RAW bytes[APPCHDR6_LAYOUT::length];
+    GwPutHdr(bytes, header);
+    const iovec parts[] = {partOf(bytes), partOf(params), partOf(data)};
+    if (NiWriteV(conv.gw_socket, parts, -1) == NI_OK) return CM_OK;
+    STIDEAL(conv);
+    return CM_PRODUCT_SPECIFIC_ERROR;
+}
+
+CPIC_READ STIAsRcvFromGw(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT timeout,
+                         CPIC_MESSAGE* message) noexcept {
+    const Deadline deadline(timeout);
+    for (;;) {
+        KEL_INT length = 0;
+        const CPIC_READ read = readMessage(conv, target, deadline.left(), &length);
+        if (read != CPIC_READ_OK) return read;
+        const std::optional<APPCHDR6> header =
+            length != 0 ? GwGetHdr(conv.header()) : std::optional<APPCHDR6>();
+        if (!header || header->rqtype == GW_RQ_KEL_PING) continue;
+        message->header = *header;
+        return digest(conv, {conv, target, static_cast<std::size_t>(length) - APPCHDR6_LAYOUT::length}, message);
+    }
+}
+
+CM_RETCODE STIAwaitAnswer(CONV_PROTO& conv, CPIC_FUNCTION function, std::span<KEL_RAW> target,
+                          CPIC_MESSAGE* message) noexcept {
+    switch (STIAsRcvFromGw(conv, target, conv.timeout, message)) {
+        case CPIC_READ_OK:
+            conv.interrupted_call = CPIC_NO_FUNCTION;
+            if (message->header.conn_idx != -1) conv.conn_idx = message->header.conn_idx;
+            return CM_OK;
+        case CPIC_READ_TIMEOUT:
+            conv.interrupted_call = function;
+            return CM_KEL_TIMEOUT_RETRY;
+        default:
+            STIDEAL(conv);
+            return CM_PRODUCT_SPECIFIC_ERROR;
+    }
+}
+
+bool STIEndsConversation(CM_RETCODE rc) noexcept {
+    return rc == CM_DEALLOCATED_ABEND || rc == CM_DEALLOCATED_NORMAL || rc == CM_RESOURCE_FAILURE_NO_RETRY ||
+           rc == CM_RESOURCE_FAILURE_RETRY;
+}

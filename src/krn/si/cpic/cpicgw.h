@@ -1,0 +1,46 @@
+/** @file Messages to and from the gateway; private to the layer. */
+#pragma once
+
+#include "krn/si/cpic/cpicconv.h"
+
+/** Outcome of a wait for a message. */
+enum CPIC_READ : int {
+    CPIC_READ_OK = 0,
+    CPIC_READ_FAILED = -1,
+    CPIC_READ_VERSION = -2,
+    CPIC_READ_TIMEOUT = -3,
+};
+
+/** A message of the gateway. */
+struct CPIC_MESSAGE {
+    APPCHDR6 header;
+    std::size_t received = 0;  ///< Data in the caller's buffer.
+    std::size_t overflow = 0;  ///< Further data, in the conversation buffer at its data offset.
+};
+
+/** A header with what all requests of a conversation have in common. */
+APPCHDR6 STIHeader(const CONV_PROTO& conv, GW_RQTYPE rqtype) noexcept;
+
+/**
+ * Writes one message: header, parameter block, data. CM_OK, or the code for the caller: then the
+ * conversation is gone.
+ */
+CM_RETCODE STISendToGw(CONV_PROTO& conv, const APPCHDR6& header, std::span<const KEL_RAW> params = {},
+                       std::span<const KEL_RAW> data = {}) noexcept;
+
+/**
+ * Waits for a message for at most `timeout` ms and puts its data into `target`, the rest behind. Pings
+ * don't count. A failing return code in the header is made the current error.
+ */
+CPIC_READ STIAsRcvFromGw(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT timeout,
+                         CPIC_MESSAGE* message) noexcept;
+
+/**
+ * Waits for the answer to a call. CM_OK with the message, CM_KEL_TIMEOUT_RETRY with the call noted as
+ * interrupted, or the code for the caller: then the conversation is gone.
+ */
+CM_RETCODE STIAwaitAnswer(CONV_PROTO& conv, CPIC_FUNCTION function, std::span<KEL_RAW> target,
+                          CPIC_MESSAGE* message) noexcept;
+
+/** Whether a return code of the partner ends the conversation. */
+bool STIEndsConversation(CM_RETCODE rc) noexcept;

@@ -1,0 +1,256 @@
+#include "driver/cpicconnection.h"
+
+#include <algorithm>
+
+#include "config/zoroptions.h"
+#include "trace/zortracefunctions.h"
+
+namespace {
+
+/** ms that the first answer of a partner may take. */
+constexpr CPIC_INT CPIC_TIMEOUT = 180000;
+/** ms between looks at a cancel from another thread. */
+constexpr CPIC_INT CANCEL_ROUND = 1000;
+constexpr CPIC_INT NO_TIMEOUT = -1;
+
+/** Level from which data are dumped. */
+constexpr unsigned DUMP_LEVEL = 2;
+
+/** The core's entry in side information files. */
+constexpr const KEL_CHAR* SYM_DEST = "TSLZOR";
+
+}  // namespace
+
+CpicConnection::CpicConnection(ZorStreamOwner* owner)
+    : owner(owner), streamBuffer(std::make_unique<KEL_RAW[]>(BUFFER_SIZE)), bufferPtr(streamBuffer.get()) {}
+
+CpicConnection::~CpicConnection() {
+    CpicConnection::close();
+}
+
+CM_RETCODE CpicConnection::connectAsClient(ZorOptions& options) {
+    protocol = 'I';
+    zorProgType = ZOR_CLIENT;
+    parseConnParameters(options);
+    CPIC_INIT_OPT opts;
+    KEL_INIT_OPTIONS(&opts);
+    opts.streaming = CPIC_INIT_USE_STREAMING;
+    CM_RETCODE rc = KEL_STINIT4(convId.data(), SYM_DEST, options.ashost.c_str(), options.asserv.c_str(),
+                                options.gwhost.c_str(), options.gwserv.c_str(), protocol, &opts, nullptr);
+    if (rc != CM_OK) throwCpicError(rc);
+    deallocated = false;  // from here on a failure leaves a conversation to be closed
+    const auto length = static_cast<CPIC_INT>(options.ashost.size());
+    rc = STSPLN(convId.data(), options.ashost.c_str(), &length, nullptr);
+    if (rc == CM_OK) rc = STALLC(convId.data(), nullptr);
+    if (rc != CM_OK) {
+        cpicError = KEL_CMPERR();
+        const KEL_string text = cpicError;
+        close();
+        cpicError = text;
+        throw ZorCommunicationException(cpicError, rc);
+    }
+    owner->setConvId(convId.data());
+    connected = true;
+    if (options.keepalive == 1) setSoKeepaliveOption();
+    return CM_OK;
+}
+
+CM_RETCODE CpicConnection::writeAcross(const KEL_RAW* src, unsigned count) {
+    while (count >= bytesStillFree) {
+        const unsigned piece = bytesStillFree;
+        put(src, piece);
+        src += piece;
+        count -= piece;
+        send();
+    }
+    put(src, count);
+    return 0;
+}
+
+CM_RETCODE CpicConnection::send() {
+    cpicError.clear();
+    cpicCancelIfPending();
+    if (bytesInBuffer != 0) {
+        const auto length = static_cast<CPIC_INT>(bytesInBuffer);
+        CM_RETCODE rc;
+        // A repeat only waits for the gateway's answer, so that a cancel takes effect between rounds.
+        while ((rc = STSEND(convId.data(), streamBuffer.get(), &length, nullptr, nullptr)) ==
+               CM_KEL_TIMEOUT_RETRY)
+            cpicCancelIfPending();
+        if (rc != CM_OK) throwCpicError(rc);
+        lastIoTime = std::time(nullptr);
+        if (getTraceLevel() >= DUMP_LEVEL) {
+            bufferPtr = streamBuffer.get();
+            traceData("Sending", owner->traceCodepage());
+        }
+    }
+    resetBuffer();
+    return CM_OK;
+}
+
+CM_RETCODE CpicConnection::receiveBlock() {
+    constexpr CPIC_INT size = BUFFER_SIZE;
+    CPIC_INT received = 0;
+    const CM_RETCODE rc = STRCV(convId.data(), streamBuffer.get(), &size, &dataReceived, &received,
+                                &statusReceived, nullptr, nullptr);
+    allReceived = statusReceived == CM_SEND_RECEIVED;
+    bytesInBuffer = static_cast<unsigned>(received);
+    bytesStillFree = 0;
+    bufferPtr = streamBuffer.get();
+    return rc;
+}
+
+/** Waits for a block as long as the role allows. */
+CM_RETCODE CpicConnection::awaitBlock() {
+    cpicCancelIfPending();
+    CM_RETCODE rc;
+    if (!owner->isLoggedOn()) {
+        KEL_CMTIMEOUT2(convId.data(), CPIC_TIMEOUT, nullptr);
+        rc = receiveBlock();
+        if (rc == CM_OK || rc == CM_KEL_TIMEOUT_RETRY || rc == CM_KEL_PING_RECEIVED)
+            KEL_CMTIMEOUT2(convId.data(), NO_TIMEOUT, nullptr);
+        return rc;
+    }
+    KEL_CMTIMEOUT2(convId.data(), CANCEL_ROUND, nullptr);
+    while ((rc = receiveBlock()) == CM_KEL_TIMEOUT_RETRY)
+        cpicCancelIfPending();
+    return rc;
+}
+
+CM_RETCODE CpicConnection::receive() {
+    cpicError.clear();
+    resetBuffer();
+    const CM_RETCODE rc = awaitBlock();
+    if (bytesInBuffer != 0 && getTraceLevel() >= DUMP_LEVEL) traceData("Receiving", owner->traceCodepage());
+    if (rc == CM_KEL_TIMEOUT_RETRY || rc == CM_KEL_PING_RECEIVED) {
+        resetBuffer();
+        return rc;
+    }
+    if (rc != CM_OK) return conversationEnded(rc);
+    lastIoTime = std::time(nullptr);
+    return CM_OK;
+}
+
+/** A receive failed, or brought the end: bytes that came with it are the partner's error. */
+CM_RETCODE CpicConnection::conversationEnded(CM_RETCODE rc) {
+    cpicError = KEL_CMPERR();
+    deallocated = true;
+    accepted = justAccepted = false;
+    if (bytesInBuffer != 0) owner->setHasErrorMsg();
+    if (rc == CM_DEALLOCATED_NORMAL && bytesInBuffer != 0) {
+        // The owner may read the bytes back through this stream, which is set for that.
+        owner->parseErrorMsg(streamBuffer.get(), bytesInBuffer, dataReceived);
+        owner->throwZorErrorMsg();
+    }
+    return rc;
+}
+
+CM_RETCODE CpicConnection::readAcross(KEL_RAW* dest, unsigned offset, unsigned count, unsigned& bytesRead) {
+    while (count > bytesInBuffer) {
+        if (deallocated) return CM_DEALLOCATED_NORMAL;
+        count -= bytesInBuffer;
+        take(dest, offset, bytesInBuffer, bytesRead);
+        if (const CM_RETCODE rc = receive(); rc != CM_OK)
+            return deallocated ? static_cast<CM_RETCODE>(CM_DEALLOCATED_NORMAL) : rc;
+    }
+    take(dest, offset, count, bytesRead);
+    return CM_OK;
+}
+
+CM_RETCODE CpicConnection::receiveFlush() {
+    cpicError.clear();
+    CM_RETCODE rc = CM_OK;
+    while (!deallocated && !allReceived && rc == CM_OK) {
+        rc = awaitBlock();
+        if (bytesInBuffer != 0 && getTraceLevel() >= DUMP_LEVEL) traceData("Receiving", owner->traceCodepage());
+        if (rc == CM_OK) continue;
+        deallocated = true;
+        accepted = justAccepted = false;
+        cpicError = KEL_CMPERR();
+    }
+    allReceived = true;
+    resetBuffer();
+    return rc;
+}
+
+void CpicConnection::cancel() noexcept {
+    cancelState = CANCEL_PENDING;
+}
+
+void CpicConnection::cpicCancelIfPending() {
+    if (cancelState.load(std::memory_order_relaxed) == CANCEL_PENDING) cpicCancel();
+}
+
+void CpicConnection::cpicCancel() {
+    constexpr CPIC_INT softCancel = 1;
+    const CM_RETCODE rc = deallocated ? static_cast<CM_RETCODE>(CM_OK)
+                                      : KEL_CMCANCEL(convId.data(), &softCancel, nullptr);
+    cancelState = CANCELED;
+    owner->leaveConnectionList();
+    if (rc != CM_OK && rc != CM_DEALLOCATED_NORMAL) throwCpicError(rc);
+    if (rc == CM_DEALLOCATED_NORMAL) deallocated = true;
+    throw ZorSystemException(ZOR_CANCELED, EXTERNAL_RUNTIME_FAILURE, "ZOR_CANCELED", "Connection was canceled.");
+}
+
+CM_RETCODE CpicConnection::close() noexcept {
+    CM_RETCODE rc = CM_OK;
+    if (!deallocated) rc = STDEAL(convId.data(), nullptr);
+    deallocated = true;
+    connected = false;
+    try {
+        cpicError = rc != CM_OK ? KEL_CMPERR() : "";
+    } catch (const std::bad_alloc&) {
+        cpicError.clear();  // the code says enough
+    }
+    return rc;
+}
+
+void CpicConnection::resetBuffer() noexcept {
+    bufferPtr = streamBuffer.get();
+    bytesStillFree = BUFFER_SIZE;
+    bytesInBuffer = 0;
+}
+
+void CpicConnection::throwCpicError(CM_RETCODE rc) {
+    cpicError = KEL_CMPERR();
+    throw ZorCommunicationException(cpicError, rc);
+}
+
+void CpicConnection::printConvID(KEL_UC* cid, unsigned strLength) const {
+    if (strLength < KEL_CONV_ID_LN + 1)
+        throw ZorBufferTooSmallException("Conversation ID needs at least KEL_CONV_ID_LN + 1 characters");
+    std::memcpy(cid, convId.data(), KEL_CONV_ID_LN);
+    cid[KEL_CONV_ID_LN] = '\0';
+}
+
+void CpicConnection::setSoKeepaliveOption() noexcept {
+    KEL_UC cid[KEL_CONV_ID_LN + 1] = "";
+    std::memcpy(cid, convId.data(), KEL_CONV_ID_LN);
+    NI_HDL handle;
+    if (KEL_CMNIHANDLE(convId.data(), &handle, nullptr) != CM_OK) {
+        ZorLogWrite(
+            "error during connection: NI handle for convId %s could not be retrieved, therefore SO_KEEPALIVE "
+            "could not be set",
+            cid);
+    } else if (NiSetSO_KeepAlive(handle, true) != NI_OK) {
+        ZorLogWrite("error during connection: SO_KEEPALIVE for NI handle %d could not be set", handle);
+    } else if (getTraceLevel() >= DUMP_LEVEL) {
+        ZorTraceWrite("SO_KEEPALIVE set for convID=%s, cpic handle=%d, ni handle=%d", cid, 0, handle);
+    }
+}
+
+unsigned CpicConnection::getTraceLevel() const noexcept {
+    return std::max(traceLevel, owner->connectionTraceLevel());
+}
+
+void CpicConnection::traceData(const KEL_UC* action, const KEL_string& codepage) const {
+    KEL_UC cid[KEL_CONV_ID_LN + 1];
+    printConvID(cid, sizeof cid);
+    const auto handle = static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(owner));
+    if (owner->isLoggedOn())
+        ZorTraceHexDump(bufferPtr, bytesInBuffer, "%s data for handle %llu, convID %s, codepage %s", action,
+                        handle, cid, codepage.c_str());
+    else  // the items of a logon carry secrets
+        ZorTraceWrite("%s data for handle %llu, convID %s, codepage %s: %u bytes of the logon", action, handle,
+                      cid, codepage.c_str(), bytesInBuffer);
+}

@@ -1,0 +1,129 @@
+#include <pwd.h>
+#include <unistd.h>
+
+#include <string_view>
+#include <vector>
+
+#include "config/zoroptions.h"
+#include "driver/cpicconnection.h"
+
+namespace {
+
+constexpr std::string_view HOP{"/H/"};
+
+/** Digits in front of a system number that make a gateway's service. */
+constexpr const KEL_CHAR* GATEWAY_SERVICE = "33";
+constexpr const KEL_CHAR* SECURE_GATEWAY_SERVICE = "48";
+constexpr std::size_t SYSNR_LENGTH = 2;
+
+/** What this process is called on the network. */
+struct OwnIdentity {
+    KEL_string host;
+    NI_NODEADDR node{};
+    KEL_string ipv4;
+    KEL_string ipv6;
+    KEL_string user;
+    KEL_string version;
+};
+
+KEL_string userName() {
+    passwd entry;
+    passwd* found = nullptr;
+    std::vector<char> buffer(16384);
+    if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) return {};
+    return found->pw_name;
+}
+
+OwnIdentity findIdentity() {
+    OwnIdentity own;
+    KEL_CHAR host[NI_HOST_MAX];
+    own.host = NiMyHostName(host, sizeof host) == NI_OK ? host : "localhost";
+    if (NiHostToAddr(own.host.c_str(), &own.node) == NI_OK) {
+        KEL_CHAR text[NI_ADDR_TEXT_MAX] = "";
+        NiAddrToStr(own.node, text, sizeof text);
+        (NiIsIPv4(own.node) ? own.ipv4 : own.ipv6) = text;
+    }
+    own.user = userName();
+    own.version = KEL_string(KEL_CMBUILDVERSION()) + " version " + std::to_string(KEL_CMGETVERSION());
+    return own;
+}
+
+const OwnIdentity& own() {
+    static const OwnIdentity identity = findIdentity();
+    return identity;
+}
+
+KEL_string programName() {
+    KEL_CHAR name[CPIC_TP_NAME_SIZE] = "";
+    CPIC_INT length = 0;
+    KEL_CMGETOWNNAME(name, &length, nullptr);
+    return name;
+}
+
+/** The gateway as the caller means it; empty if only a logon group is given. */
+void chooseGateway(ZorOptions& options) {
+    if (options.gwhost.empty()) options.gwhost = options.ashost;
+    options.ashost.clear();
+    if (!options.gwhost.empty()) return;
+    if (!options.mshost.empty() || !options.group.empty())
+        throw ZorCommunicationException("Logon group \"" + options.group + "\" on message server \"" +
+                                        options.mshost + "\": load balancing is not available");
+    if (options.kelrouter.empty()) throw ZorCommunicationException("No gateway host was given");
+}
+
+void addRouter(ZorOptions& options) {
+    if (options.kelrouter.empty()) return;
+    options.gwhost = options.gwhost.empty() ? options.kelrouter
+                                            : options.kelrouter + KEL_string(HOP) + options.gwhost;
+}
+
+/** The host behind the last hop of a route. */
+KEL_string lastHop(const KEL_string& route) {
+    const std::size_t hop = route.rfind(HOP);
+    return hop == KEL_string::npos ? route : route.substr(hop + HOP.size());
+}
+
+void addServices(ZorOptions& options) {
+    if (options.gwserv.empty()) {
+        options.gwserv = options.vsl_mode != 0 ? SECURE_GATEWAY_SERVICE : GATEWAY_SERVICE;
+        options.gwserv += options.sysnr.size() == SYSNR_LENGTH ? options.sysnr : "00";
+    }
+    if (!options.asserv.empty()) return;
+    if (options.gwserv.size() < SYSNR_LENGTH)
+        throw ZorCommunicationException("Gateway service \"" + options.gwserv + "\" is too short");
+    options.asserv = "keldp" + options.gwserv.substr(options.gwserv.size() - SYSNR_LENGTH);
+}
+
+}  // namespace
+
+const KEL_string& CpicConnection::getOwnHostName() {
+    return own().host;
+}
+const KEL_string& CpicConnection::getOwnIPAddr() {
+    return own().ipv4;
+}
+const KEL_string& CpicConnection::getOwnIPV6Addr() {
+    return own().ipv6;
+}
+const KEL_string& CpicConnection::getOwnUserName() {
+    return own().user;
+}
+const KEL_string& CpicConnection::getOwnProgramName() {
+    static const KEL_string name = programName();
+    return name;
+}
+const KEL_string& CpicConnection::getCpicVersion() {
+    return own().version;
+}
+const NI_NODEADDR& CpicConnection::getOwnIPNodeAddr() {
+    return own().node;
+}
+
+void CpicConnection::parseConnParameters(ZorOptions& options) {
+    if (options.vsl_mode != 0)
+        throw ZorCommunicationException("The secure network layer is not available in this build");
+    chooseGateway(options);
+    addRouter(options);
+    options.ashost = lastHop(options.gwhost);
+    addServices(options);
+}
