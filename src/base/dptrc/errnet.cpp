@@ -32,8 +32,7 @@ std::optional<std::size_t> fromUtf8(std::span<const KEL_RAW> data, KEL_CHAR* to)
 }
 
 std::optional<std::size_t> fromNet(std::span<const KEL_RAW> data, KEL_CHAR* to) {
-    if (data.size() < sizeof EBCDIC_MARK ||
-        !std::ranges::equal(data.first(sizeof EBCDIC_MARK), EBCDIC_MARK))
+    if (data.size() < sizeof EBCDIC_MARK || !std::ranges::equal(data.first(sizeof EBCDIC_MARK), EBCDIC_MARK))
         return fromUtf8(data, to);
     E8nToUcn(data.data(), to, data.size());
     return data.size();

@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr std::size_t FORMAT_MAX = 500;       // characters that count of a format
-constexpr std::size_t TEXT_MAX = 2000;        // room for formatted texts
-constexpr std::size_t KEY_LENGTH = 5;         // of a message number
+constexpr std::size_t FORMAT_MAX = 500;        // characters that count of a format
+constexpr std::size_t TEXT_MAX = 2000;         // room for formatted texts
+constexpr std::size_t KEY_LENGTH = 5;          // of a message number
 constexpr std::string_view SEPARATOR{"::::"};  // between the halves of a joined format
 constexpr std::string_view CONVERSIONS{"diouxXeEfFgGaAcspn"};
 

@@ -59,7 +59,8 @@ bool NiILocalCheck(const NI_NODEADDR& address) {
     if (getifaddrs(&list) != 0) return false;
     const std::unique_ptr<ifaddrs, IfAddrsFree> owner(list);
     for (; list; list = list->ifa_next) {
-        if (!list->ifa_addr || (list->ifa_addr->sa_family != AF_INET && list->ifa_addr->sa_family != AF_INET6))
+        if (!list->ifa_addr ||
+            (list->ifa_addr->sa_family != AF_INET && list->ifa_addr->sa_family != AF_INET6))
             continue;
         NI_NODEADDR own;
         KEL_USHORT port;

@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr KEL_INT ANSWER_TIMEOUT = 1000;     // ms for the few bytes of an answer to a control message
-constexpr std::size_t CONTROL_MAX = 2048;    // bytes of a control message that are looked at
+constexpr KEL_INT ANSWER_TIMEOUT = 1000;   // ms for the few bytes of an answer to a control message
+constexpr std::size_t CONTROL_MAX = 2048;  // bytes of a control message that are looked at
 constexpr std::size_t IOV_MAX_PARTS = NI_PARTS_MAX + 1;  // with the header
 
 std::size_t sizeOf(std::span<const iovec> parts) {
@@ -235,7 +235,8 @@ KELRETURN answer(NI_CON& con, std::span<const KEL_RAW> message) {
     const KELRETURN rc = writeMessage(con, {&part, 1}, ANSWER_TIMEOUT);
     if (rc == NI_OK) return NIEPING;
     // A partner that reads nothing for that long; a cut answer could not be followed by data.
-    return rc == NIETIMEOUT ? fail(NIECONN_BROKEN, con, __LINE__, "NiIRead", "partner doesn't read", false) : rc;
+    return rc == NIETIMEOUT ? fail(NIECONN_BROKEN, con, __LINE__, "NiIRead", "partner doesn't read", false)
+                            : rc;
 }
 
 KELRETURN answerControl(NI_CON& con, NI_OPCODES opcode, KELRETURN rc) {

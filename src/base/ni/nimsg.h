@@ -40,7 +40,7 @@ enum class NiMessage { data, ping, pong, error, version, control, unknownControl
 /** A message that was looked at. */
 struct NiParsed {
     NiMessage kind = NiMessage::data;
-    KEL_INT rc = 0;                     ///< Code of an error.
+    KEL_INT rc = 0;                        ///< Code of an error.
     std::span<const KEL_RAW> errorText{};  ///< Error information of an error, in its wire form.
 };
 

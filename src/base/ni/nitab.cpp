@@ -30,7 +30,8 @@ int freshEntry() noexcept THR_REQUIRES(hdl_section) {
     if (!entryAt(usedEntries)) {
         std::unique_ptr<Chunk> chunk(new (std::nothrow) Chunk);
         if (!chunk) return -1;
-        nitab[static_cast<std::size_t>(usedEntries / CHUNK)].store(chunk.release(), std::memory_order_release);
+        nitab[static_cast<std::size_t>(usedEntries / CHUNK)].store(chunk.release(),
+                                                                   std::memory_order_release);
     }
     entryAt(usedEntries)->mHandle = usedEntries * REUSE_COUNT;
     return usedEntries++;

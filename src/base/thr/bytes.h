@@ -65,7 +65,8 @@ class ByteReader {
     }
     std::uint32_t number(std::size_t width) {
         std::uint32_t value = 0;
-        for (const KEL_RAW byte : bytes(width)) value = value << 8 | byte;
+        for (const KEL_RAW byte : bytes(width))
+            value = value << 8 | byte;
         return value;
     }
 
@@ -115,7 +116,8 @@ class ByteWriter {
     void number(std::uint32_t value, std::size_t width) {
         if (!take(width)) return;
         KEL_RAW* to = place(width);
-        for (std::size_t i = width; i-- > 0; value >>= 8) to[i] = static_cast<KEL_RAW>(value);
+        for (std::size_t i = width; i-- > 0; value >>= 8)
+            to[i] = static_cast<KEL_RAW>(value);
     }
     void put(NetField field, std::string_view text, KEL_RAW rest) {
         at(field).bytes({reinterpret_cast<const KEL_RAW*>(text.data()), text.size()});

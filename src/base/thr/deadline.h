@@ -13,7 +13,8 @@ class Deadline {
     /** Milliseconds left, rounded up: -1 for ever, 0 when the time is up. */
     int left() const {
         if (timeout <= 0) return timeout;
-        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        const auto rest =
+            std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
         return static_cast<int>(std::max<std::chrono::milliseconds::rep>(rest.count(), 0));
     }
 

@@ -43,8 +43,8 @@ CM_RETCODE sendBlock(CONV_PROTO& conv, std::span<const KEL_RAW> data, REQUEST_TO
     const bool answered = conv.continues_send_count >= limit;
     APPCHDR6 header = STIHeader(conv, answered ? GW_RQ_SEND_DATA : GW_RQ_ASEND_DATA);
     header.info = answered ? SYNC_CPIC_FUNCTION : 0;
-    header.rqtype2 = static_cast<std::uint8_t>(
-        F_V_SEND_DATA | (conv.buffer_state == CPIC_BUFFER_FLUSH ? F_V_FLUSH : 0));
+    header.rqtype2 =
+        static_cast<std::uint8_t>(F_V_SEND_DATA | (conv.buffer_state == CPIC_BUFFER_FLUSH ? F_V_FLUSH : 0));
     header.nparams = GwPutNcmsend({.send_length = static_cast<std::int32_t>(data.size())});
     conv.localReceive = false;
     if (const CM_RETCODE rc = STISendToGw(conv, header, {}, data); rc != CM_OK) return rc;
@@ -114,15 +114,14 @@ struct ReceiveResult {
     STATUS_RECEIVED* status_received;
     REQUEST_TO_SEND_RECEIVED* request_to_send_received;
 
-    void set(DATA_RECEIVED data, std::size_t length, STATUS_RECEIVED status, REQUEST_TO_SEND_RECEIVED rts) const {
+    void set(DATA_RECEIVED data, std::size_t length, STATUS_RECEIVED status,
+             REQUEST_TO_SEND_RECEIVED rts) const {
         if (data_received) *data_received = data;
         if (received_length) *received_length = static_cast<CPIC_INT>(length);
         if (status_received) *status_received = status;
         if (request_to_send_received) *request_to_send_received = rts;
     }
-    void clear() const {
-        set(CM_NO_DATA_RECEIVED, 0, CM_NO_STATUS_RECEIVED, CM_REQ_TO_SEND_NOT_RECEIVED);
-    }
+    void clear() const { set(CM_NO_DATA_RECEIVED, 0, CM_NO_STATUS_RECEIVED, CM_REQ_TO_SEND_NOT_RECEIVED); }
     void set(const NCMRCV& answer, std::size_t length) const {
         set(static_cast<DATA_RECEIVED>(answer.data_received), length,
             static_cast<STATUS_RECEIVED>(answer.status_received),

@@ -13,9 +13,9 @@ inline constexpr const KEL_CHAR* CPIC_LOCATION = "CPIC (TCP/IP) on local host";
  * Makes a code of the layer the current error. The arguments are those of the code's text, then those of
  * the detail's format.
  */
-#define CPIC_ERRSET(code, detail, ...)                                                     \
-    ErrSet(CPIC_COMPONENT, CPIC_VERSION, __FILE__, __LINE__, GwGetKelText(code), code, detail __VA_OPT__(, ) \
-               __VA_ARGS__)
+#define CPIC_ERRSET(code, detail, ...)                                                 \
+    ErrSet(CPIC_COMPONENT, CPIC_VERSION, __FILE__, __LINE__, GwGetKelText(code), code, \
+           detail __VA_OPT__(, ) __VA_ARGS__)
 
 /** Stores a result where the caller wants it, and returns it. */
 inline CM_RETCODE STIReturn(CM_RETCODE rc, CM_RETCODE* return_code) noexcept {

@@ -32,7 +32,8 @@ class Received {
     /** Drops the first bytes; what follows moves up. */
     void drop(std::size_t count) {
         const std::size_t rest = size() - count;
-        for (std::size_t i = 0; i < rest; ++i) at(i) = at(i + count);
+        for (std::size_t i = 0; i < rest; ++i)
+            at(i) = at(i + count);
         second = second.first(rest - std::min(rest, first.size()));
         first = first.first(std::min(rest, first.size()));
     }
@@ -92,8 +93,8 @@ CPIC_READ readMessage(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT time
         return CPIC_READ_FAILED;
     }
     if (const int version = conv.header()[0]; version != conv.appchdr_version) {
-        CPIC_ERRSET(WRONG_APPCHDR_VERSION, "client version %d, gateway version %d (%s/%s)", conv.appchdr_version,
-                    version, conv.gwhost.c_str(), conv.gwserv.c_str());
+        CPIC_ERRSET(WRONG_APPCHDR_VERSION, "client version %d, gateway version %d (%s/%s)",
+                    conv.appchdr_version, version, conv.gwhost.c_str(), conv.gwserv.c_str());
         return CPIC_READ_VERSION;
     }
     return CPIC_READ_OK;
@@ -150,7 +151,8 @@ CPIC_READ STIAsRcvFromGw(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT t
             length != 0 ? GwGetHdr(conv.header()) : std::optional<APPCHDR6>();
         if (!header || header->rqtype == GW_RQ_KEL_PING) continue;
         message->header = *header;
-        return digest(conv, {conv, target, static_cast<std::size_t>(length) - APPCHDR6_LAYOUT::length}, message);
+        return digest(conv, {conv, target, static_cast<std::size_t>(length) - APPCHDR6_LAYOUT::length},
+                      message);
     }
 }
 

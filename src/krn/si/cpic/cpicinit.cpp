@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "krn/si/cpic/cpicerr.h"
-#include "krn/si/cpic/cpicgw.h"
 #include "krn/si/cpic/cpicglob.h"
+#include "krn/si/cpic/cpicgw.h"
 #include "krn/si/gw/gwcminit.h"
 #include "krn/si/gw/gwcmspln.h"
 

@@ -56,9 +56,9 @@ inline constexpr std::uint8_t APPC_CONN3_VERSION = 3;
 /** What a client says of itself. The texts are borrowed. */
 struct APPC_CONN {
     std::uint8_t opcode = GW_NORMAL_CLIENT;
-    NI_NODEADDR hostaddr{};          ///< Own address; chooses the version.
-    std::string_view tp{};             ///< Own program.
-    std::string_view lu{};             ///< Own host.
+    NI_NODEADDR hostaddr{};  ///< Own address; chooses the version.
+    std::string_view tp{};   ///< Own program.
+    std::string_view lu{};   ///< Own host.
     std::string_view code_page = "1100";
     std::string_view conversation_ID{};  ///< The conversation to join; empty for none.
     std::uint8_t appchdr_version = 6;

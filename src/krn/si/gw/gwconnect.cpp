@@ -64,8 +64,8 @@ int readAnswer(NI_HDL handle, KEL_INT timeout, std::span<KEL_RAW> buffer, std::s
 /** The gateway said no: its own words count, else the code. */
 int refused(int rc, std::span<const KEL_RAW> errorInformation) {
     if (errorInformation.empty() || ErrCpNetToInt(errorInformation) != ERR_OK)
-        ErrSet(GW_COMPONENT, GW_VERSION, __FILE__, __LINE__, GwGetKelText(C_RETURN_CODES), rc, "", "GwIConnect",
-               GwGetAppcRc(CM_PRODUCT_SPECIFIC_ERROR), GwGetKelRc(rc));
+        ErrSet(GW_COMPONENT, GW_VERSION, __FILE__, __LINE__, GwGetKelText(C_RETURN_CODES), rc, "",
+               "GwIConnect", GwGetAppcRc(CM_PRODUCT_SPECIFIC_ERROR), GwGetKelRc(rc));
     return rc;
 }
 

@@ -6,8 +6,8 @@
 #include "krn/si/gw/gwconn.h"
 
 /** What the library offers of itself. */
-inline constexpr std::uint8_t GW_OWN_ACCEPT_INFO = GW_ACCEPT_EINFO | GW_ACCEPT_PING | GW_ACCEPT_CONN_EINFO |
-                                                   GW_ACCEPT_EXTINITOPT | GW_ACCEPT_DIST_TRACE;
+inline constexpr std::uint8_t GW_OWN_ACCEPT_INFO =
+    GW_ACCEPT_EINFO | GW_ACCEPT_PING | GW_ACCEPT_CONN_EINFO | GW_ACCEPT_EXTINITOPT | GW_ACCEPT_DIST_TRACE;
 inline constexpr std::uint8_t GW_OWN_ACCEPT_INFO2 = GW_ACCEPT2_STREAMING | GW_ACCEPT2_ZORDEST;
 
 /** Most bytes of one gateway message, its header included. */

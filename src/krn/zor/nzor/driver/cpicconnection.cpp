@@ -162,7 +162,8 @@ CM_RETCODE CpicConnection::receiveFlush() {
     CM_RETCODE rc = CM_OK;
     while (!deallocated && !allReceived && rc == CM_OK) {
         rc = awaitBlock();
-        if (bytesInBuffer != 0 && getTraceLevel() >= DUMP_LEVEL) traceData("Receiving", owner->traceCodepage());
+        if (bytesInBuffer != 0 && getTraceLevel() >= DUMP_LEVEL)
+            traceData("Receiving", owner->traceCodepage());
         if (rc == CM_OK) continue;
         deallocated = true;
         accepted = justAccepted = false;
@@ -183,13 +184,14 @@ void CpicConnection::cpicCancelIfPending() {
 
 void CpicConnection::cpicCancel() {
     constexpr CPIC_INT softCancel = 1;
-    const CM_RETCODE rc = deallocated ? static_cast<CM_RETCODE>(CM_OK)
-                                      : KEL_CMCANCEL(convId.data(), &softCancel, nullptr);
+    const CM_RETCODE rc =
+        deallocated ? static_cast<CM_RETCODE>(CM_OK) : KEL_CMCANCEL(convId.data(), &softCancel, nullptr);
     cancelState = CANCELED;
     owner->leaveConnectionList();
     if (rc != CM_OK && rc != CM_DEALLOCATED_NORMAL) throwCpicError(rc);
     if (rc == CM_DEALLOCATED_NORMAL) deallocated = true;
-    throw ZorSystemException(ZOR_CANCELED, EXTERNAL_RUNTIME_FAILURE, "ZOR_CANCELED", "Connection was canceled.");
+    throw ZorSystemException(ZOR_CANCELED, EXTERNAL_RUNTIME_FAILURE, "ZOR_CANCELED",
+                             "Connection was canceled.");
 }
 
 CM_RETCODE CpicConnection::close() noexcept {
@@ -251,6 +253,6 @@ void CpicConnection::traceData(const KEL_UC* action, const KEL_string& codepage)
         ZorTraceHexDump(bufferPtr, bytesInBuffer, "%s data for handle %llu, convID %s, codepage %s", action,
                         handle, cid, codepage.c_str());
     else  // the items of a logon carry secrets
-        ZorTraceWrite("%s data for handle %llu, convID %s, codepage %s: %u bytes of the logon", action, handle,
-                      cid, codepage.c_str(), bytesInBuffer);
+        ZorTraceWrite("%s data for handle %llu, convID %s, codepage %s: %u bytes of the logon", action,
+                      handle, cid, codepage.c_str(), bytesInBuffer);
 }

@@ -64,8 +64,8 @@ class CpicConnection final : public ZorIOStream {
 
     /**
      * Fills the buffer. 0; CM_KEL_TIMEOUT_RETRY if the first answer of a partner takes more than
-     * 180 seconds; otherwise the code with which the conversation ended. An end with an error text throws what
-     * the owner makes of it.
+     * 180 seconds; otherwise the code with which the conversation ended. An end with an error text throws
+     * what the owner makes of it.
      */
     CM_RETCODE receive();
     CM_RETCODE receiveFlush() override;

@@ -30,7 +30,8 @@ KEL_string userName() {
     passwd entry;
     passwd* found = nullptr;
     std::vector<char> buffer(16384);
-    if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) return {};
+    if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr)
+        return {};
     return found->pw_name;
 }
 
@@ -73,8 +74,8 @@ void chooseGateway(ZorOptions& options) {
 
 void addRouter(ZorOptions& options) {
     if (options.kelrouter.empty()) return;
-    options.gwhost = options.gwhost.empty() ? options.kelrouter
-                                            : options.kelrouter + KEL_string(HOP) + options.gwhost;
+    options.gwhost =
+        options.gwhost.empty() ? options.kelrouter : options.kelrouter + KEL_string(HOP) + options.gwhost;
 }
 
 /** The host behind the last hop of a route. */
