@@ -1,0 +1,333 @@
+#include "base/ni/ni.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <string>
+#include <thread>
+
+#include "base/dptrc/err.h"
+
+namespace {
+
+/** A handle whose other end the test holds as a plain socket. */
+class NiPair : public testing::Test {
+  protected:
+    void SetUp() override {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+        peer = ends[1];
+        ASSERT_EQ(NiSockToHdl(ends[0], &handle), NI_OK);
+    }
+    void TearDown() override {
+        NiCloseHandle(handle);
+        hangUp();
+    }
+    void hangUp() {
+        if (peer >= 0) close(peer);
+        peer = -1;
+    }
+    void give(const std::string& bytes) {
+        ASSERT_EQ(write(peer, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+    std::string take(std::size_t count) {
+        std::string bytes(count, '?');
+        std::size_t got = 0;
+        while (got < count) {
+            const ssize_t n = read(peer, bytes.data() + got, count - got);
+            if (n <= 0) break;
+            got += static_cast<std::size_t>(n);
+        }
+        bytes.resize(got);
+        return bytes;
+    }
+    /** Reads with a buffer of the given size; the text is what came. */
+    KELRETURN get(std::string& text, KEL_INT size = 100, KEL_INT timeout = 5000) {
+        text.assign(static_cast<std::size_t>(size), '?');
+        KEL_INT length = -1;
+        const KELRETURN rc = NiRead(handle, reinterpret_cast<KEL_RAW*>(text.data()), size, timeout, &length);
+        text.resize(static_cast<std::size_t>(length));
+        return rc;
+    }
+
+    NI_HDL handle = NI_INVALID_HDL;
+    int peer = -1;
+    std::string text;
+};
+
+std::string frame(const std::string& message) {
+    std::string bytes;
+    for (int shift = 24; shift >= 0; shift -= 8)
+        bytes += static_cast<char>(message.size() >> shift);
+    return bytes + message;
+}
+
+const std::string PING("NI_PING\0", 8);
+const std::string PONG("NI_PONG\0", 8);
+
+/** A control message by hand. */
+std::string control(char opcode, int rc, const std::string& error, const std::string& rest) {
+    std::string message("NI_RTERR\0\x28", 10);
+    message += opcode;
+    message += '\0';
+    for (int shift = 24; shift >= 0; shift -= 8)
+        message += static_cast<char>(rc >> shift);
+    for (int shift = 24; shift >= 0; shift -= 8)
+        message += static_cast<char>(error.size() >> shift);
+    return message + error + rest;
+}
+
+TEST_F(NiPair, WritesLengthAndParts) {
+    char first[] = "ab", second[] = "cde";
+    const iovec parts[] = {{first, 2}, {nullptr, 0}, {second, 3}};
+    ASSERT_EQ(NiWriteV(handle, parts, -1), NI_OK);
+    EXPECT_EQ(take(9), std::string("\0\0\0\5abcde", 9));
+    ASSERT_EQ(NiWriteV(handle, {}, -1), NI_OK);
+    EXPECT_EQ(take(4), std::string(4, '\0'));
+}
+
+TEST_F(NiPair, ResumesAWriteThatTheTimeLimitCut) {
+    std::string big(4'000'000, 'x');
+    big.back() = 'y';
+    const auto data = reinterpret_cast<const KEL_RAW*>(big.data());
+    ASSERT_EQ(NiWrite(handle, data, static_cast<KEL_INT>(big.size()), 1), NIETIMEOUT);
+    std::string got;
+    std::thread reader([&] { got = take(big.size() + 4); });
+    EXPECT_EQ(NiWrite(handle, data, static_cast<KEL_INT>(big.size()), -1), NI_OK);
+    reader.join();
+    EXPECT_TRUE(got == frame(big));
+}
+
+TEST_F(NiPair, KeepsAMessageCutAtEveryByte) {
+    const std::string bytes = frame("hello, world");
+    for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+        SCOPED_TRACE(cut);
+        give(bytes.substr(0, cut));
+        ASSERT_EQ(get(text, 100, 0), NIETIMEOUT);
+        EXPECT_EQ(text, "");
+        give(bytes.substr(cut));
+        ASSERT_EQ(get(text), NI_OK);
+        EXPECT_EQ(text, "hello, world");
+    }
+}
+
+TEST_F(NiPair, ReadsFromASlowPeer) {
+    std::thread writer([this] {
+        for (const char c : frame("slow") + frame("") + frame("peer"))
+            give({c});
+    });
+    for (const char* expected : {"slow", "", "peer"}) {
+        EXPECT_EQ(get(text), NI_OK);
+        EXPECT_EQ(text, expected);
+    }
+    writer.join();
+}
+
+TEST_F(NiPair, SeparatesMessagesOfOneSegment) {
+    give(frame("one") + frame(PING) + frame("second message") + frame("") + frame("four").substr(0, 6));
+    ASSERT_EQ(get(text), NI_OK);
+    EXPECT_EQ(text, "one");
+    EXPECT_EQ(get(text), NIEPING);
+    ASSERT_EQ(get(text, 6), NIETOO_SMALL);
+    EXPECT_EQ(text, "second");
+    ASSERT_EQ(get(text), NI_OK);
+    EXPECT_EQ(text, " message");
+    ASSERT_EQ(get(text), NI_OK);
+    EXPECT_EQ(text, "");
+    ASSERT_EQ(get(text, 100, 1), NIETIMEOUT);
+    give("ur");
+    ASSERT_EQ(get(text), NI_OK);
+    EXPECT_EQ(text, "four");
+    EXPECT_EQ(take(12), frame(PONG));
+}
+
+TEST_F(NiPair, FillsSeveralParts) {
+    char first[3], second[4];
+    const iovec parts[] = {{first, 3}, {second, 4}};
+    KEL_INT length;
+    give(frame("abcde") + frame("1234567") + frame("12345678"));
+    ASSERT_EQ(NiReadV(handle, parts, -1, &length), NI_OK);
+    EXPECT_EQ(std::string(first, 3) + std::string(second, static_cast<std::size_t>(length) - 3), "abcde");
+    ASSERT_EQ(NiReadV(handle, parts, -1, &length), NI_OK);
+    EXPECT_EQ(std::string(second, 4), "4567");
+    ASSERT_EQ(NiReadV(handle, parts, -1, &length), NIETOO_SMALL);
+    ASSERT_EQ(NiReadV(handle, parts, -1, &length), NI_OK);
+    EXPECT_EQ(first[0], '8');
+    EXPECT_EQ(length, 1);
+}
+
+TEST_F(NiPair, ABufferOfTheMessagesSizeIsEnough) {
+    give(frame("12345") + frame("12345") + frame(""));
+    EXPECT_EQ(get(text, 5), NI_OK);
+    EXPECT_EQ(get(text, 0), NIETOO_SMALL);
+    EXPECT_EQ(get(text, 5), NI_OK);
+    EXPECT_EQ(text, "12345");
+    EXPECT_EQ(get(text, 0), NI_OK);
+}
+
+TEST_F(NiPair, OnlyExactPingsArePings) {
+    for (const std::string& data :
+         {std::string("NI_PING"), PING + "x", PONG + '\0', std::string("NI_RTERR\0", 9)}) {
+        give(frame(data));
+        EXPECT_EQ(get(text), NI_OK);
+        EXPECT_EQ(text, data);
+    }
+    give(frame(PONG));
+    EXPECT_EQ(get(text), NIEPING);
+}
+
+TEST_F(NiPair, APingCutByATimeLimitIsStillAPing) {
+    give(frame(PING).substr(0, 9));
+    EXPECT_EQ(get(text, 100, 0), NIETIMEOUT);
+    give(frame(PING).substr(9));
+    EXPECT_EQ(get(text), NIEPING);
+    EXPECT_EQ(take(12), frame(PONG));
+}
+
+TEST_F(NiPair, ControlMessages) {
+    struct Case {
+        const char* name;
+        std::string message;
+        KELRETURN rc;
+        std::string answer;
+    };
+    std::string oldVersion = control(8, -92, "", "rest");
+    oldVersion[9] = 28;
+    const Case cases[] = {
+        {"error", control(0, -94, "", "rest"), NIEROUT_PERM_DENIED, ""},
+        {"error that says success", control(0, 0, "", "rest"), NIEINTERN, ""},
+        {"old sender", oldVersion, NIEROUT_CONN_REFUSED, ""},
+        {"version query", control(1, 0, "", "rest"), NIEPING, frame(control(2, 0, "", std::string(4, '\0')))},
+        {"unknown", control(99, 0, "", "rest"), NIEPING, frame(control(0, -13, "", std::string(4, '\0')))},
+        {"other", control(6, 0, "", "rest"), NIEPING, ""},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        give(frame(test.message));
+        EXPECT_EQ(get(text), test.rc);
+        EXPECT_EQ(take(test.answer.size()), test.answer);
+    }
+    const std::string tooLong = control(0, -94, "", "rest").replace(16, 4, std::string("\0\0\0\5", 4));
+    give(frame(tooLong));
+    EXPECT_EQ(get(text), NI_OK);
+    EXPECT_EQ(text, tooLong);
+}
+
+TEST_F(NiPair, TakesTheErrorOfTheNetwork) {
+    std::string block(
+        "*ERR*\0"
+        "1\0"
+        "route denied\0",
+        21);
+    block += std::string(17, '\0') + std::string("*ERR*\0", 6);
+    give(frame(control(0, -94, block, "")));
+    EXPECT_EQ(get(text), NIEROUT_PERM_DENIED);
+    EXPECT_STREQ(ErrGetFld(ERR_ERROR), "route denied");
+}
+
+TEST_F(NiPair, BadLengthsEndTheStream) {
+    ASSERT_EQ(NiHdlSetMaxValidPacketLen(handle, 5), NI_OK);
+    give(frame("12345"));
+    EXPECT_EQ(get(text), NI_OK);
+    give(frame("123456"));
+    EXPECT_EQ(get(text), NIEINTERN);
+    give(frame("12345"));
+    EXPECT_EQ(get(text), NIEINTERN);
+}
+
+TEST_F(NiPair, ATopBitEndsTheStream) {
+    give(std::string("\x80\0\0\0", 4));
+    EXPECT_EQ(get(text), NIEINTERN);
+}
+
+TEST_F(NiPair, ThePeersEndIsNoticed) {
+    give(frame("last") + "\0");
+    hangUp();
+    EXPECT_EQ(get(text), NI_OK);
+    EXPECT_EQ(get(text), NIECONN_BROKEN);
+    EXPECT_EQ(NiWrite(handle, reinterpret_cast<const KEL_RAW*>("x"), 1, -1), NIECONN_BROKEN);
+    EXPECT_STREQ(ErrGetFld(ERR_SYSTEM_CALL), "sendmsg");
+    EXPECT_STREQ(ErrGetFld(ERR_COMPONENT), "NI (network interface)");
+}
+
+TEST_F(NiPair, StaleHandlesAreRefused) {
+    const NI_HDL stale = handle;
+    ASSERT_EQ(NiCloseHandle(handle), NI_OK);
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    hangUp();
+    peer = ends[1];
+    ASSERT_EQ(NiSockToHdl(ends[0], &handle), NI_OK);
+    EXPECT_EQ(handle / 8, stale / 8);
+    EXPECT_EQ(handle % 8, (stale + 1) % 8);
+    KEL_INT length;
+    for (const NI_HDL bad : {stale, NI_INVALID_HDL, handle + 8, 65536 * 8, INT32_MAX}) {
+        EXPECT_EQ(NiRead(bad, nullptr, 0, 0, &length), NIEINVAL) << bad;
+        EXPECT_EQ(NiCloseHandle(bad), NIEINVAL) << bad;
+    }
+}
+
+TEST(Ni, ConnectsAndReportsAddresses) {
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), length), 0);
+    ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
+    const std::string port = std::to_string(ntohs(address.sin_port));
+
+    NI_HDL handle = 0;
+    EXPECT_EQ(NiHandle("127.0.0.1", port.c_str(), 5000, &handle), NIECONN_REFUSED);
+    EXPECT_EQ(handle, NI_INVALID_HDL);
+    EXPECT_EQ(std::string(ErrGetFld(ERR_ERROR)), "partner '127.0.0.1:" + port + "' not reached");
+    EXPECT_STREQ(ErrGetFld(ERR_SYSTEM_CALL), "connect");
+
+    ASSERT_EQ(listen(listener, 5), 0);
+    for (const char* host : {"127.0.0.1", "/H/127.0.0.1"}) {
+        ASSERT_EQ(NiHandle(host, port.c_str(), 5000, &handle), NI_OK) << host;
+        NI_NODEADDR peer;
+        KEL_USHORT peerPort;
+        EXPECT_EQ(NiHdlGetPeer(handle, &peer, &peerPort), NI_OK);
+        EXPECT_EQ(peerPort, ntohs(address.sin_port));
+        KEL_CHAR text[NI_ADDR_TEXT_MAX];
+        EXPECT_EQ(NiAddrToStr(peer, text, sizeof text), NI_OK);
+        EXPECT_STREQ(text, "127.0.0.1");
+        EXPECT_EQ(NiSetSO_KeepAlive(handle, true), NI_OK);
+        EXPECT_EQ(NiCloseHandle(handle), NI_OK);
+    }
+    const std::string route = "/H/router/H/127.0.0.1";
+    EXPECT_EQ(NiHandle(route.c_str(), port.c_str(), 5000, &handle), NIEINVAL);
+    close(listener);
+}
+
+TEST(Ni, ServiceNames) {
+    const std::pair<const char*, int> cases[] = {
+        {"3300", 3300},    {"65535", 65535},   {"kelgw00", 3300}, {"kelgw07s", 4807},
+        {"keldp99", 3299}, {"keldp01s", 4701}, {"65536", 0},      {"kelgw1", 0},
+        {"kelgw001", 0},   {"kelgwxx", 0},     {"kelmsABC", 0},   {"no such service", 0},
+    };
+    for (const auto& [name, expected] : cases) {
+        KEL_USHORT port = 1;
+        EXPECT_EQ(NiServToNo(name, &port), expected != 0 ? NI_OK : NIESERV_UNKNOWN) << name;
+        EXPECT_EQ(port, expected) << name;
+    }
+    KEL_USHORT port;
+    EXPECT_EQ(NiServToNo(std::string(32, 'x').c_str(), &port), NIEINVAL);
+}
+
+TEST(Ni, Names) {
+    NI_NODEADDR address;
+    EXPECT_EQ(NiHostToAddr("host.invalid", &address), NIEHOST_UNKNOWN);
+    EXPECT_STREQ(ErrGetFld(ERR_ERROR), "hostname 'host.invalid' unknown");
+    EXPECT_EQ(NiHostToAddr("::1", &address), NIEINVAL);
+    EXPECT_EQ(NiHostToAddr(nullptr, &address), NI_OK);
+    EXPECT_TRUE(NiIsIPv4(address));
+    EXPECT_STREQ(NiErrStr(NIEROUT_PERM_DENIED), "NIEROUT_PERM_DENIED");
+    EXPECT_STREQ(NiErrStr(-9), "*** ERROR ***");
+}
+
+}  // namespace
