@@ -7,12 +7,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <system_error>
 
 namespace zordev {
 namespace {
 
 constexpr int BACKLOG = 64;
+constexpr std::chrono::milliseconds DESCRIPTOR_WAIT(10);
 
 [[noreturn]] void failWith(const char* call, int socket) {
     const int error = errno;
@@ -62,7 +64,11 @@ unsigned Gateway::open() const {
 void Gateway::acceptLoop() {
     while (!stopping_) {
         const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-        if (socket < 0) continue;  // interrupted, aborted by the client, or stopping
+        if (socket < 0) {
+            // Interrupted, aborted by the client, stopping, or out of descriptors: that one takes a while.
+            if (errno == EMFILE || errno == ENFILE) std::this_thread::sleep_for(DESCRIPTOR_WAIT);
+            continue;
+        }
         const unsigned number = accepted_.fetch_add(1, std::memory_order_relaxed) + 1;
         const std::lock_guard lock(mutex_);
         std::erase_if(conversations_, [](const auto& conversation) { return conversation->finished(); });
