@@ -8,7 +8,6 @@
 #include "meta/zorfunctionmetadata.h"
 
 class ZorConnection;
-class ZorIOStream;
 class ZorItemStream;
 enum ZORID : std::uint16_t;
 
@@ -47,7 +46,7 @@ class ZorFunction : public ZorRecord {
 
     /** @name The call */
     /** @{ */
-    void zorSerialize(ZorConnection& conn, ZorIOStream* stream, ZORID rid);
+    void zorSerialize(ZorConnection& conn, ZORID rid);
     void zorSerializeParams(ZorItemStream& conn);
     void zorCallReceive(ZorConnection& conn, ZORID rid);
     /** @} */

@@ -76,6 +76,8 @@ class ZorRecord {
     unsigned getFieldCount() const noexcept { return fieldCount; }
     /** Level of the calls on this container, taken over from the configuration when it was made. */
     unsigned getTraceLevel() const noexcept { return traceLevel; }
+    /** A call passes its connection's level on to the container. */
+    void setTraceLevel(unsigned level) noexcept { traceLevel = level; }
     /** False for an address behind which no container lives (any more), as far as its bytes tell. */
     bool isValid() const noexcept { return mark[0] == liveMark[0] && mark[1] == liveMark[1]; }
 

@@ -73,6 +73,11 @@ bool ZorRecordMetaData::isNestedType1Structure(unsigned index) const noexcept {
     return nested != nullptr && nested->isNestedType1Structure();
 }
 
+unsigned ZorRecordMetaData::getImageLength() const noexcept {
+    // Leaves that had to move up can end behind the declared length.
+    return type1MetaData == nullptr ? length1 : std::max(imageLength, type1MetaData->getRecordLength());
+}
+
 void ZorRecordMetaData::copy(const ZorRecordMetaData& source) {
     checkLockState();
     // Everything that can fail goes into locals first.

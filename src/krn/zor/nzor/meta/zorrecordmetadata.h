@@ -88,6 +88,12 @@ class ZorRecordMetaData : public ZorMetaDataBase<ZorRecordFieldType> {
     const ZorRecordType1MetaData* getType1MetaData() const noexcept { return type1MetaData.get(); }
 
     /**
+     * Bytes of the image in which a flat record with nested structures travels, with 1-byte characters:
+     * the record length that was declared, whatever room the pointers take up in memory. Known once locked.
+     */
+    unsigned getImageLength() const noexcept;
+
+    /**
      * Makes this open description a copy of another, with the same descriptions behind its fields;
      * sentinels come over as none. The copy is open.
      */
@@ -111,6 +117,7 @@ class ZorRecordMetaData : public ZorMetaDataBase<ZorRecordFieldType> {
     KEL_string lineTypeName;
     unsigned length1 = 0;
     unsigned length2 = 0;
+    unsigned imageLength = 0;  ///< The declared length1, before locking made room for pointers.
     STRUCTURE_TYPE layout = STRUCTURE_TYPE_0;
     std::unique_ptr<ZorRecordType1MetaData> type1MetaData;
     unsigned leafCount = 0;

@@ -105,6 +105,7 @@ void ZorRecordMetaData::prepareLock(ZorLockPlan& plan) {
 }
 
 void ZorRecordMetaData::commitLock(ZorLockShape& shape) noexcept {
+    imageLength = length1;  // as declared: pointers of this host never widen what travels
     length1 = shape.length1;
     length2 = shape.length2;
     layout = shape.layout;

@@ -1,0 +1,12 @@
+// The parameters of a call or an answer.
+
+#include "data/zorfunction.h"
+#include "wire/zoritemstream.h"
+
+void ZorFunction::zorSerializeParams(ZorItemStream& conn) {
+    if (!conn.isInCallbackMode())
+        for (const auto& parameter : params)
+            if (parameter->isActive()) parameter->zorSupplyOutParam(conn);
+    for (const auto& parameter : params)
+        parameter->zorSerialize(conn);
+}

@@ -1,0 +1,69 @@
+/** @file The reading loop: a table of items with their states, and a small handler for each. */
+#pragma once
+
+#include "wire/zoritemstream.h"
+
+/** One run of the loop. */
+class ZorItemReader {
+  public:
+    ZorItemReader(ZorItemStream& stream, ZORSTATE state, ZorFunction* function)
+        : stream(stream), state(state), function(function) {}
+
+    /** Reads items up to `toRid`, ZORID_End, or a callback; returns what ended the loop. */
+    ZORID run(ZORID toRid);
+
+  private:
+    using Handler = void (ZorItemReader::*)(ZORID id, unsigned length);
+
+    /** What an item needs and does. */
+    struct Row {
+        ZORID id;
+        int required;  ///< State that the loop must be in; anyState for none.
+        int next;      ///< State behind the item; sameState keeps it.
+        Handler handler;
+    };
+    static constexpr int anyState = -1;
+    static constexpr int sameState = -1;
+    static const Row rows[];
+    static const Row* find(ZORID id) noexcept;
+
+    void handle(ZORID id, unsigned length);
+
+    void skip(ZORID id, unsigned length);
+    void header(ZORID id, unsigned length);
+    void protocol(ZORID id, unsigned length);
+    void unicodeHeader(ZORID id, unsigned length);
+    void ngzorEncoding(ZORID id, unsigned length);
+    void functionName(ZORID id, unsigned length);
+    void destination(ZORID id, unsigned length);
+    void ipAddress(ZORID id, unsigned length);
+    void cDestination(ZORID id, unsigned length);
+    void callerUser(ZORID id, unsigned length);
+    void ownType(ZORID id, unsigned length);
+    void ownRelease(ZORID id, unsigned length);
+    void kernelRelease(ZORID id, unsigned length);
+    void user(ZORID id, unsigned length);
+    void client(ZORID id, unsigned length);
+    void logonClient(ZORID id, unsigned length);
+    void language(ZORID id, unsigned length);
+    void passwordState(ZORID id, unsigned length);
+    void programName(ZORID id, unsigned length);
+    void fieldName(ZORID id, unsigned length);
+    void fieldValue(ZORID id, unsigned length);
+    void fieldIsSupplied(ZORID id, unsigned length);
+    void tableName(ZORID id, unsigned length);
+    void tableInfo(ZORID id, unsigned length);
+    void tableRow(ZORID id, unsigned length);
+    void deltaState(ZORID id, unsigned length);
+    void errorItem(ZORID id, unsigned length);
+    void unsupported(ZORID id, unsigned length);
+
+    ZorParameter* namedParameter(unsigned length, bool activate);
+
+    ZorItemStream& stream;
+    ZORSTATE state;
+    ZorFunction* function;              ///< Container to fill, or NULL.
+    ZorParameter* parameter = nullptr;  ///< The parameter last named.
+    ZorTable* table = nullptr;          ///< The table whose rows come; NULL skips them.
+    unsigned rowsAnnounced = 0;         ///< Rows that the table still takes.
+};

@@ -1,0 +1,149 @@
+/**
+ * @file
+ * The classic item stream of one connection: writers and readers of items, the session and logon items,
+ * and the reading loop. An item is its identifier (2 bytes), a length (2 bytes, or 0xFFFF and 4 bytes),
+ * the payload, and the identifier again; all these numbers are big-endian.
+ *
+ * One thread at a time uses a stream. Transport failures come up as exceptions of the driver; an item
+ * that breaks the protocol closes the connection and throws ZOR_INVALID_PROTOCOL.
+ */
+#pragma once
+
+#include <kelzor/types.h>
+
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "driver/zoriostream.h"
+#include "wire/zorcontrol.h"
+#include "wire/zorid.h"
+
+class ZorFunction;
+class ZorParameter;
+class ZorTable;
+
+class ZorItemStream {
+  public:
+    ZorItemStream(const ZorItemStream&) = delete;
+    ZorItemStream& operator=(const ZorItemStream&) = delete;
+    virtual ~ZorItemStream();
+
+    ZorControl control;
+    /**
+     * Nesting of calls: odd while a call of the partner is being served here, so that writers answer;
+     * even while this side calls.
+     */
+    unsigned short callbackCount = 0;
+    /** Failure collected from error items; ZOR_OK while there is none. */
+    ZOR_RC zor_rc = ZOR_OK;
+
+    bool isInCallbackMode() const noexcept { return (callbackCount & 1) != 0; }
+    ZorIOStream& driver() noexcept { return *cpic_tcp; }
+    const ZorIOStream& driver() const noexcept { return *cpic_tcp; }
+
+    /** @name Writers. Text is in the own code page; nothing is sent before `writeFlush` or a full buffer. */
+    /** @{ */
+    void writeBytes(const void* data, unsigned length);
+    void writeZorIDBegin(ZORID id, unsigned length);
+    void writeZorIDEnd(ZORID id);
+    void writeZorData(ZORID id, std::span<const KEL_RAW> payload);
+    void writeZorFlag(ZORID id) { writeZorData(id, {}); }
+    void writeZorChars(ZORID id, std::string_view text);
+    /** Text as UTF-8 with a closing NUL byte; an empty text is an item of length 0. */
+    void writeZorUTF8Chars(ZORID id, std::string_view text);
+    void writeZorInt2(ZORID id, KEL_USHORT value);
+    void writeZorInt4(ZORID id, KEL_UINT value);
+    /** Width of a row on the wire in bytes, and the number of rows. */
+    void writeZorTableInfo(unsigned rows, unsigned width);
+    void writeZorSessionHeader();
+    void writeZorSessionInfo();
+    void writeZorSessionLogon();
+    void writeZorCallBegin(std::string_view functionName, ZORID rid, bool classExceptionEnabled);
+    void writeZorCallEnd();
+    void writeFlush();
+    /** @} */
+
+    /** @name Readers. A text longer than its buffer is cut and the rest skipped. */
+    /** @{ */
+    void readBytes(void* dest, unsigned length);
+    void skipBytes(unsigned length);
+    /** The identifier of the next item, and the length of its payload in bytes. */
+    ZORID readZorIDBegin(unsigned& length);
+    /** Whether the closing identifier is the wanted one. */
+    bool readAndCheckZorIDEnd(ZORID id);
+    /** Reads the smaller of the two lengths, skips the rest of the payload; returns the bytes stored. */
+    unsigned readZorDataContent(void* buffer, unsigned destLength, unsigned srcLength);
+    /** Zeroes the buffer, reads text into it, skips the rest; returns the characters stored. */
+    unsigned readZorChars(KEL_UC* buffer, unsigned destLength, unsigned srcLength);
+    template <size_t size>
+    void readZorText(FixedText<size>& text, unsigned length) {
+        readZorChars(text.data(), text.capacity(), length);
+    }
+    /** Reads UTF-8 with or without a closing NUL byte; the string grows as bytes arrive. */
+    void readZorUTF8Chars(KEL_string& text, unsigned length);
+    /** Reads bytes; the array grows as bytes arrive. */
+    void readZorXString(std::vector<KEL_RAW>& bytes, unsigned length);
+    /** A big-endian number; a payload of another length than 4 bytes breaks the protocol. */
+    KEL_UINT readZorInt4(unsigned length);
+    /** A big-endian number; a payload of another length than 2 bytes breaks the protocol. */
+    KEL_USHORT readZorInt2(unsigned length);
+    /** Reads and drops the rest of the incoming message. */
+    void readFlush();
+    /**
+     * Brings a number of the partner's format into the own one, in place. Throws
+     * ZorTypeConversionException for a type without a numeric form.
+     */
+    void convertNumberAfterRead(KEL_RAW* number, ZORTYPE type) const;
+    /** Bytes that a record's image is read into when it needs conversion; kept between calls. */
+    std::vector<KEL_RAW>& scratch() noexcept { return readBuf; }
+    /** @} */
+
+    /**
+     * Reads items until it meets `toRid` or ZORID_End, or in the state ZORGET_DATA an ZORID_CallBack;
+     * returns that identifier. `function` may be NULL.
+     */
+    ZORID readUpTo(ZORSTATE readState, ZorFunction* function, ZORID toRid);
+
+    /** Puts a table that is being sent under a fresh id into the set of the delta manager. */
+    KEL_INT registerDeltaTable(ZorTable& table);
+    /** Forgets all tables of the delta manager, at the end of a call. */
+    void resetDM() noexcept;
+
+    /** The partner broke the protocol: closes the connection and throws. */
+    [[noreturn]] void protocolFault(ZOR_RC code = ZOR_INVALID_PROTOCOL,
+                                    std::string_view message = "Unexpected data received.");
+
+  protected:
+    explicit ZorItemStream(std::unique_ptr<ZorIOStream> driver);
+
+    /** The connection can't go on: it leaves the list of valid handles and closes its conversation. */
+    virtual void closeBroken() noexcept = 0;
+    /** Throws the failure that was collected; always throws. */
+    [[noreturn]] virtual void raiseCollectedError() = 0;
+
+    /** Clears the texts and the code of a failure. */
+    void resetReceivedError() noexcept;
+
+    std::unique_ptr<ZorIOStream> cpic_tcp;  ///< The transport driver.
+
+  private:
+    friend class ZorItemReader;
+
+    void readFailed(CM_RETCODE rc);
+    void readZorHeader(unsigned length);
+    void readZorUnicodeHeader(unsigned length);
+    void readZorProtocol(unsigned length);
+    void readZorCDestination(unsigned length);
+    void readZorOwnType(unsigned length);
+    void readZorErrorMsg(ZORID id, unsigned length);
+    void appendConverted(KEL_string& text, std::span<const KEL_RAW> utf8) const;
+
+    std::vector<KEL_RAW> readBuf;   ///< Scratch for reading; grows to what an item needs and is kept.
+    std::vector<KEL_RAW> writeBuf;  ///< Scratch for conversion on writing.
+    std::map<KEL_INT, ZorTable*> dmTables;
+    KEL_INT dmTableId = 0;
+};

@@ -1,0 +1,117 @@
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "convert/zorconverter.h"
+#include "wire/zoritemstream.h"
+
+namespace {
+
+constexpr unsigned longLengthMark = 0xFFFF;
+constexpr unsigned maxShortLength = longLengthMark - 1;
+
+void putBig(KEL_RAW* target, KEL_UINT value, unsigned width) noexcept {
+    for (unsigned i = 0; i < width; ++i)
+        target[i] = static_cast<KEL_RAW>(value >> (8 * (width - 1 - i)));
+}
+
+bool isSevenBit(std::string_view text) noexcept {
+    return std::all_of(text.begin(), text.end(), [](KEL_UC c) { return static_cast<KEL_RAW>(c) < 0x80; });
+}
+
+const KEL_RAW* rawBytes(std::string_view text) noexcept {
+    return reinterpret_cast<const KEL_RAW*>(text.data());
+}
+
+}  // namespace
+
+ZorItemStream::ZorItemStream(std::unique_ptr<ZorIOStream> driver) : cpic_tcp(std::move(driver)) {}
+
+ZorItemStream::~ZorItemStream() = default;
+
+void ZorItemStream::writeBytes(const void* data, unsigned length) {
+    cpic_tcp->writeBytes(static_cast<const KEL_RAW*>(data), 0, length);
+}
+
+void ZorItemStream::writeZorIDBegin(ZORID id, unsigned length) {
+    KEL_RAW begin[8];
+    putBig(begin, id, 2);
+    if (length <= maxShortLength) {
+        putBig(begin + 2, length, 2);
+        writeBytes(begin, 4);
+    } else {
+        putBig(begin + 2, longLengthMark, 2);
+        putBig(begin + 4, length, 4);
+        writeBytes(begin, 8);
+    }
+}
+
+void ZorItemStream::writeZorIDEnd(ZORID id) {
+    KEL_RAW end[2];
+    putBig(end, id, 2);
+    writeBytes(end, sizeof end);
+}
+
+void ZorItemStream::writeZorData(ZORID id, std::span<const KEL_RAW> payload) {
+    // Small items, which are nearly all, go to the driver in one piece.
+    constexpr size_t pieceSize = 64;
+    constexpr size_t framing = 6;
+    if (payload.size() <= pieceSize - framing) {
+        KEL_RAW piece[pieceSize];
+        putBig(piece, id, 2);
+        putBig(piece + 2, static_cast<KEL_UINT>(payload.size()), 2);
+        if (!payload.empty()) std::memcpy(piece + 4, payload.data(), payload.size());
+        putBig(piece + 4 + payload.size(), id, 2);
+        writeBytes(piece, static_cast<unsigned>(payload.size() + framing));
+        return;
+    }
+    writeZorIDBegin(id, static_cast<unsigned>(payload.size()));
+    writeBytes(payload.data(), static_cast<unsigned>(payload.size()));
+    writeZorIDEnd(id);
+}
+
+void ZorItemStream::writeZorChars(ZORID id, std::string_view text) {
+    writeZorData(id, {rawBytes(text), text.size()});
+}
+
+void ZorItemStream::writeZorUTF8Chars(ZORID id, std::string_view text) {
+    if (text.empty()) return writeZorFlag(id);
+    std::span<const KEL_RAW> utf8(rawBytes(text), text.size());
+    if (!isSevenBit(text)) {
+        writeBuf.resize(text.size() * 4);
+        auto* converter = ZorConverter::getConverter(control.codepage.data(), "4110", control.ignoreConvErr,
+                                                     control.substituteSymbol);
+        unsigned written = static_cast<unsigned>(writeBuf.size());
+        converter->convert(utf8.data(), static_cast<unsigned>(utf8.size()), writeBuf.data(), &written,
+                           nullptr);
+        utf8 = std::span<const KEL_RAW>(writeBuf).first(written);
+    }
+    writeZorIDBegin(id, static_cast<unsigned>(utf8.size() + 1));
+    writeBytes(utf8.data(), static_cast<unsigned>(utf8.size()));
+    constexpr KEL_RAW terminator = 0;
+    writeBytes(&terminator, 1);
+    writeZorIDEnd(id);
+}
+
+void ZorItemStream::writeZorInt2(ZORID id, KEL_USHORT value) {
+    KEL_RAW payload[2];
+    putBig(payload, value, sizeof payload);
+    writeZorData(id, payload);
+}
+
+void ZorItemStream::writeZorInt4(ZORID id, KEL_UINT value) {
+    KEL_RAW payload[4];
+    putBig(payload, value, sizeof payload);
+    writeZorData(id, payload);
+}
+
+void ZorItemStream::writeZorTableInfo(unsigned rows, unsigned width) {
+    KEL_RAW payload[8];
+    putBig(payload, width, 4);
+    putBig(payload + 4, rows, 4);
+    writeZorData(ZORID_TableInfo, payload);
+}
+
+void ZorItemStream::writeFlush() {
+    cpic_tcp->sendFlush();
+}
