@@ -23,7 +23,7 @@ ZOR_RC setErrorInfo(ZOR_ERROR_INFO* info, ZOR_RC rc, ZOR_ERROR_GROUP group, cons
     if (info == nullptr) return rc;
     info->code = rc;
     info->group = group;
-    copyText(info->key, key);
+    if (key != nullptr) copyText(info->key, key);
     copyText(info->message, message);
     return rc;
 }

@@ -24,7 +24,10 @@ inline constexpr unsigned callThreshold = 0;
 /** A level above this opens the trace of the field accessors. */
 inline constexpr unsigned fieldThreshold = 2;
 
-/** Fills the caller's record for a failed check; NULL is allowed. Touches nothing but these members. */
+/**
+ * Fills the caller's record for a failed check; NULL is allowed. Touches nothing but these members; a
+ * NULL key leaves that of the record.
+ */
 ZOR_RC setErrorInfo(ZOR_ERROR_INFO* info, ZOR_RC rc, ZOR_ERROR_GROUP group, const KEL_UC* key,
                     const KEL_UC* message) noexcept;
 

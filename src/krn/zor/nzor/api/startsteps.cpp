@@ -2,6 +2,7 @@
 
 #include "config/zorconfig.h"
 #include "convert/zorconverter.h"
+#include "driver/cpicconnection.h"
 
 namespace {
 
@@ -9,6 +10,7 @@ namespace {
 constexpr StartStep steps[] = {
     {"ZorConverter::init", ZorConverter::init},
     {"ZorConfig::init", ZorConfig::init},
+    {"CpicConnection::init", CpicConnection::init},
 };
 
 }  // namespace

@@ -131,13 +131,13 @@ CM_RETCODE CpicConnection::receive() {
     return CM_OK;
 }
 
-/** A receive failed, or brought the end: bytes that came with it are the partner's error. */
+/** A receive failed, or brought the end: then what came with it, if anything, is the partner's error. */
 CM_RETCODE CpicConnection::conversationEnded(CM_RETCODE rc) {
     cpicError = KEL_CMPERR();
     deallocated = true;
     accepted = justAccepted = false;
     if (bytesInBuffer != 0) owner->setHasErrorMsg();
-    if (rc == CM_DEALLOCATED_NORMAL && bytesInBuffer != 0) {
+    if (rc == CM_DEALLOCATED_NORMAL) {
         // The owner may read the bytes back through this stream, which is set for that.
         owner->parseErrorMsg(streamBuffer.get(), bytesInBuffer, dataReceived);
         owner->throwZorErrorMsg();
@@ -190,8 +190,7 @@ void CpicConnection::cpicCancel() {
     owner->leaveConnectionList();
     if (rc != CM_OK && rc != CM_DEALLOCATED_NORMAL) throwCpicError(rc);
     if (rc == CM_DEALLOCATED_NORMAL) deallocated = true;
-    throw ZorSystemException(ZOR_CANCELED, EXTERNAL_RUNTIME_FAILURE, "ZOR_CANCELED",
-                             "Connection was canceled.");
+    throw ZorSystemException(ZOR_CANCELED, COMMUNICATION_FAILURE, "ZOR_CANCELED", "Connection was canceled.");
 }
 
 CM_RETCODE CpicConnection::close() noexcept {

@@ -25,6 +25,10 @@ class CpicConnection final : public ZorIOStream {
     /** Closes what is open. */
     ~CpicConnection() override;
 
+    /** Starts the layers below and tells the configuration who this process is; once, when the library
+     * starts. */
+    static void init();
+
     /** @name Identity of this process; filled at first use, constant from then on. */
     /** @{ */
     static const KEL_string& getOwnHostName();

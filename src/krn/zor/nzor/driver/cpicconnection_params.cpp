@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "config/zoroptions.h"
+#include "config/zorsysteminfo.h"
 #include "driver/cpicconnection.h"
 
 namespace {
@@ -96,6 +97,16 @@ void addServices(ZorOptions& options) {
 }
 
 }  // namespace
+
+void CpicConnection::init() {
+    KEL_CPIC_PROCESS_ATTACH(nullptr);
+    // Asked only when somebody wants to know: resolving the own name can take its time.
+    setZorHostProvider({.getOwnHostName = [] { return getOwnHostName(); },
+                        .getOwnIPAddr = [] { return getOwnIPAddr(); },
+                        .getOwnIPV6Addr = [] { return getOwnIPV6Addr(); },
+                        .getOwnProgramName = [] { return getOwnProgramName(); },
+                        .getCpicVersion = [] { return getCpicVersion(); }});
+}
 
 const KEL_string& CpicConnection::getOwnHostName() {
     return own().host;

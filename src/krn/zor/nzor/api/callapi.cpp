@@ -1,0 +1,20 @@
+// Exported function: remote call.
+
+#include <kelzor/call.h>
+
+#include "api/connectionframe.h"
+#include "data/zorfunction.h"
+
+using namespace zorapi;
+
+ZOR_RC ZorInvoke(ZOR_CONNECTION_HANDLE zorHandle, ZOR_FUNCTION_HANDLE funcHandle, ZOR_ERROR_INFO* errorInfo) {
+    ZorConnection* const connection = ZorConnection::getConnectionFromHandle(zorHandle);
+    return guarded(
+        __func__, errorInfo, ConnectionLevel{connection},
+        checks(Handle{connection}, Required{funcHandle, "ZOR_FUNCTION_HANDLE"}), [&] {
+            ZorRecord* const record = ZorRecord::fromHandle(funcHandle);
+            if (!record->isValid() || record->getRecordType() != ZOR_RECORD_FUNCTION)
+                throw ZorInvalidParameterException("Only function handles are allowed in ZorInvoke");
+            connection->invoke(static_cast<ZorFunction&>(*record));
+        });
+}

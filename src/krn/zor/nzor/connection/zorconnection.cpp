@@ -1,0 +1,156 @@
+// The list of connections: opening, closing, cancelling.
+
+#include "connection/zorconnection.h"
+
+#include <algorithm>
+#include <mutex>
+#include <vector>
+
+#include "config/buildinfo.h"
+#include "config/zorconfig.h"
+#include "connection/zorconnectionuse.h"
+#include "driver/cpicconnection.h"
+#include "trace/zortracefunctions.h"
+
+namespace {
+
+/** The process-wide list of valid handles. The lock guards it and `listed` of every connection. */
+struct ConnectionList {
+    ConnectionList() { connections.reserve(100); }
+
+    bool contains(const ZorConnection* connection) const noexcept {
+        return std::find(connections.begin(), connections.end(), connection) != connections.end();
+    }
+
+    std::mutex cs_zor_conn;
+    std::vector<ZorConnection*> connections;
+};
+
+/** Never destroyed: a thread may still call when the process ends. */
+ConnectionList& list() {
+    static auto* const theList = new ConnectionList;
+    return *theList;
+}
+
+ZorConnection* fromHandle(ZOR_CONNECTION_HANDLE handle) noexcept {
+    // Only compared until it was found; then it is what addConnection made the handle from.
+    return static_cast<ZorConnection*>(reinterpret_cast<ZorConnectionBase*>(handle));
+}
+
+[[noreturn]] void throwInvalidHandle(ZOR_CONNECTION_HANDLE handle) {
+    throw ZorInvalidHandleException("Invalid ZOR connection handle: " +
+                                    std::to_string(reinterpret_cast<uintptr_t>(handle)));
+}
+
+}  // namespace
+
+ZorConnection::ZorConnection(ZOR_PROTOCOL_TYPE type, unsigned traceLevel)
+    : ZorItemStream(std::make_unique<CpicConnection>(static_cast<ZorStreamOwner*>(this))),
+      traceLevel(traceLevel) {
+    cpic_tcp->zorProgType = type;
+    cpic_tcp->traceLevel = traceLevel;
+    control.own_rel.assign(kelzorRelease);
+    control.kernel_rel.assign(kelzorRelease);
+}
+
+ZorConnection::~ZorConnection() {
+    cpic_tcp->close();
+}
+
+ZOR_CONNECTION_HANDLE ZorConnection::handle() noexcept {
+    return reinterpret_cast<ZOR_CONNECTION_HANDLE>(static_cast<ZorConnectionBase*>(this));
+}
+
+ZorConnection* ZorConnection::getConnectionFromHandle(ZOR_CONNECTION_HANDLE handle) noexcept {
+    if (handle == nullptr) return nullptr;
+    const std::lock_guard lock(list().cs_zor_conn);
+    ZorConnection* const candidate = fromHandle(handle);
+    return list().contains(candidate) ? candidate : nullptr;
+}
+
+bool ZorConnection::isHandleValid(ZOR_CONNECTION_HANDLE handle) noexcept {
+    return getConnectionFromHandle(handle) != nullptr;
+}
+
+unsigned ZorConnection::traceLevelOf(ZOR_CONNECTION_HANDLE handle) noexcept {
+    if (handle != nullptr) {
+        const std::lock_guard lock(list().cs_zor_conn);
+        const ZorConnection* const candidate = fromHandle(handle);
+        if (list().contains(candidate)) return candidate->traceLevel;
+    }
+    return ZorConfig::getGlobalTraceLevel();
+}
+
+ZorConnection* ZorConnection::addConnection(std::unique_ptr<ZorConnection> connection) {
+    const std::lock_guard lock(list().cs_zor_conn);
+    list().connections.push_back(connection.get());
+    connection->listed = true;
+    return connection.release();
+}
+
+void ZorConnection::leaveConnectionList() noexcept {
+    const std::lock_guard lock(list().cs_zor_conn);
+    std::erase(list().connections, this);
+    listed = false;
+}
+
+void ZorConnection::closeBroken() noexcept {
+    leaveConnectionList();
+    cpic_tcp->close();
+}
+
+void ZorConnection::closeHandle(ZOR_CONNECTION_HANDLE handle) {
+    std::unique_ptr<ZorConnection> closing;
+    {
+        const std::lock_guard lock(list().cs_zor_conn);
+        ZorConnection* const candidate = fromHandle(handle);
+        if (!list().contains(candidate)) throwInvalidHandle(handle);
+        std::erase(list().connections, candidate);
+        candidate->listed = false;
+        closing.reset(candidate);
+    }
+    // Its destructor ends the conversation, outside the lock.
+}
+
+void ZorConnection::cancelHandle(ZOR_CONNECTION_HANDLE handle) {
+    // The lock keeps the connection alive for this moment; the driver only takes a note.
+    const std::lock_guard lock(list().cs_zor_conn);
+    ZorConnection* const candidate = fromHandle(handle);
+    if (!list().contains(candidate) || candidate->control.zor_role != 'C') throwInvalidHandle(handle);
+    if (candidate->inCall == 0) throw ZorIllegalStateException("ZOR connection is currently not in call.");
+    candidate->cpic_tcp->cancel();
+}
+
+ZOR_CONNECTION_HANDLE ZorConnection::openNew(ZorOptions& options, ZOR_PROTOCOL_TYPE type) {
+    const unsigned level =
+        options.trace == ZorOptions::traceNotSet ? ZorConfig::getGlobalTraceLevel() : options.trace;
+    const ZorMethodTrace trace("ZorConnection::openNew", level);
+    std::unique_ptr<ZorConnection> connection(new ZorConnection(type, level));
+    try {
+        connection->connect(options, type);
+    } catch (const ZorUBIXMessageException& exception) {
+        ZorLogWrite("UBIX Message during connect: %s\n", exception.getMessage().c_str());
+        throw ZorLogonException(exception.getMessage());
+    } catch (const ZorSystemException& exception) {
+        ZorLogWrite("SYSTEM_FAILURE during connect: %s\n", exception.getMessage().c_str());
+        if (exception.getKey() == "CALL_FUNCTION_SIGNON_REJECTED")
+            throw ZorLogonException(exception.getKey(), exception.getMessage());
+        throw;
+    } catch (const ZorBaseException& exception) {
+        ZorLogWrite("Error during connect: %s\n", exception.getMessage().c_str());
+        throw;
+    } catch (...) {
+        ZorLogWrite("Unknown error during connect\n");
+        throw;
+    }
+    return addConnection(std::move(connection))->handle();
+}
+
+ZorConnectionUse::ZorConnectionUse(ZorConnection& connection) noexcept : connection(connection) {
+    ++connection.users;
+}
+
+ZorConnectionUse::~ZorConnectionUse() {
+    // Users are calls on one thread, one inside the other; the outermost frees what has broken.
+    if (--connection.users == 0 && !connection.listed) delete &connection;
+}

@@ -1,0 +1,78 @@
+// What a connection tells about itself, to callers and to its driver.
+
+#include <cstdlib>
+#include <cstring>
+
+#include "connection/zorconnection.h"
+#include "driver/cpicconnection.h"
+#include "krn/rscp/rscplanguage.h"
+
+namespace {
+
+/** Copies a text that fits with its terminator; any other leaves the target empty. */
+template <size_t size>
+void put(KEL_UC (&target)[size], std::string_view text) noexcept {
+    if (text.size() < size) std::memcpy(target, text.data(), text.size());
+}
+
+std::string_view withoutTrailingBlanks(std::string_view text) noexcept {
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+/** Whether a partner of this code page has one byte per character. */
+bool isOneByteCodepage(std::string_view codepage) noexcept {
+    const int number = std::atoi(KEL_string(codepage).c_str());
+    switch (number) {
+        case 6100:
+        case 6200:
+        case 6500:
+        case 8600:
+        case 8700:
+            return true;
+        default:
+            return number < 2000;
+    }
+}
+
+}  // namespace
+
+void ZorConnection::getZorAttributes(ZOR_ATTRIBUTES& attributes) const {
+    std::memset(&attributes, 0, sizeof attributes);
+    put(attributes.dest, control.destination.view());
+    put(attributes.host, CpicConnection::getOwnHostName());
+    put(attributes.partnerHost, control.target.view());
+    put(attributes.sysNumber, control.systnr.view());
+    put(attributes.sysId, control.sysid.view());
+    put(attributes.client, control.mandt.view());
+    put(attributes.user, control.userid.view());
+    put(attributes.language, control.lang.view());
+    attributes.trace[0] = traceLevel <= 3 ? static_cast<KEL_UC>('0' + traceLevel) : '0';
+    if (!control.lang.empty()) rscpLangKelToIso(attributes.isoLanguage, control.lang.c_str());
+    put(attributes.codepage, control.codepage.view());
+    put(attributes.partnerCodepage, control.charset.view());
+    put(attributes.zorRole, {&control.zor_role, 1});
+    put(attributes.type, "E");
+    put(attributes.partnerType, {&control.partner_type, 1});
+    put(attributes.rel, control.own_rel.view());
+    put(attributes.partnerRel, control.partner_rel.view());
+    put(attributes.kernelRel, control.kernel_rel.view());
+    put(attributes.cpicConvId, control.convId.view());
+    put(attributes.progName, withoutTrailingBlanks(control.progname.view()));
+    put(attributes.partnerBytesPerChar, isOneByteCodepage(control.charset.view()) ? "1" : "2");
+    put(attributes.partnerSystemCodepage, control.system_cp.view());
+}
+
+void ZorConnection::setConvId(const KEL_RAW* convId) noexcept {
+    constexpr size_t convIdLength = 8;
+    control.convId.clear();
+    if (convId != nullptr) control.convId.assign({reinterpret_cast<const KEL_UC*>(convId), convIdLength});
+}
+
+KEL_string ZorConnection::traceCodepage() const {
+    return KEL_string(control.codepage.view());
+}
+
+void ZorConnection::acceptTraceLevel(unsigned level) noexcept {
+    traceLevel = level;
+    cpic_tcp->traceLevel = level;
+}

@@ -1,0 +1,172 @@
+// One remote call and what can go wrong in it.
+
+#include "connection/zorconnection.h"
+#include "connection/zorconnectionuse.h"
+#include "data/zorfunction.h"
+#include "data/zorstructure.h"
+#include "data/zortable.h"
+#include "meta/zorrecordmetadata.h"
+#include "trace/zortracefunctions.h"
+
+namespace {
+
+/** What a call changes in its connection for as long as it runs. */
+class CallScope {
+  public:
+    CallScope(ZorItemStream& stream, std::atomic<unsigned>& inCall) noexcept
+        : stream(stream), inCall(inCall), nested(stream.callbackCount != 0) {
+        if (nested) ++stream.callbackCount;
+        ++inCall;
+    }
+    CallScope(const CallScope&) = delete;
+    ~CallScope() {
+        --inCall;
+        stream.resetDM();
+        if (nested) --stream.callbackCount;
+    }
+
+  private:
+    ZorItemStream& stream;
+    std::atomic<unsigned>& inCall;
+    bool nested;
+};
+
+void traceFailure(const ZorConnection& connection, const ZorBaseException& exception) noexcept {
+    if (connection.getTraceLevel() > 0) ZorTraceWrite("%s\n", exception.getMessage().c_str());
+}
+
+bool isDeep(const ZorAbstractMetaData* typeDesc) noexcept {
+    if (typeDesc == nullptr || typeDesc->getMetaType() != ZOR_META_RECORD) return false;
+    return static_cast<const ZorRecordMetaData*>(typeDesc)->isNestedType2Structure();
+}
+
+/** Whether a parameter has a value, in either direction, that the classic items can't carry. */
+bool needsOtherForm(ZorParameter& parameter, unsigned partnerCharSize) {
+    const ZORTYPE type = parameter.desc().type;
+    if (type != ZORTYPE_STRUCTURE && type != ZORTYPE_TABLE)
+        return type == ZORTYPE_UBIXOBJECT || type == ZORTYPE_XMLDATA;
+    if (type == ZORTYPE_TABLE && parameter.direction() != ZOR_TABLES) return true;
+    return partnerCharSize != 1 || isDeep(parameter.desc().typeDesc.get());
+}
+
+/** Refuses before the first byte is written, so that the connection stays as it was. */
+void refuseOtherForms(ZorFunction& function, const ZorControl& control) {
+    if (control.serializationFormat != 0 ||
+        (control.supportLumx && function.getFunctionMetaData()->supportsASXML()))
+        throw ZorSerializationException("Function " + function.getName() +
+                                        " would have to travel in a form that this library can't write");
+    for (unsigned i = 0; i < function.getFieldCount(); ++i) {
+        ZorParameter& parameter = function.parameter(i);
+        if (parameter.isActive() && needsOtherForm(parameter, control.pcs))
+            throw ZorSerializationException("Parameter " + parameter.desc().name +
+                                            " has a type that can't travel in the classic format");
+    }
+}
+
+}  // namespace
+
+void ZorFunction::zorSerialize(ZorConnection& conn, ZORID rid) {
+    refuseOtherForms(*this, conn.control);
+    conn.driver().resetBuffer();
+    conn.writeZorCallBegin(name, rid, classExceptionEnabled);
+    zorSerializeParams(conn);
+    conn.writeZorCallEnd();
+    isCall = false;
+}
+
+void ZorFunction::zorCallReceive(ZorConnection& conn, ZORID rid) {
+    if (conn.isInCallbackMode() && !conn.driver().isBufferEmpty())
+        throw ZorIllegalStateException(
+            "Calling back to UBIX system not possible before the incoming data being completely read.");
+    const CallScope scope(conn, conn.inCall);
+    try {
+        zorSerialize(conn, rid);
+        conn.zorReceive(this);
+    } catch (const ZorCommunicationException& exception) {
+        ZorLogWrite("%s\n", exception.getMessage().c_str());
+        traceFailure(conn, exception);
+        conn.closeBroken();
+        throw;
+    } catch (const ZorBaseException& exception) {
+        traceFailure(conn, exception);
+        const ZOR_RC code = exception.getCode();
+        if (code != ZOR_UBIX_EXCEPTION && code != ZOR_UBIX_CLASS_EXCEPTION)
+            ZorLogWrite("%s\n", exception.getMessage().c_str());
+        throw;
+    }
+}
+
+void ZorConnection::invoke(ZorFunction& function) {
+    const ZorConnectionUse use(*this);
+    if (traceLevel > 0)
+        ZorTraceWrite("Invoking %s on handle %llu\n", function.getName().c_str(),
+                      static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(handle())));
+    function.setTraceLevel(traceLevel);
+    function.zorCallReceive(*this, ZORID_NotUsed);
+}
+
+void ZorConnection::zorReceive(ZorFunction* function) {
+    resetReceivedError();
+    hasErrorMsg = false;
+    ZORID id = readUpTo(ZORGET_DATA, function, ZORID_NotUsed);
+    while (id == ZORID_CallBack && zor_rc == ZOR_OK) {
+        dispatch();
+        id = readUpTo(ZORGET_DATA, function, ZORID_NotUsed);
+    }
+    // To the end of the message in any case: only then this side may send again.
+    readFlush();
+    if (zor_rc != ZOR_OK) raiseCollectedError();
+}
+
+void ZorConnection::dispatch() {
+    readUpTo(ZORGET_FUNCTIONNAME, nullptr, ZORID_FunctionName);
+    if (zor_rc != ZOR_OK) raiseCollectedError();
+    if (control.serverFunctionName.empty()) return;
+    if (traceLevel > 0)
+        ZorTraceWrite("Dispatching function %s on handle %llu", control.serverFunctionName.c_str(),
+                      static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(handle())));
+    const ZorServerNotFoundException failure(control.serverFunctionName.view());
+    control.serverFunctionName.clear();
+    refuseCallback(failure);
+    throw failure;
+}
+
+void ZorConnection::refuseCallback(const ZorServerNotFoundException& failure) {
+    readFlush();
+    ++callbackCount;
+    writeZorCallBegin({}, ZORID_NotUsed, false);
+    writeZorChars(ZORID_SnapDump, failure.getKey());
+    writeZorChars(ZORID_ErrorMessage, failure.getMessage());
+    writeZorCallEnd();
+    --callbackCount;
+    // The partner still answers the outer call. Its answer is read off, so that the connection is ready
+    // for the next call; how it turned out no longer matters.
+    try {
+        if (readUpTo(ZORGET_DATA, nullptr, ZORID_NotUsed) == ZORID_CallBack) closeBroken();
+        readFlush();
+    } catch (const ZorCommunicationException&) {
+        closeBroken();
+    } catch (const ZorUBIXBaseException&) {
+        // The partner ended its program over the refusal.
+    }
+}
+
+void ZorConnection::sendPing(std::string_view functionName) {
+    writeZorCallBegin(functionName, ZORID_NotUsed, false);
+    writeZorCallEnd();
+    zorReceive(nullptr);
+}
+
+void ZorConnection::ping() {
+    const ZorConnectionUse use(*this);
+    if (!cpic_tcp->connected) throw ZorIllegalStateException("Illegal operation on the connection");
+    try {
+        cpic_tcp->resetBuffer();
+        sendPing("ZOR_PING");
+    } catch (const ZorCommunicationException& exception) {
+        ZorLogWrite("%s\n", exception.getMessage().c_str());
+        traceFailure(*this, exception);
+        closeBroken();
+        throw;
+    }
+}

@@ -1,0 +1,122 @@
+// From the options to a connection that is logged on.
+
+#include <cstring>
+
+#include "connection/zorconnection.h"
+#include "connection/zorconnectionuse.h"
+#include "trace/zortracefunctions.h"
+#include "wire/scramble.h"
+
+namespace {
+
+/** Highest release of a partner that can't take the binary XML form. */
+constexpr std::string_view lastReleaseWithoutLumx = "701";
+/** Marks a partner that can, in the place of the header's version. */
+constexpr KEL_RAW versionWithLumx = 4;
+
+/** Options whose layer this build doesn't have, with the test that finds them in use. */
+struct UnavailableOption {
+    const KEL_UC* name;
+    bool (*inUse)(const ZorOptions& options);
+};
+
+constexpr UnavailableOption unavailableOptions[] = {
+    {"MYKELSSO2", [](const ZorOptions& o) { return !o.mykelsso2.empty(); }},
+    {"EXTIDDATA", [](const ZorOptions& o) { return !o.extiddata.empty(); }},
+    {"X509CERT", [](const ZorOptions& o) { return !o.x509cert.empty(); }},
+    {"VSL_MODE", [](const ZorOptions& o) { return o.vsl_mode != 0; }},
+    {"USE_KELGUI", [](const ZorOptions& o) { return o.use_kelgui != 0; }},
+    {"SERIALIZATION_FORMAT", [](const ZorOptions& o) { return o.serializationFormat != 0; }},
+    {"SERVER_PORT", [](const ZorOptions& o) { return !o.serverPort.empty(); }},
+};
+
+/** An option that can't be honoured is refused before anything is sent, never ignored. */
+void refuseUnavailable(const ZorOptions& options) {
+    for (const UnavailableOption& option : unavailableOptions)
+        if (option.inUse(options))
+            throw ZorBaseException(ZOR_NOT_SUPPORTED, EXTERNAL_APPLICATION_FAILURE,
+                                   zorRcName(ZOR_NOT_SUPPORTED),
+                                   KEL_string("Parameter ") + option.name + " is not supported.");
+}
+
+/** Keys of the failure by password state. */
+const KEL_UC* passwordKey(unsigned state) noexcept {
+    switch (state) {
+        case PASSWORD_INITIAL:
+            return "PASSWORD_INITIAL";
+        case PASSWORD_EXPIRED:
+            return "PASSWORD_EXPIRED";
+        case PASSWORD_RULES_ENFORCED:
+            return "PASSWORD_RULES_ENFORCED";
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace
+
+void ZorConnection::connect(ZorOptions& options, ZOR_PROTOCOL_TYPE type) {
+    refuseUnavailable(options);
+    const ZorMethodTrace trace("ZorConnection::connect", traceLevel);
+    if (const CM_RETCODE rc = cpic_tcp->connectAsClient(options); rc != 0) raiseCollectedError();
+    setConnOptions(options, type);
+    logon(options);
+    if (traceLevel > 1)
+        ZorTraceWrite("ZorConnection handle %llu established",
+                      static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(handle())));
+}
+
+void ZorConnection::logon(const ZorOptions& options) {
+    writeZorSessionHeader();
+    writeZorSessionLogon();
+    control.unresp_call = 0;
+    // The second name asks the partner for a full check of the logon.
+    writeZorCallBegin(options.lcheck != 0 ? "ZORPING" : "ZOR_PING", ZORID_NotUsed, false);
+    writeZorCallEnd();
+    zorReceive(nullptr);
+    control.connected = true;
+    checkPasswordState(options);
+    if (control.partner_rel.view() > lastReleaseWithoutLumx) {
+        control.version = versionWithLumx;
+        control.headerWritten = false;  // the next call tells what both sides can
+        control.supportLumx = !options.no_lumXml;
+    }
+}
+
+void ZorConnection::checkPasswordState(const ZorOptions& options) {
+    const KEL_UC* const key = passwordKey(control.pwState);
+    control.pwState = PASSWORD_OK;
+    if (key != nullptr && options.password_change_enforced)
+        throw ZorLogonException(key, "Password must be changed.");
+}
+
+void ZorConnection::setConnOptions(ZorOptions& options, ZOR_PROTOCOL_TYPE type) {
+    if (options.pcs < 2) {
+        control.communication_cp.assign(options.codepage);
+        control.codepage = control.communication_cp;
+    } else {
+        control.communication_cp = control.codepage;
+    }
+    control.pcs = options.pcs;
+    control.ignoreConvErr = options.ignoreConvErr;
+    control.substituteSymbol = options.substitute;
+    control.keepalive = options.keepalive;
+    if (options.compression == NO_COMPRESSION) control.protocol &= ~protocolCompressedTables;
+    control.zor_role = type == ZOR_CLIENT ? 'C' : 'S';
+    const auto take = [](auto& member, const KEL_string& value) {
+        if (!value.empty()) member.assign(value);
+    };
+    take(control.target, options.ashost);
+    take(control.systnr, options.sysnr);
+    take(control.userid, options.user);
+    take(control.alias_user, options.alias);
+    take(control.mandt, options.client);
+    take(control.lang, options.lang);
+    take(control.sysid, options.q7name);
+    control.scrambledPW = scrambleChars(options.passwd);
+    explicit_bzero(options.passwd.data(), options.passwd.size());
+    options.passwd.clear();
+    control.getsso2 = options.getsso2 != 0;
+    control.delta = options.delta;
+    control.serializationFormat = options.serializationFormat;
+}
