@@ -1,0 +1,32 @@
+/**
+ * @file
+ * What the library's calls are measured against: a client, a relay and a server that do nothing but pass
+ * messages of given sizes over the hops of a call (a TCP connection to the relay, a packet socket pair
+ * behind it), each waiting and moving bytes with the same system calls.
+ */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/** Largest message in bytes, its frame not counted. */
+inline constexpr std::size_t BARE_MAX_MESSAGE = 32000;
+
+/** Serves one client after the other on a listening socket; never returns. */
+[[noreturn]] void runBareRelay(int listener);
+
+/** A connection to a bare relay. */
+class BareClient {
+  public:
+    explicit BareClient(std::uint16_t port);
+    BareClient(const BareClient&) = delete;
+    ~BareClient();
+
+    /** Sends `out` bytes in messages of at most `block`, then receives `in` bytes in the same way. */
+    void exchange(std::size_t out, std::size_t in, std::size_t block);
+
+  private:
+    int socket_;
+    std::vector<char> buffer_;
+};
