@@ -55,27 +55,33 @@ bool isSecret(const FieldCall& call, const TracedField& field) noexcept;
 void traceBuffer(const FieldCall& call, const TracedField& field, const void* buffer,
                  unsigned length) noexcept;
 
+/** Level source: the container's level, which was read before, so that it is read once. */
+struct FieldLevel {
+    unsigned level;
+    static constexpr unsigned threshold = fieldThreshold;
+    unsigned operator()() const noexcept { return level; }
+};
+
 /** Pseudo-check that traces the arguments once the trace is open and never fails. */
 template <class Trace>
 struct TraceArguments {
-    DATA_CONTAINER_HANDLE handle;
+    FieldLevel level;
     const Trace& trace;
     Verdict operator()() const noexcept {
-        if (FieldLevel{handle}() > fieldThreshold) [[unlikely]]
+        if (level() > fieldThreshold) [[unlikely]]
             trace();
         return {};
     }
 };
 
 template <class Trace>
-auto fieldChecks(const FieldCall& call, ByName key, const Trace& trace) noexcept {
-    return checks(TraceArguments<Trace>{call.handle, trace}, Required{key.name, "NAME"},
-                  LiveContainer{call.handle});
+auto fieldChecks(FieldLevel level, const ZorRecord* record, ByName key, const Trace& trace) noexcept {
+    return checks(TraceArguments<Trace>{level, trace}, Required{key.name, "NAME"}, Handle{record});
 }
 
 template <class Trace>
-auto fieldChecks(const FieldCall& call, ByIndex, const Trace& trace) noexcept {
-    return checks(TraceArguments<Trace>{call.handle, trace}, LiveContainer{call.handle});
+auto fieldChecks(FieldLevel level, const ZorRecord* record, ByIndex, const Trace& trace) noexcept {
+    return checks(TraceArguments<Trace>{level, trace}, Handle{record});
 }
 
 /**
@@ -85,10 +91,11 @@ auto fieldChecks(const FieldCall& call, ByIndex, const Trace& trace) noexcept {
 template <class Key, class Arguments, class Work, class Result>
 ZOR_RC onField(const FieldCall& call, Key key, const Arguments& arguments, const Work& work,
                const Result& result) {
-    return guarded(call.function, call.errorInfo, FieldLevel{{call.handle}},
-                   fieldChecks(call, key, arguments), [&](FrameTrace& trace) {
-                       ZorRecord& record = *ZorRecord::fromHandle(call.handle);
-                       work(record, key.indexIn(record));
+    ZorRecord* const record = liveRecord(call.handle);
+    const FieldLevel level{ContainerLevel{call.handle}()};
+    return guarded(call.function, call.errorInfo, level, fieldChecks(level, record, key, arguments),
+                   [&](FrameTrace& trace) {
+                       work(*record, key.indexIn(*record));
                        if (trace.isOpen()) [[unlikely]]
                            result();
                    });

@@ -22,19 +22,6 @@ struct ContainerLevel {
     }
 };
 
-/** As ContainerLevel, for the field accessors, which trace from a higher level on. */
-struct FieldLevel : ContainerLevel {
-    static constexpr unsigned threshold = fieldThreshold;
-};
-
-/** Check: a handle of any living container. */
-struct LiveContainer {
-    DATA_CONTAINER_HANDLE handle;
-    Verdict operator()() const noexcept {
-        return liveRecord(handle) != nullptr ? Verdict{} : Verdict{ZOR_INVALID_HANDLE, nullptr};
-    }
-};
-
 /** Check: a handle of a living container of one kind. */
 struct ContainerOf {
     ZorRecordType type;

@@ -47,8 +47,8 @@ T* childOf(const ZorFieldSlot& slot, ZORTYPE type, std::string_view wanted, bool
 ZorRecord::ZorRecord() noexcept : ZorRecord(ZorConfig::getGlobalTraceLevel()) {}
 
 ZorRecord::~ZorRecord() {
-    mark[0] = 0xFF;
-    mark[1] = 0xFF;
+    // Volatile, so that the last write to a dying object isn't optimised away.
+    static_cast<volatile std::uint16_t&>(mark) = deadMark;
 }
 
 ZorRecordMetaData* ZorRecord::getRecordMetaData(unsigned index) const {

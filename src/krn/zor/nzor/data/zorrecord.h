@@ -3,6 +3,7 @@
 
 #include <kelzor/types.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -79,7 +80,7 @@ class ZorRecord {
     /** A call passes its connection's level on to the container. */
     void setTraceLevel(unsigned level) noexcept { traceLevel = level; }
     /** False for an address behind which no container lives (any more), as far as its bytes tell. */
-    bool isValid() const noexcept { return mark[0] == liveMark[0] && mark[1] == liveMark[1]; }
+    bool isValid() const noexcept { return mark == liveMark; }
 
     /** @name Properties of one field, whose index must exist. */
     /** @{ */
@@ -169,11 +170,11 @@ class ZorRecord {
     unsigned traceLevel;
 
   private:
-    static constexpr KEL_RAW liveMark[2] = {0xAB, 0xCD};
+    static constexpr std::uint16_t liveMark = 0xCDAB;
+    static constexpr std::uint16_t deadMark = 0xFFFF;
 
     /** The slot for an access: checks the index and the caller's pointer. */
     ZorFieldSlot access(unsigned index, const void* value);
 
-    // Volatile, so that the destructor's last write isn't optimised away.
-    volatile KEL_RAW mark[2] = {liveMark[0], liveMark[1]};
+    std::uint16_t mark = liveMark;
 };

@@ -34,7 +34,7 @@ std::span<const KEL_RAW> childBytes(const ZorFieldSlot& slot) noexcept {
 
 std::string_view stringOf(const ZorFieldSlot& slot) noexcept {
     const auto* child = loadChild<ZorString>(slot.addr);
-    return child != nullptr ? std::string_view(*child) : std::string_view();
+    return child != nullptr ? std::string_view(*child) : std::string_view("");
 }
 
 /** Copies text into a field and fills the rest with blanks; what is too long is cut. */
@@ -216,8 +216,7 @@ void writeByte(const ZorFieldSlot& slot, std::string_view value) {
     int position = -1;
     value = value.substr(0, size_t{slot.length} * 2);
     if (Hex::decode(value, bytes, position) != ZOR_CONV_OK) throwTextFailure(slot, value, position);
-    std::memcpy(slot.addr, bytes.data(), bytes.size());
-    std::memset(slot.addr + bytes.size(), 0, slot.length - bytes.size());
+    std::fill(std::copy(bytes.begin(), bytes.end(), slot.addr), slot.addr + slot.length, KEL_RAW{});
 }
 
 void writeNum(const ZorFieldSlot& slot, std::string_view value, ZORTYPE source) {
