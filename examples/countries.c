@@ -47,7 +47,7 @@ static void print_text(const KEL_UC* text) {
 /* The signature of the remote function. The caller destroys the result; NULL on failure. */
 static ZOR_FUNCTION_DESC_HANDLE describe(ZOR_ERROR_INFO* info) {
     ZOR_PARAMETER_DESC language = {
-        .name = "LANGUAGE", .type = ZORTYPE_CHAR, .direction = ZOR_IMPORT, .nucLength = 1};
+        .name = "LANGUAGE", .type = ZORTYPE_CHAR, .direction = ZOR_IMPORT, .nucLength = 2};
     ZOR_PARAMETER_DESC count = {
         .name = "COUNT", .type = ZORTYPE_INT, .direction = ZOR_EXPORT, .nucLength = 4};
     ZOR_PARAMETER_DESC countries = {.name = "COUNTRIES", .type = ZORTYPE_TABLE, .direction = ZOR_TABLES};
@@ -105,7 +105,7 @@ static ZOR_RC print_result(ZOR_FUNCTION_HANDLE call, ZOR_ERROR_INFO* info) {
     return rc;
 }
 
-/* Calls the function with a language key, one character, and prints what comes back. */
+/* Calls the function with a language code and prints what comes back. */
 static int list_countries(ZOR_CONNECTION_HANDLE connection, const KEL_UC* language) {
     ZOR_ERROR_INFO info;
     ZOR_RC rc;
@@ -154,9 +154,9 @@ int main(int argc, char** argv) {
 
     connection = ZorOpenConnection(parameters, count, &info);
     if (connection == NULL) return report("ZorOpenConnection", &info);
-    /* The language of the logon is known by its key now, whichever form it was given in. */
+    /* The language of the logon is known by its code now, whichever form it was given in. */
     if (ZorGetConnectionAttributes(connection, &attributes, &info) == ZOR_OK)
-        status = list_countries(connection, attributes.language);
+        status = list_countries(connection, attributes.isoLanguage);
     else
         status = report("ZorGetConnectionAttributes", &info);
     ZorCloseConnection(connection, NULL); /* Refused if a failure has closed it already. */

@@ -140,7 +140,8 @@ const Outsider outsiders[] = {
      true},
     {"tools", {}, true},
     {"examples", {}, false},
-    {"tests/acceptance", {}, true},
+    // What the development system recorded is told by the numbers of its items.
+    {"tests/acceptance", {"src/krn/zor/nzor/wire/zorid.h"}, true},
 };
 
 TEST(IncludeOrder, OutsidersSeeThePublicHeadersOnly) {
