@@ -36,7 +36,7 @@ TEST(SessionHeader, tellsTheOptionsOfTheConnection) {
     stream.control.substituteSymbol = 0x3F;
     stream.writeZorSessionHeader();
     Bytes traced = communicationHeader;
-    traced.back() = 0xE3;
+    traced.at(traced.size() - 1) = 0xE3;
     EXPECT_EQ(stream.takeOut(),
               joined({traced, headerItems({1, 1, 0, 0, 1, 0, 1, 0, 0, 0, 0x3F}), item(823)}));
 }
