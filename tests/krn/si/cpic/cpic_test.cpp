@@ -1,0 +1,366 @@
+#include "krn/si/cpic/cpic.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "base/dptrc/err.h"
+#include "tests/krn/si/cpic/fakegateway.h"
+
+using testing::HasSubstr;
+
+namespace {
+
+/** A client's side of one conversation, which ends with it. */
+struct Client {
+    Client() = default;
+    ~Client() { deal(); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    KEL_RAW id[8]{};
+    DATA_RECEIVED data{};
+    STATUS_RECEIVED status{};
+    std::string text;
+
+    CM_RETCODE init(const FakeGateway& gateway) {
+        CPIC_INIT_OPT options;
+        KEL_INIT_OPTIONS(&options);
+        return KEL_STINIT4(id, "TSLZOR", "partner", "keldp00", "127.0.0.1", gateway.service.c_str(), 'I',
+                           &options, nullptr);
+    }
+    CM_RETCODE open(const FakeGateway& gateway) {
+        CM_RETCODE rc = init(gateway);
+        const CPIC_INT length = 7;
+        if (rc == CM_OK) rc = STSPLN(id, "partner", &length, nullptr);
+        return rc == CM_OK ? STALLC(id, nullptr) : rc;
+    }
+    CM_RETCODE send(const std::string& block) {
+        const auto length = static_cast<CPIC_INT>(block.size());
+        return STSEND(id, reinterpret_cast<const KEL_RAW*>(block.data()), &length, nullptr, nullptr);
+    }
+    CM_RETCODE receive(CPIC_INT size = 28000) {
+        text.assign(static_cast<std::size_t>(size), '?');
+        CPIC_INT length = 0;
+        const CM_RETCODE rc = STRCV(id, reinterpret_cast<KEL_RAW*>(text.data()), &size, &data, &length,
+                                    &status, nullptr, nullptr);
+        text.resize(static_cast<std::size_t>(length));
+        return rc;
+    }
+    CM_RETCODE deal() { return STDEAL(id, nullptr); }
+    CM_RETCODE limit(CPIC_INT ms) { return KEL_CMTIMEOUT2(id, ms, nullptr); }
+};
+
+/** Runs a client against a script that starts once the conversation stands. */
+void converse(const std::function<void(FakeGateway&)>& script, const std::function<void(Client&)>& work) {
+    FakeGateway gateway([&script](FakeGateway& self) {
+        self.open();
+        script(self);
+    });
+    Client client;
+    ASSERT_EQ(client.open(gateway), CM_OK) << KEL_CMPERR();
+    work(client);
+}
+
+TEST(Cpic, OpeningByHand) {
+    FakeGateway gateway([](FakeGateway& self) {
+        const std::string record = self.take();
+        ASSERT_EQ(record.size(), 64u);
+        EXPECT_EQ(record.substr(0, 10), std::string("\2\3\0\0\x7F\0\0\1\0\0", 10));
+        EXPECT_EQ(record.substr(46), std::string("        \6\xCB\xFF\xFF\0\0\0\0\0\0", 18));
+        std::string answer = record;
+        answer[29] = 4;
+        answer[55] = static_cast<char>(0xC9);
+        answer[62] = 1;
+        self.give(answer);
+        EXPECT_EQ(self.take(), answer) << "the echo";
+
+        const std::string init = self.expect(1);
+        ASSERT_EQ(init.size(), 453u);
+        EXPECT_EQ(init.substr(0, 16), std::string("\6\1\2\0\xFF\xFF\0\0\0\0\1\0\0\0\0\0", 16));
+        EXPECT_EQ(init.substr(16, 32),
+                  std::string("\xC0\0\0\0\0\4\0\0\0\0\1\x75\0\0\5\0\0\0\0\0\0\0\0\0        ", 32));
+        EXPECT_EQ(init.substr(48, 28), std::string("TSLZOR  partner keldp00 I\1\0\0", 28));
+        EXPECT_EQ(init.substr(80, 33), "TSLZOR" + std::string(26, ' ') + '\0');
+        EXPECT_EQ(init.substr(113, 9), "\1CPIC    ");
+        EXPECT_EQ(init.substr(158, 11), std::string("\xFF\xFF\xFF\xFE\xFF\xFF\xFF\xFE\2\0\0", 11));
+        EXPECT_EQ(init.substr(185, 8), std::string("partner\0", 8));
+        EXPECT_EQ(init.substr(389, 8), std::string("keldp00\0", 8));
+        self.answer({.rqtype = 1});
+
+        const std::string name = self.expect(15);
+        ASSERT_EQ(name.size(), 224u);
+        EXPECT_EQ(name[10], 1);
+        EXPECT_EQ(name[30], 4);
+        EXPECT_EQ(name.substr(26, 2), number(144, 2));
+        EXPECT_EQ(name.substr(40, 20), "12345678partner " + number(7, 4));
+        EXPECT_EQ(name.substr(76, 4), "\xFF\xFF" + number(77, 2));
+        const std::string allocate = self.expect(5);
+        EXPECT_EQ(allocate.size(), 80u);
+        EXPECT_EQ(allocate[30], 1);
+        self.answer({.rqtype = 5});
+        const std::string end = self.expect(11);
+        EXPECT_EQ(end.size(), 80u);
+        EXPECT_EQ(end[30], 0);
+    });
+    Client client;
+    ASSERT_EQ(client.open(gateway), CM_OK) << KEL_CMPERR();
+    EXPECT_EQ(client.deal(), CM_OK);
+    EXPECT_EQ(client.deal(), CM_PARAMETER_ERROR);
+    EXPECT_STREQ(ErrGetFld(ERR_ERROR), "no conversation found with id 12345678");
+}
+
+TEST(Cpic, OneBlockAndItsReceiveAreOneMessage) {
+    converse(
+        [](FakeGateway& self) {
+            const std::string request = self.expect(203);
+            EXPECT_EQ(request.size(), 93u);
+            EXPECT_EQ(request.substr(26, 6), number(8, 2) + std::string("\0\0\5\x0C", 4));
+            EXPECT_EQ(request.substr(48, 4), number(5, 4));
+            EXPECT_EQ(request.substr(80), number(5, 4) + number(28000, 4) + "hello");
+            self.answer({.rqtype = 203, .data = "world"});
+            EXPECT_EQ(self.expect(9).substr(48, 4), number(28000, 4));
+            self.answer({.rqtype = 9, .status = 0, .data = "more"});
+        },
+        [](Client& client) {
+            EXPECT_EQ(client.send("hello"), CM_OK);
+            EXPECT_EQ(client.receive(), CM_OK);
+            EXPECT_EQ(client.text, "world");
+            EXPECT_EQ(client.status, CM_SEND_RECEIVED);
+            EXPECT_EQ(client.data, CM_COMPLETE_DATA_RECEIVED);
+            EXPECT_EQ(client.receive(), CM_OK);
+            EXPECT_EQ(client.text, "more");
+            EXPECT_EQ(client.status, CM_NO_STATUS_RECEIVED);
+        });
+}
+
+TEST(Cpic, TheSixthSendWaits) {
+    converse(
+        [](FakeGateway& self) {
+            for (const char c : std::string("12345")) {
+                const std::string block = self.expect(8);
+                EXPECT_EQ(block[30], 0);
+                EXPECT_EQ(block[31], 4);
+                EXPECT_EQ(block.substr(80), std::string(1, c));
+            }
+            EXPECT_EQ(self.expect(7)[30], 1);
+            self.answer({.rqtype = 7});
+            EXPECT_EQ(self.expect(8).substr(80), "7");
+            self.expect(9);
+            self.answer({.rqtype = 9});
+        },
+        [](Client& client) {
+            for (const char c : std::string("1234567"))
+                EXPECT_EQ(client.send(std::string(1, c)), CM_OK);
+            EXPECT_EQ(client.receive(), CM_OK);
+        });
+}
+
+TEST(Cpic, TheKeptBlockGoesOutBeforeTheEnd) {
+    converse(
+        [](FakeGateway& self) {
+            const std::string block = self.expect(8);
+            EXPECT_EQ(block.substr(80), "last words");
+            EXPECT_EQ(block[31], 20);
+            self.expect(11);
+            EXPECT_EQ(self.take(), "");
+        },
+        [](Client& client) {
+            EXPECT_EQ(client.send("last words"), CM_OK);
+            EXPECT_EQ(client.deal(), CM_OK);
+        });
+}
+
+TEST(Cpic, ATimedOutReceiveIsRepeatedWithoutARequest) {
+    std::promise<void> timedOut;
+    converse(
+        [&](FakeGateway& self) {
+            self.expect(203);
+            self.answer({.rqtype = 206});  // a ping: no answer
+            timedOut.get_future().wait();
+            EXPECT_TRUE(self.silent());
+            self.answer({.rqtype = 203, .data = "late"});
+        },
+        [&](Client& client) {
+            EXPECT_EQ(client.send("x"), CM_OK);
+            EXPECT_EQ(client.limit(20), CM_OK);
+            EXPECT_EQ(client.receive(), CM_KEL_TIMEOUT_RETRY);
+            EXPECT_EQ(client.send("y"), CM_PRODUCT_SPECIFIC_ERROR);
+            timedOut.set_value();
+            EXPECT_EQ(client.limit(-1), CM_OK);
+            EXPECT_EQ(client.receive(), CM_OK);
+            EXPECT_EQ(client.text, "late");
+        });
+}
+
+TEST(Cpic, MoreThanWasAskedForComesInPieces) {
+    converse(
+        [](FakeGateway& self) {
+            self.expect(9);
+            self.answer({.rqtype = 9, .data = "abcdefgh"});
+        },
+        [](Client& client) {
+            const char* pieces[] = {"abc", "def", "gh"};
+            for (const char* piece : pieces) {
+                EXPECT_EQ(client.receive(3), CM_OK);
+                EXPECT_EQ(client.text, piece);
+                EXPECT_EQ(client.data,
+                          piece == pieces[2] ? CM_COMPLETE_DATA_RECEIVED : CM_INCOMPLETE_DATA_RECEIVED);
+                EXPECT_EQ(client.status, piece == pieces[2] ? CM_SEND_RECEIVED : CM_NO_STATUS_RECEIVED);
+            }
+        });
+}
+
+TEST(Cpic, EndsOfTheConversation) {
+    struct Case {
+        const char* name;
+        FakeGateway::Answer answer;
+        CM_RETCODE rc;
+        const char* text;
+        const char* error;
+    };
+    const Case cases[] = {
+        {"normal with data", {.rqtype = 9, .appcRc = 18, .data = "sorry"}, 18, "sorry", ""},
+        {"abend",
+         {.rqtype = 9, .appcRc = 17, .kelRc = 227},
+         17,
+         "",
+         "Return codes ( function=RECEIVE / CPIC-RC=CM_DEALLOCATED_ABEND / KEL-RC=GW_WP_DIED )"},
+        {"with an error block",
+         {.rqtype = 9, .appcRc = 27, .info = 16, .error = errorBlock("gone")},
+         27,
+         "",
+         "gone"},
+        {"with both",
+         {.rqtype = 9, .appcRc = 18, .info = 16, .error = errorBlock("gone"), .data = "data"},
+         18,
+         "data",
+         "gone"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        converse(
+            [&](FakeGateway& self) {
+                self.expect(9);
+                self.answer(test.answer);
+                EXPECT_EQ(self.take(), "");
+            },
+            [&](Client& client) {
+                EXPECT_EQ(client.receive(), test.rc);
+                EXPECT_EQ(client.text, test.text);
+                EXPECT_STREQ(ErrGetFld(ERR_ERROR), test.error);
+                EXPECT_EQ(client.receive(), CM_PARAMETER_ERROR);
+            });
+    }
+}
+
+TEST(Cpic, BrokenAndWrongAnswersEndTheConversation) {
+    struct Case {
+        const char* name;
+        std::function<void(FakeGateway&)> answer;
+        const char* error;
+    };
+    const Case cases[] = {
+        {"closed", [](FakeGateway& self) { self.hangUp(); }, "broken"},
+        {"cut", [](FakeGateway& self) { self.raw(number(80, 4) + "\6\11"), self.hangUp(); }, "broken"},
+        {"short", [](FakeGateway& self) { self.give("\6"); }, "read from KEL gateway failed"},
+        {"wrong version", [](FakeGateway& self) { self.give(std::string(80, '\5')); },
+         "client with wrong appc header version rejected"},
+        {"too long", [](FakeGateway& self) { self.raw(number(34049, 4)); }, "internal error"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        converse(
+            [&](FakeGateway& self) {
+                self.expect(9);
+                test.answer(self);
+            },
+            [&](Client& client) {
+                EXPECT_EQ(client.receive(), CM_PRODUCT_SPECIFIC_ERROR);
+                EXPECT_THAT(ErrGetFld(ERR_ERROR), HasSubstr(test.error));
+                EXPECT_EQ(client.send("x"), CM_PARAMETER_ERROR);
+            });
+    }
+}
+
+TEST(Cpic, FailuresWhileOpening) {
+    struct Case {
+        const char* name;
+        std::function<void(FakeGateway&)> script;
+        const char* error;
+    };
+    const auto refuse = [](FakeGateway& self, const std::string& block) {
+        std::string record = self.take();
+        record.replace(58, 4, number(236, 4));
+        self.give(record + block);
+    };
+    const Case cases[] = {
+        {"closed at once", [](FakeGateway&) {}, "broken"},
+        {"closed after the record", [](FakeGateway& self) { self.take(); }, "broken"},
+        {"short answer", [](FakeGateway& self) { self.take(), self.give("\2\3"); }, "Incomplete answer"},
+        {"refused", [&](FakeGateway& self) { refuse(self, ""); }, "KEL-RC=GW_CONNECT_FAILED"},
+        {"refused with reason", [&](FakeGateway& self) { refuse(self, errorBlock("not you")); }, "not you"},
+        {"closed after the request", [](FakeGateway& self) { self.connect(), self.take(); }, "broken"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        FakeGateway gateway(test.script);
+        Client client;
+        EXPECT_EQ(client.init(gateway), CM_PRODUCT_SPECIFIC_ERROR);
+        EXPECT_THAT(KEL_CMPERR(), HasSubstr(test.error));
+    }
+}
+
+TEST(Cpic, ADuplicateIdIsReplacedForTheCallerOnly) {
+    const auto script = [](FakeGateway& self) {
+        self.open();
+        EXPECT_EQ(self.expect(11).substr(40, 8), "12345678");
+    };
+    FakeGateway first(script), second(script);
+    Client one, two;
+    ASSERT_EQ(one.open(first), CM_OK);
+    ASSERT_EQ(two.open(second), CM_OK);
+    EXPECT_EQ(std::string(one.id, one.id + 8), "12345678");
+    EXPECT_EQ(std::string(two.id, two.id + 8), "02345678");
+    EXPECT_EQ(one.deal(), CM_OK);
+    EXPECT_EQ(two.deal(), CM_OK);
+}
+
+TEST(Cpic, CancelDropsTheLateAnswer) {
+    converse(
+        [](FakeGateway& self) {
+            self.expect(9);
+            const std::string request = self.expect(213);
+            EXPECT_EQ(request.size(), 80u);
+            EXPECT_EQ(request[16], 8);
+            EXPECT_EQ(request[30], 1);
+            self.answer({.rqtype = 9, .data = "late"});
+            self.answer({.rqtype = 213});
+            self.expect(11);
+        },
+        [](Client& client) {
+            EXPECT_EQ(client.limit(1), CM_OK);
+            EXPECT_EQ(client.receive(), CM_KEL_TIMEOUT_RETRY);
+            const CPIC_INT soft = 1;
+            EXPECT_EQ(KEL_CMCANCEL(client.id, &soft, nullptr), CM_OK);
+            EXPECT_EQ(client.deal(), CM_OK);
+        });
+}
+
+TEST(Cpic, BadArguments) {
+    converse(
+        [](FakeGateway& self) { EXPECT_EQ(self.expect(8).size(), 32080u); },
+        [](Client& client) {
+            EXPECT_EQ(client.send(std::string(32001, 'x')), CM_PARAMETER_ERROR);
+            EXPECT_STREQ(ErrGetFld(ERR_ERROR),
+                         "illegal parameter value ( function=STSEND / parameter=send_length / value=32001 )");
+            EXPECT_EQ(client.receive(32001), CM_PARAMETER_ERROR);
+            const CPIC_INT length = 129;
+            EXPECT_EQ(STSPLN(client.id, std::string(129, 'h').c_str(), &length, nullptr), CM_PARAMETER_ERROR);
+            EXPECT_EQ(client.send(std::string(32000, 'x')), CM_OK);
+            EXPECT_EQ(client.deal(), CM_OK);
+        });
+}
+
+}  // namespace
