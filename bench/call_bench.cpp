@@ -45,7 +45,9 @@ Function* original(const char* name) {
 
 }  // namespace
 
-// The definitions of a program go before those of the C library, for the shared library too.
+// The definitions of a program go before those of the C library, for the shared library too, if the program
+// exports them.
+#pragma GCC visibility push(default)
 extern "C" {
 
 ssize_t sendmsg(int fd, const msghdr* message, int flags) {
@@ -70,6 +72,7 @@ int poll(pollfd* fds, nfds_t count, int timeout) {
     return next(fds, count, timeout);
 }
 }
+#pragma GCC visibility pop
 
 namespace {
 

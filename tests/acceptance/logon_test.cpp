@@ -1,5 +1,10 @@
 // Opening, describing, pinging and closing connections.
 
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
 #include "session.h"
 
 namespace {
@@ -183,6 +188,36 @@ TEST_F(LogonTest, cancelWithoutACallIsRefused) {
 TEST_F(LogonTest, anApplicationServerStandsForItsGateway) {
     // The host alone leads to the gateway; its port comes from the number of the system or is given.
     connect({{"GWHOST", ""}, {"ASHOST", "localhost"}, {"SYSNR", "00"}});
+}
+
+TEST_F(LogonTest, aDestinationOfTheIniFileHoldsTheParameters) {
+    char directory[] = "kelzor-ini-XXXXXX";
+    ASSERT_NE(mkdtemp(directory), nullptr);
+    const std::string file = std::string(directory) + "/kelzor.ini";
+    std::ofstream(file) << "DEST=BACKEND\nGWHOST=127.0.0.1\nGWSERV=" << system.gatewayService()
+                        << "\nCLIENT=000\nUSER=DEMO\nPASSWD=welcome\nLANG=EN\n";
+    ASSERT_EQ(ZorSetIniPath(directory, &error), ZOR_OK) << error.message;
+    std::filesystem::remove_all(directory);
+
+    const struct {
+        Parameters parameters;
+        const char* client;
+        const char* language;
+    } cases[] = {
+        {{{"DEST", "BACKEND"}}, "000", "E"},
+        {{{"LANG", "DE"}, {"dest", "BACKEND"}, {"CLIENT", "100"}}, "100", "D"},
+    };
+    for (const auto& c : cases) {
+        const ZOR_CONNECTION_HANDLE connection = open(c.parameters, error);
+        ASSERT_NE(connection, nullptr) << error.message;
+        ZOR_ATTRIBUTES attributes;
+        ASSERT_EQ(ZorGetConnectionAttributes(connection, &attributes, &error), ZOR_OK);
+        EXPECT_STREQ(attributes.client, c.client);
+        EXPECT_STREQ(attributes.language, c.language);
+        EXPECT_EQ(ZorCloseConnection(connection, &error), ZOR_OK);
+    }
+    EXPECT_EQ(open({{"DEST", "NOWHERE"}}, error), nullptr);
+    EXPECT_STREQ(error.message, "Parameter ASHOST, GWHOST, MSHOST or SERVER_PORT is missing.");
 }
 
 }  // namespace
