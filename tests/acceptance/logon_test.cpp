@@ -116,6 +116,7 @@ TEST_F(LogonTest, parametersAreCheckedBeforeAnythingIsSent) {
         {{{"CODEPAGE", "123"}},
          ZOR_INVALID_PARAMETER,
          "123 can't be a valid codepage as its length is not 4 characters"},
+        {{{"PCS", "2"}}, ZOR_NOT_SUPPORTED, "Parameter PCS is not supported."},
         {{{"MYKELSSO2", "ticket"}}, ZOR_NOT_SUPPORTED, "Parameter MYKELSSO2 is not supported."},
         {{{"SERIALIZATION_FORMAT", "FAST_SERIALIZATION"}},
          ZOR_NOT_SUPPORTED,

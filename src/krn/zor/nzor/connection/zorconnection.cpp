@@ -10,6 +10,7 @@
 #include "config/zorconfig.h"
 #include "connection/zorconnectionuse.h"
 #include "driver/cpicconnection.h"
+#include "trace/zortrace.h"
 #include "trace/zortracefunctions.h"
 
 namespace {
@@ -124,6 +125,7 @@ void ZorConnection::cancelHandle(ZOR_CONNECTION_HANDLE handle) {
 ZOR_CONNECTION_HANDLE ZorConnection::openNew(ZorOptions& options, ZOR_PROTOCOL_TYPE type) {
     const unsigned level =
         options.trace == ZorOptions::traceNotSet ? ZorConfig::getGlobalTraceLevel() : options.trace;
+    if (level > 0) options.writeTraceEntry(ZorTraceHold().stream());
     const ZorMethodTrace trace("ZorConnection::openNew", level);
     std::unique_ptr<ZorConnection> connection(new ZorConnection(type, level));
     try {

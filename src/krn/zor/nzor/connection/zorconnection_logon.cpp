@@ -21,6 +21,7 @@ struct UnavailableOption {
 };
 
 constexpr UnavailableOption unavailableOptions[] = {
+    {"PCS", [](const ZorOptions& o) { return o.pcs != 1; }},
     {"MYKELSSO2", [](const ZorOptions& o) { return !o.mykelsso2.empty(); }},
     {"EXTIDDATA", [](const ZorOptions& o) { return !o.extiddata.empty(); }},
     {"X509CERT", [](const ZorOptions& o) { return !o.x509cert.empty(); }},

@@ -1,0 +1,77 @@
+// What an operator finds in the trace of a connection, and what must never stand there.
+
+#include <dirent.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "session.h"
+
+namespace {
+
+class TraceTest : public SessionTest {
+  protected:
+    TraceTest() {
+        char pattern[] = "kelzor-trace-XXXXXX";
+        directory = mkdtemp(pattern);
+        EXPECT_EQ(ZorSetTraceDir(directory.data(), &error), ZOR_OK) << error.message;
+    }
+    ~TraceTest() override { std::filesystem::remove_all(directory); }
+
+    /** All trace files and the log, one behind the other. */
+    std::string written() const {
+        std::stringstream all;
+        for (const auto& entry : std::filesystem::directory_iterator(directory))
+            all << std::ifstream(entry.path()).rdbuf();
+        return all.str();
+    }
+
+    std::string directory;
+};
+
+TEST_F(TraceTest, aFailedCallCanBeReadFromTheTrace) {
+    const ZOR_CONNECTION_HANDLE connection = connect({{"TRACE", "3"}});
+    Function function("RAISE_EXCEPTION");
+    function.setText("NAME", "NOT_FOUND");
+    EXPECT_EQ(invoke(connection, function), ZOR_UBIX_EXCEPTION);
+    const std::string trace = written();
+    for (const char* part :
+         {">> ZorOpenConnection\n", "<< ZorOpenConnection returned ZOR_OK\n", "\t>> ZorConnection::openNew\n",
+          ">> ZorInvoke\n", "Invoking RAISE_EXCEPTION on handle ",
+          "<< ZorInvoke returned ZOR_UBIX_EXCEPTION\n", "\tZOR_ERROR_INFO.key: NOT_FOUND\n"})
+        EXPECT_NE(trace.find(part), std::string::npos) << part << "\nin\n" << trace;
+}
+
+TEST_F(TraceTest, thePasswordStandsNowhere) {
+    const std::string password = "Very-Secret-17";
+    error = {};
+    EXPECT_EQ(open(logon({{"TRACE", "3"}, {"PASSWD", password}}), error), nullptr);
+    EXPECT_EQ(error.code, ZOR_LOGON_FAILURE);
+    const std::string trace = written();
+    EXPECT_NE(trace.find("ZorOpenConnection"), std::string::npos);
+    EXPECT_NE(trace.find("(- secret -)"), std::string::npos);
+    EXPECT_EQ(trace.find(password), std::string::npos);
+    EXPECT_EQ(trace.find("Very-Secret"), std::string::npos);
+    // Neither does its scrambled form: the bytes are known from what the partner got.
+    const auto requests = system.requests();
+    ASSERT_FALSE(requests.empty());
+    const std::string scrambled = requests[0].text(item::scrambledPassword);
+    std::string hex;
+    for (const char c : scrambled.substr(0, 4)) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02X", static_cast<unsigned char>(c));
+        hex += digits;
+    }
+    EXPECT_EQ(trace.find(hex), std::string::npos);
+}
+
+TEST_F(TraceTest, withoutATraceLevelNothingIsWritten) {
+    const ZOR_CONNECTION_HANDLE connection = connect();
+    Function function("ECHO_TEN_SCALARS");
+    ASSERT_EQ(invoke(connection, function), ZOR_OK);
+    EXPECT_EQ(written(), "");
+}
+
+}  // namespace
