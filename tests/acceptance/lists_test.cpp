@@ -66,7 +66,7 @@ TEST_F(ListsTest, currenciesAndLanguages) {
 TEST_F(ListsTest, anUnknownLanguageIsTheFunctionsException) {
     const ZOR_CONNECTION_HANDLE connection = connect();
     Function function("COUNTRY_GET_LIST");
-    function.setText("LANGUAGE", "QQ");
+    function.setText("LANGUAGE", "?");
     EXPECT_EQ(invoke(connection, function), ZOR_UBIX_EXCEPTION);
     EXPECT_STREQ(error.key, "LANGUAGE_UNKNOWN");
 }
