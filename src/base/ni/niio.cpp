@@ -121,7 +121,7 @@ class MessageReader {
         if (headerKnown()) {
             const std::size_t count = std::min({con.mPendDataLenToRead, capacity - done, early.size()});
             overParts(parts, done, count, [&](KEL_RAW* to, std::size_t at, std::size_t length) {
-                std::ranges::copy(early.subspan(at, length), to);
+                std::memcpy(to, early.data() + at, length);
             });
             dataBytes(count);
             early = early.subspan(count);

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string_view>
 
@@ -90,7 +91,8 @@ class ByteWriter {
     void i16(std::int16_t value) { u16(static_cast<std::uint16_t>(value)); }
     void i32(std::int32_t value) { u32(static_cast<std::uint32_t>(value)); }
     void bytes(std::span<const KEL_RAW> source) {
-        if (take(source.size())) std::ranges::copy(source, place(source.size()));
+        if (take(source.size()) && !source.empty())
+            std::memcpy(place(source.size()), source.data(), source.size());
     }
     void fill(KEL_RAW value, std::size_t count) {
         if (take(count)) std::fill_n(place(count), count, value);

@@ -61,7 +61,7 @@ std::span<const KEL_RAW> keptBlock(const CONV_PROTO& conv) {
 CM_RETCODE STIntSend(CONV_PROTO& conv, std::span<const KEL_RAW> data, REQUEST_TO_SEND_RECEIVED* rts) {
     switch (conv.buffer_state) {
         case CPIC_BUFFER_EMPTY:
-            std::ranges::copy(data, conv.data());
+            if (!data.empty()) std::memcpy(conv.data(), data.data(), data.size());
             conv.buffer_len = data.size();
             conv.buffer_state = CPIC_BUFFER_DATA;
             return CM_OK;

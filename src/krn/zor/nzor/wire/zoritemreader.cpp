@@ -1,6 +1,7 @@
 #include "wire/zoritemreader.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <string>
 
@@ -72,9 +73,18 @@ const ZorItemReader::Row ZorItemReader::rows[] = {
 };
 
 const ZorItemReader::Row* ZorItemReader::find(ZORID id) noexcept {
-    const Row* const row = std::lower_bound(std::begin(rows), std::end(rows), id,
-                                            [](const Row& r, ZORID i) { return r.id < i; });
-    return row != std::end(rows) && row->id == id ? row : nullptr;
+    // Identifiers come in groups by their high byte, and those of parameters stand first in their group:
+    // from the group's start the row is mostly the first or second.
+    static const auto groups = [] {
+        std::array<const Row*, 257> starts;
+        for (unsigned group = 0; group < starts.size(); ++group)
+            starts[group] = std::lower_bound(std::begin(rows), std::end(rows), group << 8,
+                                             [](const Row& row, unsigned first) { return row.id < first; });
+        return starts;
+    }();
+    const Row* const end = groups[(id >> 8) + 1];
+    const Row* const row = std::find_if(groups[id >> 8], end, [id](const Row& r) { return r.id == id; });
+    return row != end ? row : nullptr;
 }
 
 ZORID ZorItemStream::readUpTo(ZORSTATE readState, ZorFunction* function, ZORID toRid) {
