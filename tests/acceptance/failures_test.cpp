@@ -147,7 +147,11 @@ TEST_F(FailureTest, aFormThatCannotTravelIsRefusedBeforeAnythingIsSent) {
     parameter.typeDescHandle = deep;
     ASSERT_EQ(ZorAddParameter(description, &parameter, &error), ZOR_OK);
     ZOR_FUNCTION_HANDLE function = ZorCreateFunction(description, &error);
+    EXPECT_EQ(invoke(connection, function), ZOR_OK)
+        << "without a value nothing has to travel: " << error.message;
     system.clearRequests();
+    ZOR_STRUCTURE_HANDLE value = nullptr;
+    ASSERT_EQ(ZorGetStructure(function, "DEEP", &value, &error), ZOR_OK);
     EXPECT_EQ(invoke(connection, function), ZOR_SERIALIZATION_FAILURE);
     EXPECT_STREQ(error.message, "Parameter DEEP has a type that can't travel in the classic format");
     EXPECT_TRUE(system.requests().empty());
@@ -155,6 +159,38 @@ TEST_F(FailureTest, aFormThatCannotTravelIsRefusedBeforeAnythingIsSent) {
     ZorDestroyFunction(function, nullptr);
     ZorDestroyFunctionDesc(description, nullptr);
     ZorDestroyTypeDesc(deep, nullptr);
+}
+
+TEST_F(FailureTest, aValueThatCannotBeConvertedLeavesTheConnectionReady) {
+    // The back-end's bytes come back as a text, and these are no UTF-8; more items follow behind them.
+    ZOR_FUNCTION_DESC_HANDLE description = ZorCreateFunctionDesc("ECHO_STRINGS", &error);
+    const struct {
+        const char* name;
+        ZORTYPE type;
+        ZOR_DIRECTION direction;
+    } parameters[] = {{"I_XSTRING", ZORTYPE_XSTRING, ZOR_IMPORT},
+                      {"E_XSTRING", ZORTYPE_STRING, ZOR_EXPORT},
+                      {"E_STRING", ZORTYPE_STRING, ZOR_EXPORT}};
+    for (const auto& p : parameters) {
+        ZOR_PARAMETER_DESC parameter{};
+        std::snprintf(parameter.name, sizeof parameter.name, "%s", p.name);
+        parameter.type = p.type;
+        parameter.direction = p.direction;
+        parameter.nucLength = parameter.ucLength = 8;
+        ASSERT_EQ(ZorAddParameter(description, &parameter, &error), ZOR_OK) << error.message;
+    }
+    ZOR_FUNCTION_HANDLE function = ZorCreateFunction(description, &error);
+    std::string broken(100000, 'x');
+    broken += "\xC3\x28";
+    ASSERT_EQ(ZorSetXString(function, "I_XSTRING", reinterpret_cast<const KEL_RAW*>(broken.data()),
+                            static_cast<unsigned>(broken.size()), &error),
+              ZOR_OK);
+    const ZOR_CONNECTION_HANDLE connection = connect();
+    EXPECT_EQ(invoke(connection, function), ZOR_CONVERSION_FAILURE) << error.message;
+    EXPECT_TRUE(isValid(connection));
+    expectUsable(connection);
+    ZorDestroyFunction(function, nullptr);
+    ZorDestroyFunctionDesc(description, nullptr);
 }
 
 TEST_F(FailureTest, aHandleOfAnotherKindIsNoFunction) {

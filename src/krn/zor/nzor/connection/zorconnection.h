@@ -65,6 +65,10 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     void checkPasswordState(const ZorOptions& options);
     void setConnOptions(ZorOptions& options, ZOR_PROTOCOL_TYPE type);
     void sendPing(std::string_view functionName);
+    void sendRequest(ZorFunction& function, ZORID rid);
+    void receiveAnswer(ZorFunction& function);
+    /** Reads and drops the rest of the incoming message; closes the connection if that fails. */
+    void readOff() noexcept;
     void dispatch();
     void refuseCallback(const ZorServerNotFoundException& failure);
     KEL_string composedMessage() const;

@@ -40,11 +40,23 @@ bool isDeep(const ZorAbstractMetaData* typeDesc) noexcept {
     return static_cast<const ZorRecordMetaData*>(typeDesc)->isNestedType2Structure();
 }
 
+/** Whether a structure or table was made; one that wasn't isn't sent. */
+bool hasChild(ZorParameter& parameter) {
+    ZorStructure* structure = nullptr;
+    ZorTable* table = nullptr;
+    if (parameter.desc().type == ZORTYPE_STRUCTURE)
+        parameter.getValue(0, &structure, false);
+    else
+        parameter.getValue(0, &table, false);
+    return structure != nullptr || table != nullptr;
+}
+
 /** Whether a parameter has a value, in either direction, that the classic items can't carry. */
 bool needsOtherForm(ZorParameter& parameter, unsigned partnerCharSize) {
     const ZORTYPE type = parameter.desc().type;
     if (type != ZORTYPE_STRUCTURE && type != ZORTYPE_TABLE)
         return type == ZORTYPE_UBIXOBJECT || type == ZORTYPE_XMLDATA;
+    if (parameter.direction() == ZOR_IMPORT && !hasChild(parameter)) return false;
     if (type == ZORTYPE_TABLE && parameter.direction() != ZOR_TABLES) return true;
     return partnerCharSize != 1 || isDeep(parameter.desc().typeDesc.get());
 }
@@ -66,7 +78,6 @@ void refuseOtherForms(ZorFunction& function, const ZorControl& control) {
 }  // namespace
 
 void ZorFunction::zorSerialize(ZorConnection& conn, ZORID rid) {
-    refuseOtherForms(*this, conn.control);
     conn.driver().resetBuffer();
     conn.writeZorCallBegin(name, rid, classExceptionEnabled);
     zorSerializeParams(conn);
@@ -78,10 +89,11 @@ void ZorFunction::zorCallReceive(ZorConnection& conn, ZORID rid) {
     if (conn.isInCallbackMode() && !conn.driver().isBufferEmpty())
         throw ZorIllegalStateException(
             "Calling back to UBIX system not possible before the incoming data being completely read.");
+    refuseOtherForms(*this, conn.control);
     const CallScope scope(conn, conn.inCall);
     try {
-        zorSerialize(conn, rid);
-        conn.zorReceive(this);
+        conn.sendRequest(*this, rid);
+        conn.receiveAnswer(*this);
     } catch (const ZorCommunicationException& exception) {
         ZorLogWrite("%s\n", exception.getMessage().c_str());
         traceFailure(conn, exception);
@@ -93,6 +105,37 @@ void ZorFunction::zorCallReceive(ZorConnection& conn, ZORID rid) {
         if (code != ZOR_UBIX_EXCEPTION && code != ZOR_UBIX_CLASS_EXCEPTION)
             ZorLogWrite("%s\n", exception.getMessage().c_str());
         throw;
+    }
+}
+
+void ZorConnection::sendRequest(ZorFunction& function, ZORID rid) {
+    try {
+        function.zorSerialize(*this, rid);
+    } catch (...) {
+        // Part of the request may be with the partner already, who would wait for the rest.
+        closeBroken();
+        throw;
+    }
+}
+
+void ZorConnection::receiveAnswer(ZorFunction& function) {
+    try {
+        zorReceive(&function);
+    } catch (const ZorCommunicationException&) {
+        throw;
+    } catch (...) {
+        // The line is fine, but something in the answer isn't: the rest is read off, so that the next call
+        // finds the conversation in order.
+        if (listed) readOff();
+        throw;
+    }
+}
+
+void ZorConnection::readOff() noexcept {
+    try {
+        readFlush();
+    } catch (...) {
+        closeBroken();
     }
 }
 
