@@ -60,7 +60,11 @@ KELRETURN NiSockToHdl(int socketNo, NI_HDL* handle) noexcept {
     entry->mConHdl.mSocket = sock;
     entry->mType = NI_ACCEPTED;
     *handle = entry->mHandle;
-    return NiHdlGetPeer(*handle, &entry->mConHdl.mPeerAddr, &entry->mConHdl.mPeerServNo);
+    const KELRETURN rc = NiHdlGetPeer(*handle, &entry->mConHdl.mPeerAddr, &entry->mConHdl.mPeerServNo);
+    if (rc == NI_OK) return NI_OK;
+    NiTabFree(entry);
+    *handle = NI_INVALID_HDL;
+    return rc;
 }
 
 KELRETURN NiCloseHandle(NI_HDL handle) noexcept {
