@@ -189,8 +189,9 @@ void ZorConnection::refuseCallback(const ZorServerNotFoundException& failure) {
         readFlush();
     } catch (const ZorCommunicationException&) {
         closeBroken();
-    } catch (const ZorUBIXBaseException&) {
-        // The partner ended its program over the refusal.
+    } catch (const ZorUBIXBaseException& exception) {
+        if (exception.getCode() == ZOR_CANCELED) throw;
+        // Otherwise the partner ended its program over the refusal.
     }
 }
 
