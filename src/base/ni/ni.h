@@ -16,6 +16,7 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <string_view>
 
 /** Return code of the C layers. */
 using KELRETURN = int;
@@ -89,7 +90,7 @@ void NiSetConnLocal(bool on) noexcept;
  */
 KELRETURN NiHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeout, NI_HDL* handle) noexcept;
 
-/** Makes a handle of a connected stream socket, which it owns from then on, also on failure. */
+/** Makes a handle of a connected stream socket, which it owns from then on; a failure closes it. */
 KELRETURN NiSockToHdl(int socketNo, NI_HDL* handle) noexcept;
 
 /** Closes a handle and its socket. */
@@ -138,6 +139,9 @@ KELRETURN NiServToNo(const KEL_CHAR* service, KEL_USHORT* port) noexcept;
 
 /** Whether an address is an IPv4 address in the mapped form. */
 bool NiIsIPv4(const NI_NODEADDR& address) noexcept;
+
+/** Writes a host or route as texts may show it, "<pass>" in place of every password; cut to the buffer. */
+void NiSecStr(std::string_view route, std::span<KEL_CHAR> buffer) noexcept;
 
 /** Name of a code. */
 const KEL_CHAR* NiErrStr(KELRETURN rc) noexcept;

@@ -167,6 +167,23 @@ KELRETURN NiIConnect(NI_CON& con, const Target& target, KEL_INT timeout) {
 
 }  // namespace
 
+void NiSecStr(std::string_view route, std::span<KEL_CHAR> buffer) noexcept {
+    const bool isRoute = route.starts_with(HOP);
+    std::size_t length = 0;
+    const auto add = [&](std::string_view piece) {
+        length += piece.copy(buffer.data() + length, buffer.size() - 1 - length);
+    };
+    while (!route.empty()) {
+        // A hop, its own mark included, ends where the next one begins.
+        const std::string_view hop = route.substr(0, isRoute ? route.find(HOP, 1) : route.size());
+        const std::size_t secret = isRoute ? std::min(hop.find("/P/"), hop.find("/W/")) : hop.size();
+        add(hop.substr(0, secret));
+        if (secret < hop.size()) add("/P/<pass>");
+        route.remove_prefix(hop.size());
+    }
+    buffer[length] = '\0';
+}
+
 bool NiIPv6Active() noexcept {
     return settings().ipv6;
 }

@@ -1,5 +1,6 @@
 #include "base/ni/ni.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -328,6 +329,36 @@ TEST(Ni, Names) {
     EXPECT_TRUE(NiIsIPv4(address));
     EXPECT_STREQ(NiErrStr(NIEROUT_PERM_DENIED), "NIEROUT_PERM_DENIED");
     EXPECT_STREQ(NiErrStr(-9), "*** ERROR ***");
+}
+
+TEST(Ni, TextsShowNoPasswords) {
+    struct Case {
+        const char* route;
+        const char* shown;
+    };
+    const Case cases[] = {
+        {"host", "host"},
+        {"/H/gw/S/3300", "/H/gw/S/3300"},
+        {"/H/gw/S/3300/P/secret", "/H/gw/S/3300/P/<pass>"},
+        {"/H/r1/W/a/S/b/H/r2/P/c/H/gw", "/H/r1/P/<pass>/H/r2/P/<pass>/H/gw"},
+        {"", ""},
+    };
+    for (const Case& test : cases) {
+        KEL_CHAR text[64];
+        NiSecStr(test.route, text);
+        EXPECT_STREQ(text, test.shown);
+    }
+    KEL_CHAR small[8];
+    NiSecStr("/H/gw/P/secret", small);
+    EXPECT_STREQ(small, "/H/gw/P");
+}
+
+TEST(Ni, ASocketWithoutAPeerIsClosed) {
+    const int socketNo = socket(AF_INET, SOCK_STREAM, 0);
+    NI_HDL handle = 0;
+    EXPECT_NE(NiSockToHdl(socketNo, &handle), NI_OK);
+    EXPECT_EQ(handle, NI_INVALID_HDL);
+    EXPECT_EQ(fcntl(socketNo, F_GETFD), -1);
 }
 
 }  // namespace

@@ -5,8 +5,9 @@
  *
  * Every function returns its code, stores it through its last argument unless that is NULL, and leaves the
  * cause of a failure in the thread's error block, which KEL_CMPERR prints. Codes are those of APPC_RC:
- * CM_KEL_TIMEOUT_RETRY means that a bounded wait ended and the same call may be repeated; after 17, 18, 26,
- * 27 and every failure of the connection the conversation is gone.
+ * CM_KEL_TIMEOUT_RETRY means that a bounded wait ended and the same call may be repeated; after 17, 18, 20,
+ * 26 and 27 the conversation is gone. One thing leaves it with 20 as it was: a call out of turn, while
+ * another one is interrupted.
  */
 #pragma once
 
@@ -34,6 +35,9 @@ enum CPIC_INIT_REM_START : int {
     CPIC_INIT_REMOTE_SSH = 4,
 };
 
+/** Whether a code that a call on a conversation returned means that the conversation is gone. */
+bool STIEndsConversation(CM_RETCODE rc) noexcept;
+
 /** Options of a new conversation; KEL_INIT_OPTIONS gives the defaults. */
 struct CPIC_INIT_OPT {
     CPIC_INT cpic_timeout;       ///< Seconds, -2 not given.
@@ -51,8 +55,9 @@ CM_RETCODE KEL_CPIC_PROCESS_ATTACH(KEL_CHAR** argv) noexcept;
 CM_RETCODE KEL_CPIC_THREAD_ATTACH() noexcept;
 
 /**
- * Opens a conversation at a gateway. `conversation_ID` takes the id; `lu` and `tp` are the partner's host
- * and service; `prot` is one character, 'I' for a client. `options` may be NULL.
+ * Opens a conversation at a gateway; each step may take as long as a connect. `conversation_ID` takes the id;
+ * `lu` and `tp` are the partner's host and service; `prot` is one character, 'I' for a client. `options` may
+ * be NULL.
  */
 CM_RETCODE KEL_STINIT4(KEL_RAW* conversation_ID, const KEL_CHAR* sym_dest_name, const KEL_CHAR* lu,
                        const KEL_CHAR* tp, const KEL_CHAR* gw_host, const KEL_CHAR* gw_serv, KEL_CHAR prot,
@@ -62,12 +67,15 @@ CM_RETCODE KEL_STINIT4(KEL_RAW* conversation_ID, const KEL_CHAR* sym_dest_name, 
 CM_RETCODE STSPLN(const KEL_RAW* conversation_ID, const KEL_CHAR* partner_LU_name,
                   const CPIC_INT* partner_LU_name_length, CM_RETCODE* return_code) noexcept;
 
-/** Allocates the conversation and waits for the answer. */
+/**
+ * Allocates the conversation and waits for the answer, for as long as a connect may take unless the
+ * conversation has a limit of its own.
+ */
 CM_RETCODE STALLC(const KEL_RAW* conversation_ID, CM_RETCODE* return_code) noexcept;
 
 /**
- * Sends a block, or keeps it to go out with the receive that follows. On CM_KEL_TIMEOUT_RETRY the block is
- * on its way: a repeat only waits for the answer.
+ * Sends a block, or keeps it to go out with the receive that follows. After CM_KEL_TIMEOUT_RETRY the repeat
+ * has to bring the same block: it goes on where the gateway stopped taking, or waits for the answer.
  */
 CM_RETCODE STSEND(const KEL_RAW* conversation_ID, const KEL_RAW* buffer, const CPIC_INT* send_length,
                   REQUEST_TO_SEND_RECEIVED* request_to_send_received, CM_RETCODE* return_code) noexcept;
@@ -80,13 +88,19 @@ CM_RETCODE STRCV(const KEL_RAW* conversation_ID, KEL_RAW* buffer, const CPIC_INT
                  DATA_RECEIVED* data_received, CPIC_INT* received_length, STATUS_RECEIVED* status_received,
                  REQUEST_TO_SEND_RECEIVED* request_to_send_received, CM_RETCODE* return_code) noexcept;
 
-/** Sends what is kept and ends the conversation. */
+/**
+ * Sends what is kept and ends the conversation, which is gone in any case. A gateway that takes nothing for
+ * 5 seconds isn't waited for any longer: CM_PRODUCT_SPECIFIC_ERROR.
+ */
 CM_RETCODE STDEAL(const KEL_RAW* conversation_ID, CM_RETCODE* return_code) noexcept;
 
 /** Limits the waits of a conversation to `ti` ms; -1 lifts the limit. */
 CM_RETCODE KEL_CMTIMEOUT2(const KEL_RAW* conversation_ID, CPIC_INT ti, CM_RETCODE* return_code) noexcept;
 
-/** Cancels what the partner does for us, and waits for the gateway's answer for 5 seconds at most. */
+/**
+ * Cancels what the partner does for us, and waits for the gateway's answer. CM_DEALLOCATED_NORMAL if the
+ * conversation ended with it: so it does when the gateway takes nothing or says nothing for a second.
+ */
 CM_RETCODE KEL_CMCANCEL(const KEL_RAW* conversation_ID, const CPIC_INT* cancel_type,
                         CM_RETCODE* return_code) noexcept;
 

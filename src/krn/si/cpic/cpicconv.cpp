@@ -86,8 +86,12 @@ void STIInitConvProto(CONV_PROTO& conv) {
     conv.continues_send_count = 0;
     conv.gwhost.clear();
     conv.gwserv.clear();
+    conv.lu.clear();
+    conv.tp.clear();
     conv.gw_socket = NI_INVALID_HDL;
     conv.timeout = -1;
+    conv.unsent = {};
+    conv.answer_owed = false;
     conv.rem_code_page = {};
     conv.buffer_state = STInitGlobals().cpic_buffering ? CPIC_BUFFER_EMPTY : CPIC_BUFFER_DISABLED;
     conv.buffer_len = 0;

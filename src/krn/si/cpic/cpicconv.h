@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "krn/si/cpic/cpic.h"
 #include "krn/si/gw/gwappchdr.h"
@@ -59,11 +60,15 @@ struct CONV_PROTO {
     std::uint8_t int_protocol = 0;
     std::int16_t conn_idx = -1;
     unsigned continues_send_count = 0;  ///< Sends in a row without an answer.
-    std::string gwhost;
+    std::string gwhost;                 ///< For texts: without the passwords of a route.
     std::string gwserv;
+    std::string lu;  ///< Partner's host and service, for texts.
+    std::string tp;
     NI_HDL gw_socket = NI_INVALID_HDL;
     std::unique_ptr<KEL_RAW[]> buf;  ///< CPIC_BUFFER_SIZE bytes, made once.
     CPIC_INT timeout = -1;           ///< ms for waits.
+    std::vector<KEL_RAW> unsent;  ///< A message that the gateway hasn't taken whole, as long as that is so.
+    bool answer_owed = false;     ///< The last send asked for an answer.
     std::array<KEL_RAW, 4> rem_code_page{};
     CPIC_BUFFER_STATE buffer_state = CPIC_BUFFER_EMPTY;
     std::size_t buffer_len = 0;

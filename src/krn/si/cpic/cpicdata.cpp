@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/thr/deadline.h"
 #include "krn/si/cpic/cpicerr.h"
 #include "krn/si/cpic/cpicgw.h"
 #include "krn/si/gw/gwcmsend.h"
@@ -11,8 +12,10 @@ namespace {
 constexpr unsigned MAX_UNANSWERED = 5;
 constexpr unsigned MAX_UNANSWERED_STREAMING = 20;
 
-/** ms that a cancel waits for its answer, so that it ends on a dead line too. */
-constexpr CPIC_INT CANCEL_TIMEOUT = 5000;
+/** ms in which the gateway has to take what ends a conversation, so that an end comes on a dead line too. */
+constexpr CPIC_INT END_TIMEOUT = 5000;
+/** The same for a cancel, and for its answer: whoever cancels doesn't want to wait. */
+constexpr CPIC_INT CANCEL_TIMEOUT = 1000;
 
 /** Finds a conversation on which a function may be called; else the code for the caller. */
 CM_RETCODE enter(const KEL_RAW* conversation_ID, CPIC_FUNCTION function, const KEL_CHAR* name,
@@ -28,7 +31,8 @@ bool blockTooLong(CPIC_INT length) {
 /** The answer to a send that asked for one. */
 CM_RETCODE awaitSendAnswer(CONV_PROTO& conv, REQUEST_TO_SEND_RECEIVED* rts) {
     CPIC_MESSAGE answer;
-    if (const CM_RETCODE rc = STIAwaitAnswer(conv, CPIC_CMSEND, {}, &answer); rc != CM_OK) return rc;
+    if (const CM_RETCODE rc = STIAwaitAnswer(conv, {CPIC_CMSEND, conv.timeout}, {}, &answer); rc != CM_OK)
+        return rc;
     conv.continues_send_count = 0;
     if (rts)
         *rts = static_cast<REQUEST_TO_SEND_RECEIVED>(
@@ -37,24 +41,37 @@ CM_RETCODE awaitSendAnswer(CONV_PROTO& conv, REQUEST_TO_SEND_RECEIVED* rts) {
     return answer.header.appc_rc;
 }
 
+/** The rest of a send: what the gateway hasn't taken yet, then its answer if one was asked for. */
+CM_RETCODE finishSend(CONV_PROTO& conv, REQUEST_TO_SEND_RECEIVED* rts) {
+    if (const CM_RETCODE rc = STIWriteRest(conv, {CPIC_CMSEND, conv.timeout}); rc != CM_OK) return rc;
+    if (conv.answer_owed) return awaitSendAnswer(conv, rts);
+    conv.interrupted_call = CPIC_NO_FUNCTION;
+    ++conv.continues_send_count;
+    return CM_OK;
+}
+
 /** Sends a block now. Every so often the gateway has to answer, so that it isn't flooded. */
 CM_RETCODE sendBlock(CONV_PROTO& conv, std::span<const KEL_RAW> data, REQUEST_TO_SEND_RECEIVED* rts) {
     const unsigned limit = conv.streamingActive ? MAX_UNANSWERED_STREAMING : MAX_UNANSWERED;
-    const bool answered = conv.continues_send_count >= limit;
+    const bool answered = conv.answer_owed = conv.continues_send_count >= limit;
     APPCHDR6 header = STIHeader(conv, answered ? GW_RQ_SEND_DATA : GW_RQ_ASEND_DATA);
     header.info = answered ? SYNC_CPIC_FUNCTION : 0;
     header.rqtype2 =
         static_cast<std::uint8_t>(F_V_SEND_DATA | (conv.buffer_state == CPIC_BUFFER_FLUSH ? F_V_FLUSH : 0));
     header.nparams = GwPutNcmsend({.send_length = static_cast<std::int32_t>(data.size())});
     conv.localReceive = false;
-    if (const CM_RETCODE rc = STISendToGw(conv, header, {}, data); rc != CM_OK) return rc;
-    if (answered) return awaitSendAnswer(conv, rts);
-    ++conv.continues_send_count;
-    return CM_OK;
+    const CM_RETCODE rc = STISendToGw(conv, {CPIC_CMSEND, conv.timeout}, header, {}, data);
+    return rc == CM_OK ? finishSend(conv, rts) : rc;
 }
 
 std::span<const KEL_RAW> keptBlock(const CONV_PROTO& conv) {
     return {conv.data(), conv.buffer_len};
+}
+
+/** The kept block has gone out: sends the one that came behind it. */
+CM_RETCODE sendBehindKept(CONV_PROTO& conv, std::span<const KEL_RAW> data, REQUEST_TO_SEND_RECEIVED* rts) {
+    conv.buffer_state = CPIC_BUFFER_DEACT;
+    return sendBlock(conv, data, rts);
 }
 
 /** Sends a block, or keeps it for the message that follows. */
@@ -68,9 +85,7 @@ CM_RETCODE STIntSend(CONV_PROTO& conv, std::span<const KEL_RAW> data, REQUEST_TO
         case CPIC_BUFFER_DATA: {
             conv.buffer_state = CPIC_BUFFER_DATA2;
             const CM_RETCODE rc = sendBlock(conv, keptBlock(conv), rts);
-            if (rc != CM_OK) return rc;
-            conv.buffer_state = CPIC_BUFFER_DEACT;
-            return sendBlock(conv, data, rts);
+            return rc == CM_OK ? sendBehindKept(conv, data, rts) : rc;
         }
         case CPIC_BUFFER_DISABLED:
         case CPIC_BUFFER_DEACT:
@@ -80,6 +95,12 @@ CM_RETCODE STIntSend(CONV_PROTO& conv, std::span<const KEL_RAW> data, REQUEST_TO
             CPIC_ERRSET(C_STATE_CHECK, "state=%s", "", "CPIC_BUFFER_DATA2");
             return CM_PROGRAM_STATE_CHECK;
     }
+}
+
+/** The repeat of an interrupted send: if it was the kept block that was held up, `data` still has to go. */
+CM_RETCODE goOnSending(CONV_PROTO& conv, std::span<const KEL_RAW> data, REQUEST_TO_SEND_RECEIVED* rts) {
+    const CM_RETCODE rc = finishSend(conv, rts);
+    return rc == CM_OK && conv.buffer_state == CPIC_BUFFER_DATA2 ? sendBehindKept(conv, data, rts) : rc;
 }
 
 /** Sends the kept block together with the request for the answer. */
@@ -94,7 +115,7 @@ CM_RETCODE sendAndRequest(CONV_PROTO& conv, CPIC_INT requested) {
     header.nparams = GwPutNcmsend({.send_length = length});
     KEL_RAW params[KELCMSEND_LAYOUT::length];
     GwPutCmsend(params, {.send_length = length, .requested_length = requested});
-    return STISendToGw(conv, header, params, data);
+    return STISendToGw(conv, {CPIC_CMRCV, conv.timeout}, header, params, data);
 }
 
 CM_RETCODE requestData(CONV_PROTO& conv, CPIC_INT requested) {
@@ -104,7 +125,7 @@ CM_RETCODE requestData(CONV_PROTO& conv, CPIC_INT requested) {
     header.info = SYNC_CPIC_FUNCTION;
     header.rqtype2 = F_V_RECEIVE;
     header.nparams = GwPutNcmrcv({.requested_length = requested});
-    return STISendToGw(conv, header);
+    return STISendToGw(conv, {CPIC_CMRCV, conv.timeout}, header);
 }
 
 /** Where the results of a receive go. */
@@ -160,16 +181,22 @@ void noteAnswer(CONV_PROTO& conv, const APPCHDR6& header, const NCMRCV& answer) 
     conv.buffer_len = 0;
 }
 
+/** All that has to go out before an answer can come. */
+CM_RETCODE beginReceive(CONV_PROTO& conv, CPIC_INT requested) {
+    if (conv.interrupted_call == CPIC_CMRCV) return STIWriteRest(conv, {CPIC_CMRCV, conv.timeout});
+    // An interrupted send comes first, and so does the answer that it may wait for.
+    if (conv.interrupted_call == CPIC_CMSEND)
+        if (const CM_RETCODE rc = finishSend(conv, nullptr); rc != CM_OK) return rc;
+    return requestData(conv, requested);
+}
+
 CM_RETCODE STIRCV(CONV_PROTO& conv, std::span<KEL_RAW> target, const ReceiveResult& result) {
     if (conv.local_buffer.bytes_to_read != 0) return receiveLocally(conv, target, result);
-    // The answer to an interrupted send is on its way in front of ours.
-    if (conv.interrupted_call == CPIC_CMSEND)
-        if (const CM_RETCODE rc = awaitSendAnswer(conv, nullptr); rc != CM_OK) return rc;
-    if (conv.interrupted_call != CPIC_CMRCV)
-        if (const CM_RETCODE rc = requestData(conv, static_cast<CPIC_INT>(target.size())); rc != CM_OK)
-            return rc;
+    if (const CM_RETCODE rc = beginReceive(conv, static_cast<CPIC_INT>(target.size())); rc != CM_OK)
+        return rc;
     CPIC_MESSAGE message;
-    if (const CM_RETCODE rc = STIAwaitAnswer(conv, CPIC_CMRCV, target, &message); rc != CM_OK) return rc;
+    if (const CM_RETCODE rc = STIAwaitAnswer(conv, {CPIC_CMRCV, conv.timeout}, target, &message); rc != CM_OK)
+        return rc;
     const NCMRCV answer = GwGetNcmrcv(message.header.nparams);
     noteAnswer(conv, message.header, answer);
     if (message.overflow == 0) return finish(conv, answer, message.received, message.header.appc_rc, result);
@@ -187,16 +214,37 @@ CM_RETCODE flushKept(CONV_PROTO& conv) {
     return rc;
 }
 
+/** Flush and DEALLOCATE. The code says whether the conversation is gone already. */
+CM_RETCODE sayGoodbye(CONV_PROTO& conv) {
+    conv.timeout = END_TIMEOUT;
+    if (conv.unsent.empty())
+        if (const CM_RETCODE rc = flushKept(conv); STIEndsConversation(rc)) return rc;
+    if (conv.unsent.empty())
+        return STISendToGw(conv, {CPIC_CMDEAL, END_TIMEOUT}, STIHeader(conv, GW_RQ_DEALLOCATE));
+    CPIC_ERRSET(WRITE_TO_GW_FAILED, "end in the middle of a message");
+    return CM_KEL_TIMEOUT_RETRY;  // nothing can follow a message that was cut
+}
+
 /** Whether a message answers the cancel, and not the call that the cancel cuts short. */
 bool answersCancel(const APPCHDR6& header) {
     return header.rqtype != GW_RQ_RECEIVE && header.rqtype != GW_RQ_KEL_SEND &&
            header.rqtype != GW_RQ_SEND_DATA;
 }
 
+CM_RETCODE sendCancel(CONV_PROTO& conv) {
+    if (!conv.unsent.empty()) return CM_KEL_TIMEOUT_RETRY;  // nothing can follow a message that was cut
+    APPCHDR6 header = STIHeader(conv, GW_RQ_KEL_CANCEL);
+    header.info = SYNC_CPIC_FUNCTION;
+    header.info3 = GW_CANCEL_SOFT;
+    return STISendToGw(conv, {CPIC_CMCANCEL, CANCEL_TIMEOUT}, header);
+}
+
 CM_RETCODE awaitCancelAnswer(CONV_PROTO& conv) {
+    const Deadline deadline(CANCEL_TIMEOUT);
     CPIC_MESSAGE answer;
     do {
-        const CPIC_READ read = STIAsRcvFromGw(conv, {}, CANCEL_TIMEOUT, &answer);
+        const int left = deadline.left();
+        const CPIC_READ read = left > 0 ? STIAsRcvFromGw(conv, {}, left, &answer) : CPIC_READ_TIMEOUT;
         if (read == CPIC_READ_TIMEOUT) return CM_KEL_TIMEOUT_RETRY;
         if (read != CPIC_READ_OK) {
             STIDEAL(conv);
@@ -222,10 +270,11 @@ CM_RETCODE STSEND(const KEL_RAW* conversation_ID, const KEL_RAW* buffer, const C
         CPIC_ERRSET(C_STATE_CHECK, "cancel request received", "");
         return STIReturn(CM_PROGRAM_STATE_CHECK, return_code);
     }
-    if (conv->interrupted_call == CPIC_CMSEND)
-        return STIReturn(awaitSendAnswer(*conv, request_to_send_received), return_code);
     const std::span data(buffer, static_cast<std::size_t>(*send_length));
-    return STIReturn(STIntSend(*conv, data, request_to_send_received), return_code);
+    return STIReturn(conv->interrupted_call == CPIC_CMSEND
+                         ? goOnSending(*conv, data, request_to_send_received)
+                         : STIntSend(*conv, data, request_to_send_received),
+                     return_code);
 }
 
 CM_RETCODE STRCV(const KEL_RAW* conversation_ID, KEL_RAW* buffer, const CPIC_INT* requested_length,
@@ -246,11 +295,9 @@ CM_RETCODE STDEAL(const KEL_RAW* conversation_ID, CM_RETCODE* return_code) noexc
     CONV_PROTO* conv;
     CM_RETCODE rc = enter(conversation_ID, CPIC_CMDEAL, "STDEAL", &conv);
     if (rc != CM_OK) return STIReturn(rc, return_code);
-    rc = flushKept(*conv);
-    if (rc != CM_OK && (!conv->in_use || rc != CM_KEL_TIMEOUT_RETRY)) return STIReturn(rc, return_code);
-    rc = STISendToGw(*conv, STIHeader(*conv, GW_RQ_DEALLOCATE));
-    if (rc == CM_OK) STIDEAL(*conv);
-    return STIReturn(rc, return_code);
+    rc = sayGoodbye(*conv);
+    if (!STIEndsConversation(rc)) STIDEAL(*conv);
+    return STIReturn(rc == CM_KEL_TIMEOUT_RETRY ? CM_PRODUCT_SPECIFIC_ERROR : rc, return_code);
 }
 
 CM_RETCODE KEL_CMCANCEL(const KEL_RAW* conversation_ID, const CPIC_INT* cancel_type,
@@ -260,12 +307,12 @@ CM_RETCODE KEL_CMCANCEL(const KEL_RAW* conversation_ID, const CPIC_INT* cancel_t
     if (rc == CM_OK && (*cancel_type < 0 || *cancel_type > 1))
         rc = STIBadArgument("KEL_CMCANCEL", "cancel_type", *cancel_type);
     if (rc != CM_OK) return STIReturn(rc, return_code);
-    APPCHDR6 header = STIHeader(*conv, GW_RQ_KEL_CANCEL);
-    header.info = SYNC_CPIC_FUNCTION;
-    header.info3 = GW_CANCEL_SOFT;
-    rc = STISendToGw(*conv, header);
+    rc = sendCancel(*conv);
     if (rc == CM_OK) rc = awaitCancelAnswer(*conv);
-    return STIReturn(rc, return_code);
+    if (rc != CM_KEL_TIMEOUT_RETRY) return STIReturn(rc, return_code);
+    // The gateway takes nothing or says nothing: hanging up cancels too.
+    STIDEAL(*conv);
+    return STIReturn(CM_DEALLOCATED_NORMAL, return_code);
 }
 
 CM_RETCODE KEL_CMTIMEOUT2(const KEL_RAW* conversation_ID, CPIC_INT ti, CM_RETCODE* return_code) noexcept {

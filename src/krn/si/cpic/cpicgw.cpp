@@ -1,7 +1,9 @@
 #include "krn/si/cpic/cpicgw.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "base/thr/deadline.h"
 #include "krn/si/cpic/cpicerr.h"
@@ -58,7 +60,9 @@ class Received {
 void reportCodes(const CONV_PROTO& conv, const APPCHDR6& header) {
     CPIC_ERRSET(C_RETURN_CODES, "", GwFuncName(header.rqtype), GwGetAppcRc(header.appc_rc),
                 GwGetKelRc(header.kel_rc));
-    const std::string location = "KEL-Gateway on host " + conv.gwhost + " / " + conv.gwserv;
+    KEL_CHAR location[ERR_BLOCK_MAX];
+    std::snprintf(location, sizeof location, "KEL-Gateway on host %s / %s", conv.gwhost.c_str(),
+                  conv.gwserv.c_str());
     ErrReplace(ERR_LOCATION, location);
 }
 
@@ -113,6 +117,32 @@ CPIC_READ digest(CONV_PROTO& conv, Received data, CPIC_MESSAGE* message) {
     return CPIC_READ_OK;
 }
 
+/** Keeps a message that the gateway hasn't taken whole: the network layer goes on where it stopped. */
+bool keepUnsent(CONV_PROTO& conv, std::span<const iovec> parts) {
+    try {
+        conv.unsent.clear();
+        for (const iovec& part : parts) {
+            const auto* bytes = static_cast<const KEL_RAW*>(part.iov_base);
+            conv.unsent.insert(conv.unsent.end(), bytes, bytes + part.iov_len);
+        }
+        return true;
+    } catch (const std::bad_alloc&) {
+        CPIC_ERRSET(C_NO_MEM, "", static_cast<int>(CPIC_BUFFER_SIZE));
+        return false;
+    }
+}
+
+CM_RETCODE writeInterrupted(CONV_PROTO& conv, CPIC_CALL call) {
+    conv.interrupted_call = call.function;
+    CPIC_ERRSET(WRITE_TO_GW_FAILED, "timeout %d msecs", call.timeout);
+    return CM_KEL_TIMEOUT_RETRY;
+}
+
+CM_RETCODE connectionLost(CONV_PROTO& conv) {
+    STIDEAL(conv);
+    return CM_PRODUCT_SPECIFIC_ERROR;
+}
+
 }  // namespace
 
 CM_RETCODE STIBadArgument(const KEL_CHAR* function, const KEL_CHAR* parameter, CPIC_INT value) noexcept {
@@ -130,14 +160,24 @@ APPCHDR6 STIHeader(const CONV_PROTO& conv, GW_RQTYPE rqtype) noexcept {
     return header;
 }
 
-CM_RETCODE STISendToGw(CONV_PROTO& conv, const APPCHDR6& header, std::span<const KEL_RAW> params,
-                       std::span<const KEL_RAW> data) noexcept {
+CM_RETCODE STISendToGw(CONV_PROTO& conv, CPIC_CALL call, const APPCHDR6& header,
+                       std::span<const KEL_RAW> params, std::span<const KEL_RAW> data) noexcept {
     KEL_RAW bytes[APPCHDR6_LAYOUT::length];
     GwPutHdr(bytes, header);
     const iovec parts[] = {partOf(bytes), partOf(params), partOf(data)};
-    if (NiWriteV(conv.gw_socket, parts, -1) == NI_OK) return CM_OK;
-    STIDEAL(conv);
-    return CM_PRODUCT_SPECIFIC_ERROR;
+    const KELRETURN rc = NiWriteV(conv.gw_socket, parts, call.timeout);
+    if (rc == NI_OK) return CM_OK;
+    return rc == NIETIMEOUT && keepUnsent(conv, parts) ? writeInterrupted(conv, call) : connectionLost(conv);
+}
+
+CM_RETCODE STIWriteRest(CONV_PROTO& conv, CPIC_CALL call) noexcept {
+    if (conv.unsent.empty()) return CM_OK;
+    const iovec part = partOf(conv.unsent);
+    const KELRETURN rc = NiWriteV(conv.gw_socket, {&part, 1}, call.timeout);
+    if (rc == NIETIMEOUT) return writeInterrupted(conv, call);
+    if (rc != NI_OK) return connectionLost(conv);
+    conv.unsent.clear();
+    return CM_OK;
 }
 
 CPIC_READ STIAsRcvFromGw(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT timeout,
@@ -149,30 +189,33 @@ CPIC_READ STIAsRcvFromGw(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT t
         if (read != CPIC_READ_OK) return read;
         const std::optional<APPCHDR6> header =
             length != 0 ? GwGetHdr(conv.header()) : std::optional<APPCHDR6>();
-        if (!header || header->rqtype == GW_RQ_KEL_PING) continue;
+        if (!header || header->rqtype == GW_RQ_KEL_PING) {
+            // However fast pings follow each other, they don't prolong the wait.
+            if (timeout > 0 && deadline.left() == 0) return CPIC_READ_TIMEOUT;
+            continue;
+        }
         message->header = *header;
         return digest(conv, {conv, target, static_cast<std::size_t>(length) - APPCHDR6_LAYOUT::length},
                       message);
     }
 }
 
-CM_RETCODE STIAwaitAnswer(CONV_PROTO& conv, CPIC_FUNCTION function, std::span<KEL_RAW> target,
+CM_RETCODE STIAwaitAnswer(CONV_PROTO& conv, CPIC_CALL call, std::span<KEL_RAW> target,
                           CPIC_MESSAGE* message) noexcept {
-    switch (STIAsRcvFromGw(conv, target, conv.timeout, message)) {
+    switch (STIAsRcvFromGw(conv, target, call.timeout, message)) {
         case CPIC_READ_OK:
             conv.interrupted_call = CPIC_NO_FUNCTION;
             if (message->header.conn_idx != -1) conv.conn_idx = message->header.conn_idx;
             return CM_OK;
         case CPIC_READ_TIMEOUT:
-            conv.interrupted_call = function;
+            conv.interrupted_call = call.function;
             return CM_KEL_TIMEOUT_RETRY;
         default:
-            STIDEAL(conv);
-            return CM_PRODUCT_SPECIFIC_ERROR;
+            return connectionLost(conv);
     }
 }
 
 bool STIEndsConversation(CM_RETCODE rc) noexcept {
-    return rc == CM_DEALLOCATED_ABEND || rc == CM_DEALLOCATED_NORMAL || rc == CM_RESOURCE_FAILURE_NO_RETRY ||
-           rc == CM_RESOURCE_FAILURE_RETRY;
+    return rc == CM_DEALLOCATED_ABEND || rc == CM_DEALLOCATED_NORMAL || rc == CM_PRODUCT_SPECIFIC_ERROR ||
+           rc == CM_RESOURCE_FAILURE_NO_RETRY || rc == CM_RESOURCE_FAILURE_RETRY;
 }

@@ -18,15 +18,25 @@ struct CPIC_MESSAGE {
     std::size_t overflow = 0;  ///< Further data, in the conversation buffer at its data offset.
 };
 
+/** The call that waits, and for how many ms at most; -1 for ever. */
+struct CPIC_CALL {
+    CPIC_FUNCTION function;
+    CPIC_INT timeout;
+};
+
 /** A header with what all requests of a conversation have in common. */
 APPCHDR6 STIHeader(const CONV_PROTO& conv, GW_RQTYPE rqtype) noexcept;
 
 /**
- * Writes one message: header, parameter block, data. CM_OK, or the code for the caller: then the
- * conversation is gone.
+ * Writes one message: header, parameter block, data. CM_OK; CM_KEL_TIMEOUT_RETRY with the call noted as
+ * interrupted and the message kept, so that STIWriteRest has to come before anything else is written; or
+ * the code for the caller: then the conversation is gone.
  */
-CM_RETCODE STISendToGw(CONV_PROTO& conv, const APPCHDR6& header, std::span<const KEL_RAW> params = {},
-                       std::span<const KEL_RAW> data = {}) noexcept;
+CM_RETCODE STISendToGw(CONV_PROTO& conv, CPIC_CALL call, const APPCHDR6& header,
+                       std::span<const KEL_RAW> params = {}, std::span<const KEL_RAW> data = {}) noexcept;
+
+/** Writes what an interrupted write left, if anything. Results as those of STISendToGw. */
+CM_RETCODE STIWriteRest(CONV_PROTO& conv, CPIC_CALL call) noexcept;
 
 /**
  * Waits for a message for at most `timeout` ms and puts its data into `target`, the rest behind. Pings
@@ -39,8 +49,5 @@ CPIC_READ STIAsRcvFromGw(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT t
  * Waits for the answer to a call. CM_OK with the message, CM_KEL_TIMEOUT_RETRY with the call noted as
  * interrupted, or the code for the caller: then the conversation is gone.
  */
-CM_RETCODE STIAwaitAnswer(CONV_PROTO& conv, CPIC_FUNCTION function, std::span<KEL_RAW> target,
+CM_RETCODE STIAwaitAnswer(CONV_PROTO& conv, CPIC_CALL call, std::span<KEL_RAW> target,
                           CPIC_MESSAGE* message) noexcept;
-
-/** Whether a return code of the partner ends the conversation. */
-bool STIEndsConversation(CM_RETCODE rc) noexcept;

@@ -1,6 +1,7 @@
 #include <sys/random.h>
 
 #include <cstring>
+#include <new>
 #include <string_view>
 
 #include "krn/si/cpic/cpicerr.h"
@@ -14,6 +15,11 @@ namespace {
 constexpr CPIC_INT NOT_GIVEN = -2;
 constexpr CPIC_INT EXPORT_TRACE_NOT_GIVEN = 2;
 constexpr std::size_t GW_HOST_MAX = 2048;
+
+/** ms that a step of the opening may take: a silent gateway ends it like one that can't be reached. */
+CPIC_INT openingLimit(const CONV_PROTO& conv) {
+    return conv.timeout > 0 ? conv.timeout : STInitGlobals().cpic_connect_timeout;
+}
 
 /** Who is to be reached, and how. */
 struct InitRequest {
@@ -88,6 +94,22 @@ DISTRIBUTED_TRACING newDistTrace() {
     return record;
 }
 
+/** Notes names for the texts of failures. */
+CM_RETCODE noteNames(CONV_PROTO& conv, const InitRequest& request) {
+    try {
+        KEL_CHAR host[GW_HOST_MAX + 1];
+        NiSecStr(request.gw_host, host);
+        conv.gwhost = host;
+        conv.gwserv = request.gw_serv;
+        conv.lu = request.lu;
+        conv.tp = request.tp;
+        return CM_OK;
+    } catch (const std::bad_alloc&) {
+        CPIC_ERRSET(C_NO_MEM, "", static_cast<int>(std::strlen(request.gw_host)));
+        return CM_PRODUCT_SPECIFIC_ERROR;
+    }
+}
+
 CM_RETCODE connectGateway(CONV_PROTO& conv, const InitRequest& request) {
     const CPIC_GLOBALS& globals = STInitGlobals();
     GwConnection connection;
@@ -104,7 +126,7 @@ CM_RETCODE connectGateway(CONV_PROTO& conv, const InitRequest& request) {
     conv.rem_code_page = connection.code_page;
     if (connection.appchdr_version == APPCHDR6_VERSION) return CM_OK;
     CPIC_ERRSET(WRONG_APPCHDR_VERSION, "client version %d, gateway version %d (%s/%s)", APPCHDR6_VERSION,
-                connection.appchdr_version, request.gw_host, request.gw_serv);
+                connection.appchdr_version, conv.gwhost.c_str(), request.gw_serv);
     return CM_PRODUCT_SPECIFIC_ERROR;
 }
 
@@ -137,24 +159,47 @@ CM_RETCODE sendInit(CONV_PROTO& conv, const InitRequest& request) {
     }
     KEL_RAW bytes[KELCMINIT7_LAYOUT::length];
     GwPutCminit(bytes, block);
-    return STISendToGw(conv, header, bytes);
+    return STISendToGw(conv, {CPIC_CMINIT, openingLimit(conv)}, header, bytes);
+}
+
+CM_RETCODE awaitInitAnswer(CONV_PROTO& conv, CPIC_MESSAGE* answer) {
+    const CPIC_INT limit = openingLimit(conv);
+    const CM_RETCODE rc = STIAwaitAnswer(conv, {CPIC_CMINIT, limit}, {}, answer);
+    if (rc == CM_KEL_TIMEOUT_RETRY) CPIC_ERRSET(C_TIMEOUT_BLOCK, "timeout %d msecs", limit);
+    return rc;
 }
 
 /** Connect and INITIALIZE_CONVERSATION. On failure the entry may be gone already. */
 CM_RETCODE STIInit(CONV_PROTO& conv, const InitRequest& request, bool* gone) {
     conv.int_protocol = STIConvProtocol(request.prot);
-    conv.gwhost = request.gw_host;
-    conv.gwserv = request.gw_serv;
-    CM_RETCODE rc = connectGateway(conv, request);
+    CM_RETCODE rc = noteNames(conv, request);
+    if (rc == CM_OK) rc = connectGateway(conv, request);
     if (rc != CM_OK) return rc;
     CPIC_MESSAGE answer;
-    *gone = (rc = sendInit(conv, request)) != CM_OK ||
-            (rc = STIAwaitAnswer(conv, CPIC_CMINIT, {}, &answer)) != CM_OK;
-    if (*gone) return rc;
+    rc = sendInit(conv, request);
+    if (rc == CM_OK) rc = awaitInitAnswer(conv, &answer);
+    *gone = STIEndsConversation(rc);
+    if (rc != CM_OK) return CM_PRODUCT_SPECIFIC_ERROR;
     if (answer.header.appc_rc != CM_OK) return answer.header.appc_rc;
     conv.streamingActive = (answer.header.info4 & GW_WITH_STREAMING) != 0;
     STIAssignConvId(conv, answer.header.conversation_ID);
     return CM_OK;
+}
+
+CM_RETCODE requestAllocation(CONV_PROTO& conv) {
+    const CPIC_CALL call{CPIC_CMALLC, openingLimit(conv)};
+    if (conv.interrupted_call == CPIC_CMALLC) return STIWriteRest(conv, call);
+    APPCHDR6 header = STIHeader(conv, GW_RQ_ALLOCATE);
+    header.info = SYNC_CPIC_FUNCTION;
+    return STISendToGw(conv, call, header);
+}
+
+CM_RETCODE awaitAllocation(CONV_PROTO& conv, CPIC_MESSAGE* answer) {
+    const CPIC_INT limit = openingLimit(conv);
+    const CM_RETCODE rc = STIAwaitAnswer(conv, {CPIC_CMALLC, limit}, {}, answer);
+    if (rc == CM_KEL_TIMEOUT_RETRY)
+        CPIC_ERRSET(C_TIMEOUT, "timeout %d msecs", conv.lu.c_str(), conv.tp.c_str(), limit / 1000, limit);
+    return rc;
 }
 
 std::string_view viewOf(const KEL_CHAR* text) {
@@ -210,20 +255,17 @@ CM_RETCODE STSPLN(const KEL_RAW* conversation_ID, const KEL_CHAR* partner_LU_nam
     header.nparams = GwPutNcmspln(name);
     KEL_RAW block[GW_CMSPLN_LAYOUT::length];
     GwPutCmspln(block, name);
-    return STIReturn(STISendToGw(*conv, header, block), return_code);
+    rc = STISendToGw(*conv, {CPIC_CMSPLN, openingLimit(*conv)}, header, block);
+    return STIReturn(rc, return_code);
 }
 
 CM_RETCODE STALLC(const KEL_RAW* conversation_ID, CM_RETCODE* return_code) noexcept {
     CONV_PROTO* conv = STISearchConv(conversation_ID);
     if (!conv) return STIReturn(CM_PARAMETER_ERROR, return_code);
     CM_RETCODE rc = STIQ7LocCheckState(*conv, CPIC_CMALLC, "STALLC");
-    if (rc == CM_OK && conv->interrupted_call != CPIC_CMALLC) {
-        APPCHDR6 header = STIHeader(*conv, GW_RQ_ALLOCATE);
-        header.info = SYNC_CPIC_FUNCTION;
-        rc = STISendToGw(*conv, header);
-    }
     CPIC_MESSAGE answer;
-    if (rc == CM_OK) rc = STIAwaitAnswer(*conv, CPIC_CMALLC, {}, &answer);
+    if (rc == CM_OK) rc = requestAllocation(*conv);
+    if (rc == CM_OK) rc = awaitAllocation(*conv, &answer);
     if (rc != CM_OK) return STIReturn(rc, return_code);
     rc = answer.header.appc_rc;
     if ((answer.header.info3 & GW_WITH_CODE_PAGE) != 0)

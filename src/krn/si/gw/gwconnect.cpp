@@ -30,6 +30,18 @@ int networkCode(KELRETURN rc) {
     }
 }
 
+int timeUp(int code, int line, KEL_INT timeout) {
+    KEL_CHAR detail[48];
+    std::snprintf(detail, sizeof detail, "timeout %d msecs", timeout);
+    return fail(code, line, detail);
+}
+
+int write(NI_HDL handle, std::span<const KEL_RAW> record, KEL_INT timeout) {
+    const KELRETURN rc = NiWrite(handle, record.data(), static_cast<KEL_INT>(record.size()), timeout);
+    if (rc == NIETIMEOUT) return timeUp(NI_WRITE_FAILED, __LINE__, timeout);
+    return rc == NI_OK ? KEL_O_K : NI_WRITE_FAILED;
+}
+
 int sendRecord(const GwConnectRequest& request, NI_HDL handle) {
     APPC_CONN record{.opcode = request.opcode,
                      .tp = request.tp,
@@ -40,8 +52,7 @@ int sendRecord(const GwConnectRequest& request, NI_HDL handle) {
     KEL_USHORT port;
     if (NiHdlGetName(handle, &record.hostaddr, &port) != NI_OK) return GW_NI_ERROR;
     KEL_RAW bytes[APPC_CONN3_LAYOUT::length];
-    const auto length = static_cast<KEL_INT>(GwPutConn(bytes, record));
-    return NiWrite(handle, bytes, length, request.timeout) == NI_OK ? KEL_O_K : NI_WRITE_FAILED;
+    return write(handle, std::span(bytes).first(GwPutConn(bytes, record)), request.timeout);
 }
 
 int readAnswer(NI_HDL handle, KEL_INT timeout, std::span<KEL_RAW> buffer, std::size_t* length) {
@@ -50,12 +61,8 @@ int readAnswer(NI_HDL handle, KEL_INT timeout, std::span<KEL_RAW> buffer, std::s
     KELRETURN rc;
     do {
         rc = NiRead(handle, buffer.data(), static_cast<KEL_INT>(buffer.size()), deadline.left(), &read);
-    } while (rc == NIEPING);
-    if (rc == NIETIMEOUT) {
-        KEL_CHAR detail[48];
-        std::snprintf(detail, sizeof detail, "timeout %d msecs", timeout);
-        return fail(NI_READ_FAILED, __LINE__, detail);
-    }
+    } while (rc == NIEPING && deadline.left() != 0);  // pings don't prolong the wait
+    if (rc == NIETIMEOUT || rc == NIEPING) return timeUp(NI_READ_FAILED, __LINE__, timeout);
     *length = static_cast<std::size_t>(read);
     if (rc == NIETOO_SMALL) return fail(INVALID_LEN, __LINE__, "Answer too long");
     return rc == NI_OK ? KEL_O_K : NI_READ_FAILED;
@@ -84,8 +91,7 @@ int exchange(const GwConnectRequest& request, GwConnection* connection) {
     connection->accept_info2 = answer->accept_info2;
     if ((answer->accept_info & GW_ACCEPT_CODE_PAGE) != 0) connection->code_page = answer->code_page;
     if (!answer->echo_data) return KEL_O_K;
-    const auto echo = static_cast<KEL_INT>(length);
-    return NiWrite(connection->handle, buffer, echo, request.timeout) == NI_OK ? KEL_O_K : NI_WRITE_FAILED;
+    return write(connection->handle, bytes, request.timeout);
 }
 
 }  // namespace

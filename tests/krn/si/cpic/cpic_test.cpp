@@ -3,7 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
 #include <future>
+#include <thread>
+#include <vector>
 
 #include "base/dptrc/err.h"
 #include "tests/krn/si/cpic/fakegateway.h"
@@ -11,6 +16,10 @@
 using testing::HasSubstr;
 
 namespace {
+
+/** ms for each step of an opening. The layer reads it once, so it stands before the first test runs. */
+constexpr const char* CONNECT_TIMEOUT = "2000";
+const bool limited = setenv("CPIC_CONNECT_TIMEOUT", CONNECT_TIMEOUT, 1) == 0;
 
 /** A client's side of one conversation, which ends with it. */
 struct Client {
@@ -345,6 +354,166 @@ TEST(Cpic, CancelDropsTheLateAnswer) {
             const CPIC_INT soft = 1;
             EXPECT_EQ(KEL_CMCANCEL(client.id, &soft, nullptr), CM_OK);
             EXPECT_EQ(client.deal(), CM_OK);
+        });
+}
+
+TEST(Cpic, ASilentGatewayEndsEachStepOfTheOpening) {
+    ASSERT_TRUE(limited);
+    struct Case {
+        const char* name;
+        std::function<void(FakeGateway&)> script;
+        const char* error;
+        CM_RETCODE rc;
+    };
+    const Case cases[] = {
+        {"connect", [](FakeGateway& self) { self.take(); }, "connection to client broken (read)",
+         CM_PRODUCT_SPECIFIC_ERROR},
+        {"initialize", [](FakeGateway& self) { self.connect(), self.expect(1); },
+         "timeout during blocking read", CM_PRODUCT_SPECIFIC_ERROR},
+        {"allocate",
+         [](FakeGateway& self) {
+             self.connect(), self.expect(1);
+             self.answer({.rqtype = 1});
+             self.expect(15), self.expect(5);
+         },
+         "timeout during allocate to LU partner, TP keldp00 after 2 sec", CM_KEL_TIMEOUT_RETRY},
+    };
+    std::vector<std::thread> threads;
+    for (const Case& test : cases)
+        threads.emplace_back([&test] {
+            SCOPED_TRACE(test.name);
+            std::string last;
+            {
+                FakeGateway gateway([&](FakeGateway& self) {
+                    test.script(self);
+                    for (std::string more; !(more = self.take()).empty();)
+                        last = more;
+                });
+                Client client;
+                EXPECT_EQ(client.open(gateway), test.rc);
+                EXPECT_STREQ(ErrGetFld(ERR_ERROR), test.error);
+                EXPECT_STREQ(ErrGetFld(ERR_DETAIL), "timeout 2000 msecs");
+                client.deal();
+            }
+            // The gateway has seen the end of the line; an entry that was left open would have kept it.
+            EXPECT_EQ(last.empty() ? 0 : last[1], test.rc == CM_KEL_TIMEOUT_RETRY ? 11 : 0);
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+/** Sends blocks until the gateway takes no more; returns how many went out, the last of them in part. */
+unsigned fill(Client& client, unsigned limit) {
+    keepSmall(client.id);
+    EXPECT_EQ(client.limit(20), CM_OK);
+    for (unsigned count = 0; count < limit; ++count)
+        if (client.send(std::string(28000, static_cast<char>('a' + count % 26))) == CM_KEL_TIMEOUT_RETRY)
+            return count;
+    return limit;
+}
+
+TEST(Cpic, ASendThatIsHeldUpGoesOnWhereItStopped) {
+    std::promise<void> full;
+    std::string taken;
+    unsigned held = 0;
+    constexpr unsigned most = 20;
+    const auto block = [](unsigned i) { return std::string(28000, static_cast<char>('a' + i % 26)); };
+    {
+        FakeGateway gateway([&](FakeGateway& self) {
+            self.connect();
+            self.expect(1);
+            self.answer({.rqtype = 1, .info4 = 2});  // streaming: twenty sends go unanswered
+            self.expect(15);
+            self.expect(5);
+            self.answer({.rqtype = 5});
+            full.get_future().wait();
+            for (std::string message; !(message = self.take()).empty();) {
+                if (message[1] == 11) break;
+                taken += message.substr(80, 1) + message.substr(message.size() - 1);
+                if (message[1] == 7) self.answer({.rqtype = 7});
+            }
+        });
+        Client client;
+        ASSERT_EQ(client.open(gateway), CM_OK);
+        held = fill(client, most);
+        ASSERT_LT(held, most);
+        EXPECT_STREQ(ErrGetFld(ERR_ERROR), "write to KEL gateway failed");
+        EXPECT_EQ(client.send(block(held)), CM_KEL_TIMEOUT_RETRY);
+        full.set_value();
+        EXPECT_EQ(client.limit(-1), CM_OK);
+        EXPECT_EQ(client.send(block(held)), CM_OK);
+        EXPECT_EQ(client.send(block(held + 1)), CM_OK);
+        EXPECT_EQ(client.deal(), CM_OK);
+    }
+    std::string wanted;
+    for (unsigned i = 0; i <= held + 1; ++i)
+        wanted += std::string(2, static_cast<char>('a' + i % 26));
+    EXPECT_EQ(taken, wanted);
+}
+
+TEST(Cpic, NothingFollowsAMessageThatWasCut) {
+    struct Case {
+        const char* name;
+        CM_RETCODE (*end)(Client&);
+        CM_RETCODE rc;
+    };
+    const Case cases[] = {
+        {"cancel",
+         [](Client& client) {
+             const CPIC_INT soft = 1;
+             return KEL_CMCANCEL(client.id, &soft, nullptr);
+         },
+         CM_DEALLOCATED_NORMAL},
+        {"end", [](Client& client) { return client.deal(); }, CM_PRODUCT_SPECIFIC_ERROR},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        FakeGateway gateway([](FakeGateway& self) {
+            self.connect();
+            self.expect(1);
+            self.answer({.rqtype = 1, .info4 = 2});
+            self.expect(15), self.expect(5);
+            self.answer({.rqtype = 5});
+            self.standStill();
+        });
+        Client client;
+        ASSERT_EQ(client.open(gateway), CM_OK);
+        ASSERT_LT(fill(client, 20), 20u);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(test.end(client), test.rc);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
+        EXPECT_EQ(client.deal(), CM_PARAMETER_ERROR);
+    }
+}
+
+TEST(Cpic, PingsDoNotProlongAWait) {
+    std::atomic<bool> done = false;
+    converse(
+        [&](FakeGateway& self) {
+            self.expect(9);
+            while (!done)
+                self.answer({.rqtype = 206});
+        },
+        [&](Client& client) {
+            EXPECT_EQ(client.limit(50), CM_OK);
+            EXPECT_EQ(client.receive(), CM_KEL_TIMEOUT_RETRY);
+            done = true;
+        });
+}
+
+TEST(Cpic, ACancelWithoutAnAnswerHangsUp) {
+    converse(
+        [](FakeGateway& self) {
+            self.expect(9);
+            self.expect(213);
+            EXPECT_EQ(self.take(), "");
+        },
+        [](Client& client) {
+            EXPECT_EQ(client.limit(1), CM_OK);
+            EXPECT_EQ(client.receive(), CM_KEL_TIMEOUT_RETRY);
+            const CPIC_INT soft = 1;
+            EXPECT_EQ(KEL_CMCANCEL(client.id, &soft, nullptr), CM_DEALLOCATED_NORMAL);
+            EXPECT_EQ(client.deal(), CM_PARAMETER_ERROR);
         });
 }
 

@@ -15,6 +15,8 @@
 #include <string>
 #include <thread>
 
+#include "krn/si/cpic/cpic.h"
+
 inline std::string number(unsigned value, int width) {
     std::string bytes;
     for (int shift = 8 * (width - 1); shift >= 0; shift -= 8)
@@ -43,6 +45,8 @@ class FakeGateway {
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t length = sizeof address;
+        const int small = 16384;  // a gateway that doesn't read is full soon
+        setsockopt(listener, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
         bind(listener, reinterpret_cast<sockaddr*>(&address), length);
         getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
         listen(listener, 1);
@@ -114,6 +118,12 @@ class FakeGateway {
         answer({.rqtype = 5});
     }
 
+    /** Takes nothing more: the line stays open until this object ends. */
+    void standStill() {
+        pollfd entry{listener, POLLIN, 0};
+        poll(&entry, 1, -1);
+    }
+
     /** Whether the client sends nothing for a while. */
     bool silent() {
         pollfd entry{line, POLLIN, 0};
@@ -144,6 +154,16 @@ class FakeGateway {
     int line = -1;
     std::thread thread;
 };
+
+/** Makes the client's end of a conversation small too. */
+inline void keepSmall(const KEL_RAW* id) {
+    NI_HDL handle;
+    int socketNo = -1;
+    const int small = 16384;
+    ASSERT_EQ(KEL_CMNIHANDLE(id, &handle, nullptr), CM_OK);
+    ASSERT_EQ(NiHdlToSock(handle, &socketNo), NI_OK);
+    ASSERT_EQ(setsockopt(socketNo, SOL_SOCKET, SO_SNDBUF, &small, sizeof small), 0);
+}
 
 /** A complete error block with the given ERROR. */
 inline std::string errorBlock(const std::string& text) {

@@ -42,13 +42,7 @@ CM_RETCODE CpicConnection::connectAsClient(ZorOptions& options) {
     const auto length = static_cast<CPIC_INT>(options.ashost.size());
     rc = STSPLN(convId.data(), options.ashost.c_str(), &length, nullptr);
     if (rc == CM_OK) rc = STALLC(convId.data(), nullptr);
-    if (rc != CM_OK) {
-        cpicError = KEL_CMPERR();
-        const KEL_string text = cpicError;
-        close();
-        cpicError = text;
-        throw ZorCommunicationException(cpicError, rc);
-    }
+    if (rc != CM_OK) throwCpicError(rc);
     owner->setConvId(convId.data());
     connected = true;
     if (options.keepalive == 1) setSoKeepaliveOption();
@@ -73,9 +67,11 @@ CM_RETCODE CpicConnection::send() {
     if (bytesInBuffer != 0) {
         const auto length = static_cast<CPIC_INT>(bytesInBuffer);
         CM_RETCODE rc;
-        // A repeat only waits for the gateway's answer, so that a cancel takes effect between rounds.
+        // A repeat goes on where the gateway stopped taking, so that a cancel takes effect between rounds.
+        KEL_CMTIMEOUT2(convId.data(), owner->isLoggedOn() ? CANCEL_ROUND : CPIC_TIMEOUT, nullptr);
         while ((rc = STSEND(convId.data(), streamBuffer.get(), &length, nullptr, nullptr)) ==
-               CM_KEL_TIMEOUT_RETRY)
+                   CM_KEL_TIMEOUT_RETRY &&
+               owner->isLoggedOn())
             cpicCancelIfPending();
         if (rc != CM_OK) throwCpicError(rc);
         lastIoTime = std::time(nullptr);
@@ -134,8 +130,7 @@ CM_RETCODE CpicConnection::receive() {
 /** A receive failed, or brought the end: then what came with it, if anything, is the partner's error. */
 CM_RETCODE CpicConnection::conversationEnded(CM_RETCODE rc) {
     cpicError = KEL_CMPERR();
-    deallocated = true;
-    accepted = justAccepted = false;
+    drop(rc);
     if (bytesInBuffer != 0) owner->setHasErrorMsg();
     if (rc == CM_DEALLOCATED_NORMAL) {
         // The owner may read the bytes back through this stream, which is set for that.
@@ -165,9 +160,8 @@ CM_RETCODE CpicConnection::receiveFlush() {
         if (bytesInBuffer != 0 && getTraceLevel() >= DUMP_LEVEL)
             traceData("Receiving", owner->traceCodepage());
         if (rc == CM_OK) continue;
-        deallocated = true;
-        accepted = justAccepted = false;
         cpicError = KEL_CMPERR();
+        drop(rc);
     }
     allReceived = true;
     resetBuffer();
@@ -189,14 +183,14 @@ void CpicConnection::cpicCancel() {
     cancelState = CANCELED;
     owner->leaveConnectionList();
     if (rc != CM_OK && rc != CM_DEALLOCATED_NORMAL) throwCpicError(rc);
-    if (rc == CM_DEALLOCATED_NORMAL) deallocated = true;
+    if (rc == CM_DEALLOCATED_NORMAL) drop(rc);
     throw ZorSystemException(ZOR_CANCELED, COMMUNICATION_FAILURE, "ZOR_CANCELED", "Connection was canceled.");
 }
 
 CM_RETCODE CpicConnection::close() noexcept {
     CM_RETCODE rc = CM_OK;
     if (!deallocated) rc = STDEAL(convId.data(), nullptr);
-    deallocated = true;
+    forgetConversation();
     connected = false;
     try {
         cpicError = rc != CM_OK ? KEL_CMPERR() : "";
@@ -212,8 +206,22 @@ void CpicConnection::resetBuffer() noexcept {
     bytesInBuffer = 0;
 }
 
+void CpicConnection::forgetConversation() noexcept {
+    deallocated = true;
+    // The gateway may give the same id to somebody else, whose conversation must not be touched from here.
+    convId.fill(0);
+}
+
+/** A failure ended the conversation for this side; the layers below may still have it. */
+void CpicConnection::drop(CM_RETCODE rc) noexcept {
+    if (!STIEndsConversation(rc)) STDEAL(convId.data(), nullptr);
+    forgetConversation();
+    accepted = justAccepted = false;
+}
+
 void CpicConnection::throwCpicError(CM_RETCODE rc) {
     cpicError = KEL_CMPERR();
+    if (!deallocated) drop(rc);
     throw ZorCommunicationException(cpicError, rc);
 }
 

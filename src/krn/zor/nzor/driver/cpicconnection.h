@@ -111,14 +111,16 @@ class CpicConnection final : public ZorIOStream {
     CM_RETCODE receiveBlock();
     CM_RETCODE awaitBlock();
     CM_RETCODE conversationEnded(CM_RETCODE rc);
+    void forgetConversation() noexcept;
+    void drop(CM_RETCODE rc) noexcept;
     [[noreturn]] void throwCpicError(CM_RETCODE rc);
     unsigned getTraceLevel() const noexcept;
     void traceData(const KEL_UC* action, const KEL_string& codepage) const;
 
     ZorStreamOwner* owner;
     KEL_CHAR protocol = 'I';
-    std::array<KEL_RAW, KEL_CONV_ID_LN> convId{};
-    std::time_t lastIoTime = 0;  ///< Of the last successful send or receive.
+    std::array<KEL_RAW, KEL_CONV_ID_LN> convId{};  ///< Zeros when there is no conversation.
+    std::time_t lastIoTime = 0;                    ///< Of the last successful send or receive.
     DATA_RECEIVED dataReceived = CM_NO_DATA_RECEIVED;
     STATUS_RECEIVED statusReceived = CM_NO_STATUS_RECEIVED;
     bool allReceived = false;  ///< The partner has given up the right to send: the message is complete.

@@ -1,6 +1,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -79,10 +80,12 @@ void addRouter(ZorOptions& options) {
         options.gwhost.empty() ? options.kelrouter : options.kelrouter + KEL_string(HOP) + options.gwhost;
 }
 
-/** The host behind the last hop of a route. */
+/** What stands behind the last hop of a route. Its password is the router's: no partner is told. */
 KEL_string lastHop(const KEL_string& route) {
     const std::size_t hop = route.rfind(HOP);
-    return hop == KEL_string::npos ? route : route.substr(hop + HOP.size());
+    if (hop == KEL_string::npos) return route;
+    const KEL_string last = route.substr(hop + HOP.size());
+    return last.substr(0, std::min(last.find("/P/"), last.find("/W/")));
 }
 
 void addServices(ZorOptions& options) {

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <future>
+#include <thread>
 
 #include "config/zoroptions.h"
 #include "tests/krn/si/cpic/fakegateway.h"
@@ -71,6 +73,8 @@ TEST(CpicConnection, FillsInWhatTheCallerLeftOpen) {
     const Case cases[] = {
         {"as", "", "", "01", "", "as", "as", "3301", "keldp01"},
         {"as", "gw", "", "", "", "gw", "gw", "3300", "keldp00"},
+        {"as", "/H/gw/S/3300/P/secret", "", "01", "", "/H/gw/S/3300/P/secret", "gw/S/3300", "3301",
+         "keldp01"},
         {"as", "", "/H/router", "7", "", "/H/router/H/as", "as", "3300", "keldp00"},
         {"as", "", "", "01", "kelgw42", "as", "as", "kelgw42", "keldp42"},
     };
@@ -196,6 +200,75 @@ TEST(CpicConnection, ALostConnectionEndsTheStream) {
     EXPECT_THAT(line.driver.getErrorMsg(), HasSubstr("ERROR       connection to partner '127.0.0.1:"));
     line.write("x");
     EXPECT_THROW(line.driver.sendFlush(), ZorCommunicationException);
+}
+
+TEST(CpicConnection, CancelEndsASendThatThePartnerDoesNotTake) {
+    FakeGateway gateway([](FakeGateway& self) {
+        self.open(2);
+        self.standStill();
+    });
+    Line line;
+    line.open(gateway);
+    keepSmall(reinterpret_cast<const KEL_RAW*>(line.owner.id.data()));
+    std::chrono::steady_clock::time_point cancelled;
+    std::thread other([&] {
+        // By then the sender stands still: nobody reads what it sends.
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        cancelled = std::chrono::steady_clock::now();
+        line.driver.cancel();
+    });
+    try {
+        line.write(std::string(500'000, 'x'));
+        ADD_FAILURE() << "all was sent";
+    } catch (const ZorSystemException& exception) {
+        EXPECT_EQ(exception.getCode(), ZOR_CANCELED);
+    }
+    const auto end = std::chrono::steady_clock::now();
+    other.join();
+    EXPECT_LT(end - cancelled, std::chrono::seconds(2));
+    EXPECT_TRUE(line.owner.left);
+    EXPECT_EQ(line.driver.close(), CM_OK);
+}
+
+TEST(CpicConnection, AFailureThatLeavesTheConversationEndsIt) {
+    FakeGateway gateway([](FakeGateway& self) {
+        self.open();
+        self.expect(9);
+        self.answer({.rqtype = 9, .appcRc = CM_UNSUCCESSFUL});
+        self.expect(11);
+        EXPECT_EQ(self.take(), "");
+    });
+    Line line;
+    line.open(gateway);
+    EXPECT_EQ(line.read(1, CM_DEALLOCATED_NORMAL), "");
+    EXPECT_THAT(line.driver.getErrorMsg(), HasSubstr("CPIC-RC=CM_UNSUCCESSFUL"));
+    EXPECT_EQ(line.driver.close(), CM_OK);
+}
+
+TEST(CpicConnection, AnIdThatIsGivenAgainIsNotTouchedByItsFormerOwner) {
+    FakeGateway first([](FakeGateway& self) {
+        self.open();
+        self.expect(9);
+        self.answer({.rqtype = 9, .appcRc = CM_DEALLOCATED_ABEND});
+    });
+    FakeGateway second([](FakeGateway& self) {
+        self.open();
+        EXPECT_EQ(self.expect(203).substr(88), "mine");
+        self.answer({.rqtype = 203, .data = "!"});
+        self.expect(11);
+    });
+    Line former, present;
+    former.open(first);
+    EXPECT_EQ(former.read(1, CM_DEALLOCATED_NORMAL), "");
+    present.open(second);
+    EXPECT_EQ(former.owner.id, present.owner.id);
+    present.write("mine");
+    present.driver.sendFlush();
+    former.write("not mine");
+    EXPECT_THROW(former.driver.sendFlush(), ZorCommunicationException);
+    EXPECT_EQ(former.driver.close(), CM_OK);
+    EXPECT_EQ(present.read(1), "!");
+    EXPECT_EQ(present.driver.close(), CM_OK);
 }
 
 TEST(CpicConnection, CancelFromAnotherThreadEndsAWaitingRead) {
