@@ -6,12 +6,11 @@ KELZOR_JOBS=$(nproc)
 export DEBIAN_FRONTEND=noninteractive
 
 # What the library, the development system and the example are built from.
-KELZOR_BUILD_PACKAGES=(g++ cmake ninja-build ccache uuid-dev iso-codes libcli11-dev nlohmann-json3-dev)
+KELZOR_BUILD_PACKAGES=(g++ cmake ninja-build ccache iso-codes libcli11-dev nlohmann-json3-dev)
 # What the tests and gates need beside that.
 KELZOR_TEST_PACKAGES=(googletest clang-format pkg-config)
-# The 32-bit build takes the native headers and the 32-bit run-time libraries. Both architectures of a
-# library must have one version, so they are named together.
-KELZOR_X86_PACKAGES=(g++-multilib libuuid1 libuuid1:i386)
+# The 32-bit build runs against the compiler's own 32-bit libraries; no second architecture is needed.
+KELZOR_X86_PACKAGES=(g++-multilib)
 
 # Slim images leave out translations; the development system reads the names of countries from these.
 KELZOR_CATALOGUES='/usr/share/locale/*/LC_MESSAGES/iso_*.mo'
@@ -79,14 +78,6 @@ need_build_tools() {
     need_catalogues
 }
 
-# The second architecture has to be known before its packages can be named.
-need_x86_tools() {
-    if ! dpkg --print-foreign-architectures | grep -qx i386; then
-        KELZOR_WANTED="dpkg --add-architecture i386"
-        say "packages: adding the architecture i386"
-        as_root dpkg --add-architecture i386
-    fi
-    need_packages "${KELZOR_X86_PACKAGES[@]}"
-}
+need_x86_tools() { need_packages "${KELZOR_X86_PACKAGES[@]}"; }
 
 can_build_x86() { [ "$(dpkg --print-architecture)" = amd64 ]; }
