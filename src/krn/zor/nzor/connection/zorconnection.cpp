@@ -19,8 +19,10 @@ namespace {
 struct ConnectionList {
     ConnectionList() { connections.reserve(100); }
 
-    bool contains(const ZorConnection* connection) const noexcept {
-        return std::find(connections.begin(), connections.end(), connection) != connections.end();
+    /** The connection of a handle; NULL if none has it. The handle is only compared, never followed. */
+    ZorConnection* find(ZOR_CONNECTION_HANDLE handle) const noexcept {
+        const auto found = std::ranges::find(connections, handle, &ZorConnection::handle);
+        return found != connections.end() ? *found : nullptr;
     }
 
     std::mutex cs_zor_conn;
@@ -31,11 +33,6 @@ struct ConnectionList {
 ConnectionList& list() {
     static auto* const theList = new ConnectionList;
     return *theList;
-}
-
-ZorConnection* fromHandle(ZOR_CONNECTION_HANDLE handle) noexcept {
-    // Only compared until it was found; then it is what addConnection made the handle from.
-    return static_cast<ZorConnection*>(reinterpret_cast<ZorConnectionBase*>(handle));
 }
 
 [[noreturn]] void throwInvalidHandle(ZOR_CONNECTION_HANDLE handle) {
@@ -65,8 +62,7 @@ ZOR_CONNECTION_HANDLE ZorConnection::handle() noexcept {
 ZorConnection* ZorConnection::getConnectionFromHandle(ZOR_CONNECTION_HANDLE handle) noexcept {
     if (handle == nullptr) return nullptr;
     const std::lock_guard lock(list().cs_zor_conn);
-    ZorConnection* const candidate = fromHandle(handle);
-    return list().contains(candidate) ? candidate : nullptr;
+    return list().find(handle);
 }
 
 bool ZorConnection::isHandleValid(ZOR_CONNECTION_HANDLE handle) noexcept {
@@ -76,8 +72,7 @@ bool ZorConnection::isHandleValid(ZOR_CONNECTION_HANDLE handle) noexcept {
 unsigned ZorConnection::traceLevelOf(ZOR_CONNECTION_HANDLE handle) noexcept {
     if (handle != nullptr) {
         const std::lock_guard lock(list().cs_zor_conn);
-        const ZorConnection* const candidate = fromHandle(handle);
-        if (list().contains(candidate)) return candidate->traceLevel;
+        if (const ZorConnection* const found = list().find(handle)) return found->traceLevel;
     }
     return ZorConfig::getGlobalTraceLevel();
 }
@@ -104,11 +99,10 @@ void ZorConnection::closeHandle(ZOR_CONNECTION_HANDLE handle) {
     std::unique_ptr<ZorConnection> closing;
     {
         const std::lock_guard lock(list().cs_zor_conn);
-        ZorConnection* const candidate = fromHandle(handle);
-        if (!list().contains(candidate)) throwInvalidHandle(handle);
-        std::erase(list().connections, candidate);
-        candidate->listed = false;
-        closing.reset(candidate);
+        closing.reset(list().find(handle));
+        if (closing == nullptr) throwInvalidHandle(handle);
+        std::erase(list().connections, closing.get());
+        closing->listed = false;
     }
     // Its destructor ends the conversation, outside the lock.
 }
@@ -116,10 +110,10 @@ void ZorConnection::closeHandle(ZOR_CONNECTION_HANDLE handle) {
 void ZorConnection::cancelHandle(ZOR_CONNECTION_HANDLE handle) {
     // The lock keeps the connection alive for this moment; the driver only takes a note.
     const std::lock_guard lock(list().cs_zor_conn);
-    ZorConnection* const candidate = fromHandle(handle);
-    if (!list().contains(candidate) || candidate->control.zor_role != 'C') throwInvalidHandle(handle);
-    if (candidate->inCall == 0) throw ZorIllegalStateException("ZOR connection is currently not in call.");
-    candidate->cpic_tcp->cancel();
+    ZorConnection* const connection = list().find(handle);
+    if (connection == nullptr || connection->control.zor_role != 'C') throwInvalidHandle(handle);
+    if (connection->inCall == 0) throw ZorIllegalStateException("ZOR connection is currently not in call.");
+    connection->cpic_tcp->cancel();
 }
 
 ZOR_CONNECTION_HANDLE ZorConnection::openNew(ZorOptions& options, ZOR_PROTOCOL_TYPE type) {

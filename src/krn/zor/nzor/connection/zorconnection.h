@@ -38,6 +38,8 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     static void closeHandle(ZOR_CONNECTION_HANDLE handle);
     /** Asks the thread that has a call running on the connection to give it up. */
     static void cancelHandle(ZOR_CONNECTION_HANDLE handle);
+    /** The handle of this connection: the address of its base. */
+    ZOR_CONNECTION_HANDLE handle() noexcept;
     /** The level of the connection; the global one for a handle that isn't in the list. */
     static unsigned traceLevelOf(ZOR_CONNECTION_HANDLE handle) noexcept;
     /** @} */
@@ -72,7 +74,6 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     void dispatch();
     void refuseCallback(const ZorServerNotFoundException& failure);
     KEL_string composedMessage() const;
-    ZOR_CONNECTION_HANDLE handle() noexcept;
 
     void closeBroken() noexcept override;
     [[noreturn]] void raiseCollectedError() override;
