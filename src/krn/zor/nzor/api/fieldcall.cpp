@@ -31,14 +31,14 @@ constexpr unsigned longestDump = 0x7FFFFFFF;
 
 }  // namespace
 
-bool isSecret(const FieldCall& call, const TracedField& field) noexcept {
+bool isSecret(FieldCall call, const TracedField& field) noexcept {
     if (field.byName) return field.name != nullptr && isSecretName(field.name);
     const ZorRecord* record = liveRecord(call.handle);
     return record != nullptr && field.index < record->getFieldCount() &&
            isSecretName(record->getName(field.index));
 }
 
-void traceArguments(const FieldCall& call, const TracedField& field, const KEL_UC* format, ...) noexcept {
+void traceArguments(FieldCall call, const TracedField& field, const KEL_UC* format, ...) noexcept {
     KEL_UC text[lineWidth];
     va_list arguments;
     va_start(arguments, format);
@@ -48,7 +48,7 @@ void traceArguments(const FieldCall& call, const TracedField& field, const KEL_U
                   FieldText(field, true).text, text, static_cast<void*>(call.errorInfo));
 }
 
-void traceResult(const FieldCall& call, const TracedField& field, const KEL_UC* format, ...) noexcept {
+void traceResult(FieldCall call, const TracedField& field, const KEL_UC* format, ...) noexcept {
     KEL_UC text[lineWidth];
     va_list arguments;
     va_start(arguments, format);
@@ -58,8 +58,7 @@ void traceResult(const FieldCall& call, const TracedField& field, const KEL_UC* 
                   isSecret(call, field) ? "***" : text);
 }
 
-void traceBuffer(const FieldCall& call, const TracedField& field, const void* buffer,
-                 unsigned length) noexcept {
+void traceBuffer(FieldCall call, const TracedField& field, const void* buffer, unsigned length) noexcept {
     if (isSecret(call, field) || length > longestDump) return;
     ZorTraceHexDump(static_cast<const KEL_RAW*>(buffer), length, "%s(%s) buffer:", call.function,
                     FieldText(field, false).text);

@@ -33,7 +33,10 @@ struct TracedField {
     bool byName;
 };
 
-/** An accessor's own name, the container and the record that the caller gave. */
+/**
+ * An accessor's own name, the container and the record that the caller gave. The traces take it by value: so
+ * it is put together on their roads only.
+ */
 struct FieldCall {
     const KEL_UC* function;
     DATA_CONTAINER_HANDLE handle;
@@ -41,19 +44,18 @@ struct FieldCall {
 };
 
 /** True if the value of a field must not be traced. */
-bool isSecret(const FieldCall& call, const TracedField& field) noexcept;
+bool isSecret(FieldCall call, const TracedField& field) noexcept;
 
 /** The line of a call; the format tells the arguments between the field and the error record. */
-[[gnu::format(printf, 3, 4)]] void traceArguments(const FieldCall& call, const TracedField& field,
+[[gnu::format(printf, 3, 4)]] void traceArguments(FieldCall call, const TracedField& field,
                                                   const KEL_UC* format, ...) noexcept;
 
 /** The line of a value that was read. */
-[[gnu::format(printf, 3, 4)]] void traceResult(const FieldCall& call, const TracedField& field,
-                                               const KEL_UC* format, ...) noexcept;
+[[gnu::format(printf, 3, 4)]] void traceResult(FieldCall call, const TracedField& field, const KEL_UC* format,
+                                               ...) noexcept;
 
 /** The dump of a buffer that was read or written. */
-void traceBuffer(const FieldCall& call, const TracedField& field, const void* buffer,
-                 unsigned length) noexcept;
+void traceBuffer(FieldCall call, const TracedField& field, const void* buffer, unsigned length) noexcept;
 
 /** Level source: the container's level, which was read before, so that it is read once. */
 struct FieldLevel {
@@ -99,6 +101,22 @@ ZOR_RC onField(const FieldCall& call, Key key, const Arguments& arguments, const
                        if (trace.isOpen()) [[unlikely]]
                            result();
                    });
+}
+
+/**
+ * The container for the commonest access of all: a living one whose accesses aren't traced; null for any
+ * other. A plain number by index is settled in front of the frame, which would cost more than the access;
+ * what can't be settled there runs through the frame from the start, so that the frame alone knows failures.
+ */
+inline ZorRecord* quietRecord(DATA_CONTAINER_HANDLE handle) noexcept {
+    ZorRecord* const record = liveRecord(handle);
+    return record != nullptr && record->getTraceLevel() <= fieldThreshold ? record : nullptr;
+}
+
+/** The result of an access that was settled in front of the frame. */
+inline ZOR_RC plainDone(ZOR_ERROR_INFO* errorInfo) noexcept {
+    if (errorInfo != nullptr) errorInfo->code = ZOR_OK;
+    return ZOR_OK;
 }
 
 }  // namespace zorapi

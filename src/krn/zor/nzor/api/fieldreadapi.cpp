@@ -30,13 +30,24 @@ ZOR_RC readBuffer(const FieldCall& call, Key key, Character* buffer, unsigned le
         [&] { traceBuffer(call, key, buffer, *valueLength); });
 }
 
-/** Reads a number; the format shows it. */
+/** Reads a number; the format shows it. Out of line, so that its registers aren't saved for plain numbers. */
 template <class Key, class Value>
-ZOR_RC readNumber(const FieldCall& call, Key key, Value* value, const KEL_UC* format) {
+[[gnu::noinline]] ZOR_RC readNumber(FieldCall call, Key key, Value* value, const KEL_UC* format) {
     return onField(
         call, key, [&] { traceArguments(call, key, "pval=%p", static_cast<void*>(value)); },
-        [&](ZorRecord& record, unsigned index) { record.getValue(index, value); },
+        [&](ZorRecord& record, unsigned index) {
+            if (value == nullptr || !record.getPlain(index, *value)) record.getValue(index, value);
+        },
         [&] { traceResult(call, key, format, *value); });
+}
+
+/** Reads a number by index: a plain one at once, all else in the frame. */
+template <class Value>
+ZOR_RC readIndexed(FieldCall call, unsigned index, Value* value, const KEL_UC* format) {
+    const ZorRecord* const record = quietRecord(call.handle);
+    if (record != nullptr && value != nullptr && record->getPlain(index, *value)) [[likely]]
+        return plainDone(call.errorInfo);
+    return readNumber(call, ByIndex{index}, value, format);
 }
 
 /** Gives the handle of a child, made on first use. */
@@ -156,7 +167,7 @@ ZOR_RC ZorGetInt(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT* 
 
 ZOR_RC ZorGetIntByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT* value,
                         ZOR_ERROR_INFO* errorInfo) {
-    return readNumber({__func__, dataHandle, errorInfo}, ByIndex{index}, value, "%d");
+    return readIndexed({__func__, dataHandle, errorInfo}, index, value, "%d");
 }
 
 ZOR_RC ZorGetInt1(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT1* value,
@@ -166,7 +177,7 @@ ZOR_RC ZorGetInt1(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT1
 
 ZOR_RC ZorGetInt1ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT1* value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return readNumber({__func__, dataHandle, errorInfo}, ByIndex{index}, value, "%d");
+    return readIndexed({__func__, dataHandle, errorInfo}, index, value, "%d");
 }
 
 ZOR_RC ZorGetInt2(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT2* value,
@@ -176,7 +187,7 @@ ZOR_RC ZorGetInt2(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT2
 
 ZOR_RC ZorGetInt2ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT2* value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return readNumber({__func__, dataHandle, errorInfo}, ByIndex{index}, value, "%d");
+    return readIndexed({__func__, dataHandle, errorInfo}, index, value, "%d");
 }
 
 ZOR_RC ZorGetInt8(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT8* value,
@@ -186,7 +197,7 @@ ZOR_RC ZorGetInt8(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT8
 
 ZOR_RC ZorGetInt8ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT8* value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return readNumber({__func__, dataHandle, errorInfo}, ByIndex{index}, value, "%lld");
+    return readIndexed({__func__, dataHandle, errorInfo}, index, value, "%lld");
 }
 
 ZOR_RC ZorGetFloat(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_FLOAT* value,
@@ -196,7 +207,7 @@ ZOR_RC ZorGetFloat(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_FLO
 
 ZOR_RC ZorGetFloatByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_FLOAT* value,
                           ZOR_ERROR_INFO* errorInfo) {
-    return readNumber({__func__, dataHandle, errorInfo}, ByIndex{index}, value, "%.17g");
+    return readIndexed({__func__, dataHandle, errorInfo}, index, value, "%.17g");
 }
 
 ZOR_RC ZorGetStructure(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name,

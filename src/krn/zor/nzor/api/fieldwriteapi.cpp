@@ -19,9 +19,9 @@ ZOR_RC writeBuffer(const FieldCall& call, Key key, const Character* value, unsig
         [&] { traceBuffer(call, key, value, length); });
 }
 
-/** Writes a number; the format shows it. */
+/** Writes a number; the format shows it. Out of line as the reading is. */
 template <class Key, class Value>
-ZOR_RC writeNumber(const FieldCall& call, Key key, Value value, const KEL_UC* format) {
+[[gnu::noinline]] ZOR_RC writeNumber(FieldCall call, Key key, Value value, const KEL_UC* format) {
     return onField(
         call, key,
         [&] {
@@ -30,7 +30,19 @@ ZOR_RC writeNumber(const FieldCall& call, Key key, Value value, const KEL_UC* fo
             else
                 traceArguments(call, key, format, value);
         },
-        [&](ZorRecord& record, unsigned index) { record.setValue(index, value); }, [] {});
+        [&](ZorRecord& record, unsigned index) {
+            if (!record.setPlain(index, value)) record.setValue(index, value);
+        },
+        [] {});
+}
+
+/** Writes a number by index: a plain one at once, all else in the frame. */
+template <class Value>
+ZOR_RC writeIndexed(FieldCall call, unsigned index, Value value, const KEL_UC* format) {
+    ZorRecord* const record = quietRecord(call.handle);
+    if (record != nullptr && record->setPlain(index, value)) [[likely]]
+        return plainDone(call.errorInfo);
+    return writeNumber(call, ByIndex{index}, value, format);
 }
 
 /** Copies a container into a field; `refusal` is the text for one of another kind. */
@@ -130,7 +142,7 @@ ZOR_RC ZorSetInt(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT v
 
 ZOR_RC ZorSetIntByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT value,
                         ZOR_ERROR_INFO* errorInfo) {
-    return writeNumber({__func__, dataHandle, errorInfo}, ByIndex{index}, value, "value=%d");
+    return writeIndexed({__func__, dataHandle, errorInfo}, index, value, "value=%d");
 }
 
 ZOR_RC ZorSetInt1(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT1 value,
@@ -140,7 +152,7 @@ ZOR_RC ZorSetInt1(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT1
 
 ZOR_RC ZorSetInt1ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT1 value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return writeNumber({__func__, dataHandle, errorInfo}, ByIndex{index}, value, "value=%d");
+    return writeIndexed({__func__, dataHandle, errorInfo}, index, value, "value=%d");
 }
 
 ZOR_RC ZorSetInt2(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT2 value,
@@ -150,7 +162,7 @@ ZOR_RC ZorSetInt2(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT2
 
 ZOR_RC ZorSetInt2ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT2 value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return writeNumber({__func__, dataHandle, errorInfo}, ByIndex{index}, value, "value=%d");
+    return writeIndexed({__func__, dataHandle, errorInfo}, index, value, "value=%d");
 }
 
 ZOR_RC ZorSetInt8(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT8 value,
@@ -160,7 +172,7 @@ ZOR_RC ZorSetInt8(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT8
 
 ZOR_RC ZorSetInt8ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT8 value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return writeNumber({__func__, dataHandle, errorInfo}, ByIndex{index}, value, "value=%lld");
+    return writeIndexed({__func__, dataHandle, errorInfo}, index, value, "value=%lld");
 }
 
 ZOR_RC ZorSetFloat(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_FLOAT value,
@@ -170,7 +182,7 @@ ZOR_RC ZorSetFloat(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_FLO
 
 ZOR_RC ZorSetFloatByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_FLOAT value,
                           ZOR_ERROR_INFO* errorInfo) {
-    return writeNumber({__func__, dataHandle, errorInfo}, ByIndex{index}, value, "value=%.17g");
+    return writeIndexed({__func__, dataHandle, errorInfo}, index, value, "value=%.17g");
 }
 
 ZOR_RC ZorSetStructure(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_STRUCTURE_HANDLE value,

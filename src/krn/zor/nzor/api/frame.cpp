@@ -60,12 +60,11 @@ ZOR_RC refuse(const KEL_UC* name, ZOR_ERROR_INFO* info, const Verdict& verdict) 
     return verdict.rc;
 }
 
-void FrameTrace::begin() noexcept {
-    open = true;
+void FrameTrace::writeBegin(const KEL_UC* name) noexcept {
     ZorTraceBeginApi(name);
 }
 
-void FrameTrace::writeEnd(ZOR_RC rc, const ZOR_ERROR_INFO* info) const noexcept {
+void FrameTrace::writeEnd(const KEL_UC* name, ZOR_RC rc, const ZOR_ERROR_INFO* info) noexcept {
     ZorTraceEndApi(name, rc, info);
 }
 

@@ -99,8 +99,10 @@ class FrameTrace {
 
     /** Gives the call another level on its way; a trace that wasn't open yet is opened now. */
     void setLevel(unsigned level) noexcept {
-        if (level > threshold && !open) [[unlikely]]
-            begin();
+        if (level > threshold && !open) [[unlikely]] {
+            open = true;
+            writeBegin(name);
+        }
         closing = level > threshold;
     }
 
@@ -109,12 +111,13 @@ class FrameTrace {
 
     void end(ZOR_RC rc, const ZOR_ERROR_INFO* info) const noexcept {
         if (closing) [[unlikely]]
-            writeEnd(rc, info);
+            writeEnd(name, rc, info);
     }
 
   private:
-    void begin() noexcept;
-    void writeEnd(ZOR_RC rc, const ZOR_ERROR_INFO* info) const noexcept;
+    // Static, so that the members can stay in registers.
+    static void writeBegin(const KEL_UC* name) noexcept;
+    static void writeEnd(const KEL_UC* name, ZOR_RC rc, const ZOR_ERROR_INFO* info) noexcept;
 
     const KEL_UC* name;
     unsigned threshold;

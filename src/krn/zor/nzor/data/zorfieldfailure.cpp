@@ -12,8 +12,8 @@ constexpr size_t longestValue = sizeof ZOR_ERROR_INFO::message;
 
 constexpr std::string_view hiddenValue = "***";
 
-std::string_view shown(const ZorField& field, std::string_view value) noexcept {
-    return isSecretName(*field.name) ? hiddenValue : value.substr(0, longestValue);
+std::string_view shown(const ZorFieldTypeBase& field, std::string_view value) noexcept {
+    return isSecretName(field.name) ? hiddenValue : value.substr(0, longestValue);
 }
 
 void appendPosition(KEL_string& text, int position) {
@@ -22,34 +22,34 @@ void appendPosition(KEL_string& text, int position) {
 
 }  // namespace
 
-void throwReadFailure(const ZorField& field, std::string_view wanted) {
-    throw ZorTypeConversionException(*field.name, field.type, wanted);
+void throwReadFailure(const ZorFieldTypeBase& field, std::string_view wanted) {
+    throw ZorTypeConversionException(field.name, field.type, wanted);
 }
 
-void throwWriteFailure(const ZorField& field, std::string_view source) {
-    throw ZorTypeConversionException(*field.name, source, field.type);
+void throwWriteFailure(const ZorFieldTypeBase& field, std::string_view source) {
+    throw ZorTypeConversionException(field.name, source, field.type);
 }
 
-void throwValueFailure(const ZorField& field, ZORTYPE source, std::string_view value,
+void throwValueFailure(const ZorFieldTypeBase& field, ZORTYPE source, std::string_view value,
                        std::string_view wanted) {
-    throw ZorTypeConversionException(*field.name, source, shown(field, value), wanted);
+    throw ZorTypeConversionException(field.name, source, shown(field, value), wanted);
 }
 
-void throwTextFailure(const ZorField& field, std::string_view value, int position) {
+void throwTextFailure(const ZorFieldTypeBase& field, std::string_view value, int position) {
     KEL_string text("Cannot convert string value ");
     text.append(shown(field, value));
     appendPosition(text, position);
-    text.append(" for the field ").append(*field.name).append(" to type ").append(zorTypeName(field.type));
+    text.append(" for the field ").append(field.name).append(" to type ").append(zorTypeName(field.type));
     throw ZorTypeConversionException(text);
 }
 
-void throwRenderFailure(const ZorField& field, std::span<const KEL_RAW> content, int position) {
+void throwRenderFailure(const ZorFieldTypeBase& field, std::span<const KEL_RAW> content, int position) {
     KEL_string hex;
     Hex::encode(content.first(std::min(content.size(), longestValue / 2)), hex);
     KEL_string text("Cannot convert ");
     if (!hex.empty()) text.append("byte value ").append(shown(field, hex));
     appendPosition(text, position);
-    text.append(" for ").append(*field.name).append(" of type ").append(zorTypeName(field.type));
+    text.append(" for ").append(field.name).append(" of type ").append(zorTypeName(field.type));
     throw ZorTypeConversionException(text);
 }
 

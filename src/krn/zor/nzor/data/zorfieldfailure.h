@@ -7,20 +7,21 @@
 #include "data/zorrecord.h"
 
 /** A field can't be read as the wanted type. */
-[[noreturn]] void throwReadFailure(const ZorField& field, std::string_view wanted);
+[[noreturn]] void throwReadFailure(const ZorFieldTypeBase& field, std::string_view wanted);
 
 /** A value of the source type can't be written to a field. */
-[[noreturn]] void throwWriteFailure(const ZorField& field, std::string_view source);
+[[noreturn]] void throwWriteFailure(const ZorFieldTypeBase& field, std::string_view source);
 
 /** A value that came in the source type has no counterpart in the wanted one. */
-[[noreturn]] void throwValueFailure(const ZorField& field, ZORTYPE source, std::string_view value,
+[[noreturn]] void throwValueFailure(const ZorFieldTypeBase& field, ZORTYPE source, std::string_view value,
                                     std::string_view wanted);
 
 /** A text has no counterpart in the field's type; `position` is -1 if none is known. */
-[[noreturn]] void throwTextFailure(const ZorField& field, std::string_view value, int position);
+[[noreturn]] void throwTextFailure(const ZorFieldTypeBase& field, std::string_view value, int position);
 
 /** The content of a field is broken, so that it has no text. */
-[[noreturn]] void throwRenderFailure(const ZorField& field, std::span<const KEL_RAW> content, int position);
+[[noreturn]] void throwRenderFailure(const ZorFieldTypeBase& field, std::span<const KEL_RAW> content,
+                                     int position);
 
 /** A value of a type needs `required` characters or bytes where the buffer has `length`. */
 [[noreturn]] void throwBufferFailure(ZORTYPE type, unsigned length, size_t required);

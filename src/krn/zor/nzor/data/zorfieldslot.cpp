@@ -43,14 +43,14 @@ void forEachPointer(const ZorRecordMetaData& desc, const Operation& operation) {
 }  // namespace
 
 void fillSlot(const ZorFieldSlot& slot) {
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_CHAR:
-            std::memset(slot.addr, ' ', slot.length);
+            std::memset(slot.addr, ' ', slot.field.length1);
             return;
         case ZORTYPE_DATE:
         case ZORTYPE_TIME:
         case ZORTYPE_NUM:
-            std::memset(slot.addr, '0', slot.length);
+            std::memset(slot.addr, '0', slot.field.length1);
             return;
         case ZORTYPE_TABLE:
             if (auto* child = loadChild<ZorTable>(slot.addr)) child->removeAll();
@@ -65,8 +65,9 @@ void fillSlot(const ZorFieldSlot& slot) {
             if (auto* child = loadChild<ZorXString>(slot.addr)) child->clear();
             return;
         default:
-            std::memset(slot.addr, 0, slot.length);
-            if (slot.type == ZORTYPE_BCD && slot.length > 0) slot.addr[slot.length - 1] = packedPositiveZero;
+            std::memset(slot.addr, 0, slot.field.length1);
+            if (slot.field.type == ZORTYPE_BCD && slot.field.length1 > 0)
+                slot.addr[slot.field.length1 - 1] = packedPositiveZero;
             return;
     }
 }

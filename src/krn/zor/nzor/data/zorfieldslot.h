@@ -12,19 +12,19 @@
 template <class T>
 T loadScalar(const ZorFieldSlot& slot) noexcept {
     T value{};
-    if (slot.length >= sizeof value) [[likely]]
+    if (slot.field.length1 >= sizeof value) [[likely]]
         std::memcpy(&value, slot.addr, sizeof value);
     else
-        std::memcpy(&value, slot.addr, slot.length);
+        std::memcpy(&value, slot.addr, slot.field.length1);
     return value;
 }
 
 template <class T>
 void storeScalar(const ZorFieldSlot& slot, T value) noexcept {
-    if (slot.length >= sizeof value) [[likely]]
+    if (slot.field.length1 >= sizeof value) [[likely]]
         std::memcpy(slot.addr, &value, sizeof value);
     else
-        std::memcpy(slot.addr, &value, slot.length);
+        std::memcpy(slot.addr, &value, slot.field.length1);
 }
 
 /** The child behind a pointer slot; null if there is none. */

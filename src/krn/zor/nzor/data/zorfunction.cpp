@@ -14,8 +14,10 @@ ZorFunction::ZorFunction(ZorFunctionMetaData& desc) : metaData(&desc), name(desc
     desc.lock();
     std::transform(name.begin(), name.end(), name.begin(), toCapital);
     params.reserve(desc.getFieldCount());
+    paramSlots.reserve(desc.getFieldCount());
     for (unsigned index = 0; index < desc.getFieldCount(); ++index)
-        params.push_back(std::make_unique<ZorParameter>(desc[index]));
+        paramSlots.push_back(params.emplace_back(std::make_unique<ZorParameter>(desc[index]))->slot());
+    slots = paramSlots.data();
     fieldCount = desc.getFieldCount();
 }
 

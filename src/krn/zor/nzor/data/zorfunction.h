@@ -24,8 +24,8 @@ class ZorFunction : public ZorRecord {
     ZorRecordType getRecordType() const noexcept override { return ZOR_RECORD_FUNCTION; }
     ZorAbstractMetaData* getDescriptor() override { return metaData.get(); }
     unsigned getIndex(std::string_view name) const override { return metaData->getIndex(name); }
-    ZorField describe(unsigned index) const override { return params[index]->properties(); }
-    ZorFieldSlot locate(unsigned index) override { return params[index]->slot(); }
+    const ZorFieldTypeBase& describe(unsigned index) const noexcept override { return params[index]->desc(); }
+    ZorFieldSlot locate(unsigned index) override { return paramSlots[index]; }
 
     /** The function's name in capitals. */
     const KEL_string& getName() const noexcept { return name; }
@@ -60,4 +60,5 @@ class ZorFunction : public ZorRecord {
     ZorMetaDataRef<ZorFunctionMetaData> metaData;
     KEL_string name;
     std::vector<std::unique_ptr<ZorParameter>> params;
+    std::vector<ZorFieldSlot> paramSlots;  ///< Of each parameter, whose storage never moves.
 };

@@ -22,14 +22,11 @@ class ZorParameter : public ZorRecord {
     /** The description of a table's rows or of a structure, which is made if need be; else null. */
     ZorAbstractMetaData* getDescriptor() override;
     unsigned getIndex(std::string_view) const override { return 0; }
-    ZorField describe(unsigned) const override { return properties(); }
+    const ZorFieldTypeBase& describe(unsigned) const noexcept override { return field; }
     ZorFieldSlot locate(unsigned) override { return slot(); }
 
     /** As `locate`, for the function that owns this. */
-    ZorFieldSlot slot() noexcept { return {properties(), addr.get(), &active}; }
-    ZorField properties() const noexcept {
-        return {&field.name, field.typeDesc.raw(), field.length1, field.decimals, field.type};
-    }
+    ZorFieldSlot slot() noexcept { return {field, addr.get(), &active}; }
 
     const ZorParameterFieldType& desc() const noexcept { return field; }
     ZOR_DIRECTION direction() const noexcept { return field.direction; }

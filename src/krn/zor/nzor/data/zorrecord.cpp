@@ -15,11 +15,12 @@ ZorRecordMetaData* recordOf(ZorAbstractMetaData* typeDesc) noexcept {
 
 /** Makes the child of a field that has none yet. */
 void makeChild(const ZorFieldSlot& slot, ZorStructure*& child) {
-    child = std::make_unique<ZorStructure>(recordOf(slot.typeDesc)).release();
+    child = std::make_unique<ZorStructure>(recordOf(slot.field.typeDesc.raw())).release();
 }
 
 void makeChild(const ZorFieldSlot& slot, ZorTable*& child) {
-    if (auto* rowType = recordOf(slot.typeDesc)) child = std::make_unique<ZorTable>(rowType).release();
+    if (auto* rowType = recordOf(slot.field.typeDesc.raw()))
+        child = std::make_unique<ZorTable>(rowType).release();
 }
 
 void makeChild(const ZorFieldSlot&, ZorString*& child) {
@@ -33,7 +34,7 @@ void makeChild(const ZorFieldSlot&, ZorXString*& child) {
 /** The child of a field, which is owned by the record; null if there is none and none is to be made. */
 template <class T>
 T* childOf(const ZorFieldSlot& slot, ZORTYPE type, std::string_view wanted, bool create) {
-    if (slot.type != type) throwReadFailure(slot, wanted);
+    if (slot.field.type != type) throwReadFailure(slot.field, wanted);
     T* child = loadChild<T>(slot.addr);
     if (child == nullptr && create) {
         makeChild(slot, child);
@@ -52,19 +53,15 @@ ZorRecord::~ZorRecord() {
 }
 
 ZorRecordMetaData* ZorRecord::getRecordMetaData(unsigned index) const {
-    return recordOf(describe(index).typeDesc);
+    return recordOf(describe(index).typeDesc.raw());
 }
 
 void ZorRecord::fillField(unsigned index) {
     fillSlot(locate(index));
 }
 
-ZorFieldSlot ZorRecord::access(unsigned index, const void* value) {
-    if (index >= fieldCount) [[unlikely]]
-        throw ZorInvalidParameterException("index does not exist");
-    if (value == nullptr) [[unlikely]]
-        throw ZorInvalidParameterException("value is null");
-    return locate(index);
+void ZorRecord::refuseAccess(unsigned index) const {
+    throw ZorInvalidParameterException(index >= fieldCount ? "index does not exist" : "value is null");
 }
 
 void ZorRecord::getValue(unsigned index, ZorStructure** child, bool create) {
@@ -87,7 +84,7 @@ void ZorRecord::getValue(unsigned index, ZorXString** child, bool create) {
 
 void ZorRecord::setValue(unsigned index, const ZorStructure& value) {
     const ZorFieldSlot slot = access(index, &value);
-    if (slot.type != ZORTYPE_STRUCTURE) throwWriteFailure(slot, "ZOR_STRUCTURE_HANDLE");
+    if (slot.field.type != ZORTYPE_STRUCTURE) throwWriteFailure(slot.field, "ZOR_STRUCTURE_HANDLE");
     auto* child = loadChild<ZorStructure>(slot.addr);
     if (child != nullptr)
         *child = value;
@@ -97,7 +94,7 @@ void ZorRecord::setValue(unsigned index, const ZorStructure& value) {
 
 void ZorRecord::setValue(unsigned index, const ZorTable& value) {
     const ZorFieldSlot slot = access(index, &value);
-    if (slot.type != ZORTYPE_TABLE) throwWriteFailure(slot, "ZOR_TABLE_HANDLE");
+    if (slot.field.type != ZORTYPE_TABLE) throwWriteFailure(slot.field, "ZOR_TABLE_HANDLE");
     auto* child = loadChild<ZorTable>(slot.addr);
     if (child != nullptr)
         *child = value;
@@ -130,7 +127,7 @@ ZorTable* ZorRecord::getTable(unsigned width, unsigned short partnerCharSize) {
     if (table != nullptr) return table;
     // No row description: its place tells which elementary type the rows have.
     const ZorFieldSlot slot = locate(0);
-    const bool bytes = slot.typeDesc == ZorMetaDataStatics::ZOR_METADATA_ZORTYPE_BYTE;
+    const bool bytes = slot.field.typeDesc.raw() == ZorMetaDataStatics::ZOR_METADATA_ZORTYPE_BYTE;
     table = std::make_unique<ZorTable>(bytes ? ZORTYPE_BYTE : ZORTYPE_CHAR, width, partnerCharSize).release();
     storeChild(slot.addr, table);
     return table;

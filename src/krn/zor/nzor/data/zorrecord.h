@@ -4,14 +4,14 @@
 #include <kelzor/types.h>
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "error/zorexception.h"
+#include "meta/zorrecordmetadata.h"
 
-class ZorAbstractMetaData;
-class ZorRecordMetaData;
 class ZorStructure;
 class ZorTable;
 
@@ -29,20 +29,24 @@ enum ZorRecordType : unsigned {
     ZOR_RECORD_OBJECT = 4,
 };
 
-/** What a field is. The name and the description belong to the record's description. */
-struct ZorField {
-    const KEL_string* name;
-    ZorAbstractMetaData* typeDesc;  ///< Of a structure or of a table's rows; null or a sentinel for none.
-    unsigned length;                ///< Bytes that the field occupies in the record.
-    unsigned decimals;
-    ZORTYPE type;
+/** A field and the place where its value lies at the moment. */
+struct ZorFieldSlot {
+    const ZorFieldTypeBase& field;  ///< Part of the record's description; `length1` bytes are the value's.
+    KEL_RAW* addr;                  ///< The value, or a pointer for parameters of a type held by pointer.
+    bool* active;                   ///< Set when a scalar was written; null where there is no such flag.
 };
 
-/** A field and the place where its value lies at the moment. */
-struct ZorFieldSlot : ZorField {
-    KEL_RAW* addr;  ///< `length` bytes, or a pointer for parameters of a type that is held by pointer.
-    bool* active;   ///< Set when a scalar was written; null where there is no such flag.
-};
+/** The field type whose values have the form of a caller's number. */
+template <class T>
+inline constexpr ZORTYPE zorTypeOf = ZORTYPE_FLOAT;
+template <>
+inline constexpr ZORTYPE zorTypeOf<ZOR_INT> = ZORTYPE_INT;
+template <>
+inline constexpr ZORTYPE zorTypeOf<ZOR_INT1> = ZORTYPE_INT1;
+template <>
+inline constexpr ZORTYPE zorTypeOf<ZOR_INT2> = ZORTYPE_INT2;
+template <>
+inline constexpr ZORTYPE zorTypeOf<ZOR_INT8> = ZORTYPE_INT8;
 
 /**
  * A data container: a sequence of fields, by index or by name. A structure has the fields of its
@@ -69,7 +73,7 @@ class ZorRecord {
     virtual unsigned getIndex(std::string_view name) const = 0;
 
     /** A field's properties; the index is below `getFieldCount`. */
-    virtual ZorField describe(unsigned index) const = 0;
+    virtual const ZorFieldTypeBase& describe(unsigned index) const noexcept = 0;
 
     /** A field with the place of its value; the index is below `getFieldCount`. */
     virtual ZorFieldSlot locate(unsigned index) = 0;
@@ -85,9 +89,9 @@ class ZorRecord {
     /** @name Properties of one field, whose index must exist. */
     /** @{ */
     ZORTYPE getType(unsigned index) const { return describe(index).type; }
-    unsigned getLength(unsigned index) const { return describe(index).length; }
+    unsigned getLength(unsigned index) const { return describe(index).length1; }
     unsigned getDecimals(unsigned index) const { return describe(index).decimals; }
-    const KEL_string& getName(unsigned index) const { return *describe(index).name; }
+    const KEL_string& getName(unsigned index) const { return describe(index).name; }
     /** Description of a structure field or of a table field's rows; null if there is none. */
     ZorRecordMetaData* getRecordMetaData(unsigned index) const;
     KEL_RAW* getBuffer(unsigned index) { return locate(index).addr; }
@@ -131,6 +135,28 @@ class ZorRecord {
     void setValue(unsigned index, ZOR_FLOAT value);
     /** @} */
 
+    /** @name Plain numbers
+     * The commonest access, without a call: a field that holds the caller's type in full. False, with
+     * nothing done, for all else, failures included; `getValue` and `setValue` then know what it is.
+     */
+    /** @{ */
+    template <class T>
+    bool getPlain(unsigned index, T& value) const noexcept {
+        const KEL_RAW* const addr = plainNumber<T>(index);
+        if (addr == nullptr) return false;
+        std::memcpy(&value, addr, sizeof value);
+        return true;
+    }
+    template <class T>
+    bool setPlain(unsigned index, T value) noexcept {
+        KEL_RAW* const addr = plainNumber<T>(index);
+        if (addr == nullptr) return false;
+        std::memcpy(addr, &value, sizeof value);
+        if (slots != nullptr) *slots[index].active = true;
+        return true;
+    }
+    /** @} */
+
     /** @name Children
      * The record owns them. With `create` a child that doesn't exist yet is made; else null is given.
      * A table of elementary rows isn't made here but by `getTable`. The copying setters leave the
@@ -168,13 +194,43 @@ class ZorRecord {
 
     unsigned fieldCount = 0;
     unsigned traceLevel;
+    /** @name What `locate` would find, where that is known beforehand; null where it has to look or refuse.
+     */
+    /** @{ */
+    /** Fields that lie in one block of bytes: their descriptions and the block. */
+    const ZorRecordFieldType* blockFields = nullptr;
+    KEL_RAW* block = nullptr;
+    /** Fields that lie apart from each other, all with a flag for writing. */
+    const ZorFieldSlot* slots = nullptr;
+    /** @} */
 
   private:
     static constexpr std::uint16_t liveMark = 0xCDAB;
     static constexpr std::uint16_t deadMark = 0xFFFF;
 
     /** The slot for an access: checks the index and the caller's pointer. */
-    ZorFieldSlot access(unsigned index, const void* value);
+    ZorFieldSlot access(unsigned index, const void* value) {
+        if (index >= fieldCount || value == nullptr) [[unlikely]]
+            refuseAccess(index);
+        return locate(index);
+    }
+    [[noreturn]] void refuseAccess(unsigned index) const;
+
+    template <class T>
+    static bool holds(const ZorFieldTypeBase& field) noexcept {
+        return field.type == zorTypeOf<T> && field.length1 >= sizeof(T);
+    }
+
+    /** Where a field holds a plain number; null if it doesn't, or if that isn't known without `locate`. */
+    template <class T>
+    KEL_RAW* plainNumber(unsigned index) const noexcept {
+        if (index >= fieldCount) return nullptr;
+        if (block != nullptr) {
+            const ZorRecordFieldType& field = blockFields[index];
+            return holds<T>(field) ? block + field.offset1 : nullptr;
+        }
+        return slots != nullptr && holds<T>(slots[index].field) ? slots[index].addr : nullptr;
+    }
 
     std::uint16_t mark = liveMark;
 };

@@ -15,36 +15,36 @@ namespace {
 constexpr unsigned longestValue = 0x7FFFFFFF;
 
 std::span<const KEL_RAW> storedBytes(const ZorFieldSlot& slot) {
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_TABLE:
         case ZORTYPE_STRUCTURE:
         case ZORTYPE_STRING:
-            throwReadFailure(slot, "KEL_RAW");
+            throwReadFailure(slot.field, "KEL_RAW");
         case ZORTYPE_XSTRING: {
             const auto* child = loadChild<ZorXString>(slot.addr);
             return child != nullptr ? std::span<const KEL_RAW>(*child) : std::span<const KEL_RAW>();
         }
         default:
-            return {slot.addr, slot.length};
+            return {slot.addr, slot.field.length1};
     }
 }
 
 /** Writes a value as hexadecimal text, cut or padded with blanks. */
 void putHex(const ZorFieldSlot& slot, std::span<const KEL_RAW> value) noexcept {
-    const std::span<KEL_CHAR> target(reinterpret_cast<KEL_CHAR*>(slot.addr), slot.length);
+    const std::span<KEL_CHAR> target(reinterpret_cast<KEL_CHAR*>(slot.addr), slot.field.length1);
     const size_t length = Hex::encode(value, target);
-    std::memset(slot.addr + length, ' ', slot.length - length);
+    std::memset(slot.addr + length, ' ', slot.field.length1 - length);
 }
 
 void putPadded(const ZorFieldSlot& slot, std::span<const KEL_RAW> value) noexcept {
-    const size_t length = std::min<size_t>(value.size(), slot.length);
+    const size_t length = std::min<size_t>(value.size(), slot.field.length1);
     std::memcpy(slot.addr, value.data(), length);
-    std::memset(slot.addr + length, 0, slot.length - length);
+    std::memset(slot.addr + length, 0, slot.field.length1 - length);
 }
 
 /** Writes a value in its stored form, which has a fixed width. */
 void putExact(const ZorFieldSlot& slot, std::span<const KEL_RAW> value, ZORTYPE source) {
-    if (value.size() != slot.length) throwReadFailure(slot, zorTypeName(source));
+    if (value.size() != slot.field.length1) throwReadFailure(slot.field, zorTypeName(source));
     std::memcpy(slot.addr, value.data(), value.size());
 }
 
@@ -60,10 +60,10 @@ void ZorRecord::getValue(unsigned index, KEL_RAW* buffer, unsigned length, ZORTY
 
 void ZorRecord::setValue(unsigned index, const KEL_RAW* value, unsigned length, ZORTYPE source) {
     const ZorFieldSlot slot = access(index, value);
-    const bool held = slot.type == ZORTYPE_STRING || slot.type == ZORTYPE_XSTRING;
+    const bool held = slot.field.type == ZORTYPE_STRING || slot.field.type == ZORTYPE_XSTRING;
     if (held && length > longestValue) throw ZorInvalidParameterException("value length is too large");
     const std::span<const KEL_RAW> bytes(value, length);
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_CHAR:
             putHex(slot, bytes);
             break;
@@ -96,9 +96,9 @@ void ZorRecord::setValue(unsigned index, const KEL_RAW* value, unsigned length, 
         }
         case ZORTYPE_TABLE:
         case ZORTYPE_STRUCTURE:
-            throwWriteFailure(slot, "KEL_RAW*");
+            throwWriteFailure(slot.field, "KEL_RAW*");
         default:
-            throwReadFailure(slot, zorTypeName(source));
+            throwReadFailure(slot.field, zorTypeName(source));
     }
     if (slot.active != nullptr) *slot.active = true;
 }

@@ -10,34 +10,30 @@
 
 namespace {
 
-/** How a caller's integer type is named in failures, and the source it has as text. */
+/** How a caller's integer type is named in failures. */
 template <class T>
 struct Integer;
 template <>
 struct Integer<ZOR_INT> {
     static constexpr std::string_view name = "ZOR_INT";
-    static constexpr ZORTYPE source = ZORTYPE_INT;
 };
 template <>
 struct Integer<ZOR_INT1> {
     static constexpr std::string_view name = "ZOR_INT1";
-    static constexpr ZORTYPE source = ZORTYPE_INT1;
 };
 template <>
 struct Integer<ZOR_INT2> {
     static constexpr std::string_view name = "ZOR_INT2";
-    static constexpr ZORTYPE source = ZORTYPE_INT2;
 };
 template <>
 struct Integer<ZOR_INT8> {
     static constexpr std::string_view name = "ZOR_INT8";
-    static constexpr ZORTYPE source = ZORTYPE_INT8;
 };
 
 /** Reads an integer field; what doesn't fit is cut. False for a field of another type. */
 template <class T>
 bool readInteger(const ZorFieldSlot& slot, T& value) noexcept {
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_INT:
             value = static_cast<T>(loadScalar<ZOR_INT>(slot));
             return true;
@@ -57,17 +53,18 @@ bool readInteger(const ZorFieldSlot& slot, T& value) noexcept {
 
 template <class T>
 void readIntegerOnly(const ZorFieldSlot& slot, T& value) {
-    if (!readInteger(slot, value)) throwReadFailure(slot, Integer<T>::name);
+    if (!readInteger(slot, value)) throwReadFailure(slot.field, Integer<T>::name);
 }
 
 /** Bytes as an integer, the most significant first: of 8 bytes the low-order half. */
 ZOR_INT bigEndian(const ZorFieldSlot& slot) {
-    if (slot.length == 1) return slot.addr[0];
-    if (slot.length != 2 && slot.length != 4 && slot.length != 8) throwReadFailure(slot, "ZOR_INT");
+    if (slot.field.length1 == 1) return slot.addr[0];
+    if (slot.field.length1 != 2 && slot.field.length1 != 4 && slot.field.length1 != 8)
+        throwReadFailure(slot.field, "ZOR_INT");
     KEL_UINT value = 0;
-    for (unsigned at = 0; at < slot.length; ++at)
+    for (unsigned at = 0; at < slot.field.length1; ++at)
         value = value << 8 | slot.addr[at];
-    return slot.length == 2 ? static_cast<ZOR_INT2>(value) : static_cast<ZOR_INT>(value);
+    return slot.field.length1 == 2 ? static_cast<ZOR_INT2>(value) : static_cast<ZOR_INT>(value);
 }
 
 /** Truncates toward zero; what has no counterpart becomes the smallest integer. */
@@ -78,13 +75,13 @@ ZOR_INT truncated(ZOR_FLOAT value) noexcept {
 }
 
 std::string_view contentOf(const ZorFieldSlot& slot) noexcept {
-    return {reinterpret_cast<const KEL_CHAR*>(slot.addr), slot.length};
+    return {reinterpret_cast<const KEL_CHAR*>(slot.addr), slot.field.length1};
 }
 
 /** Writes an integer to a field that takes it as such. False for a field of another type. */
 template <class T>
 bool writeInteger(const ZorFieldSlot& slot, T value) noexcept {
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_INT:
             storeScalar(slot, static_cast<ZOR_INT>(value));
             break;
@@ -107,10 +104,11 @@ bool writeInteger(const ZorFieldSlot& slot, T value) noexcept {
 /** Writes an integer to a field that takes it as text. */
 template <class T>
 void writeIntegerText(ZorRecord& record, unsigned index, const ZorFieldSlot& slot, T value) {
-    if (slot.type != ZORTYPE_CHAR && slot.type != ZORTYPE_NUM && slot.type != ZORTYPE_STRING)
-        throwWriteFailure(slot, Integer<T>::name);
+    if (slot.field.type != ZORTYPE_CHAR && slot.field.type != ZORTYPE_NUM &&
+        slot.field.type != ZORTYPE_STRING)
+        throwWriteFailure(slot.field, Integer<T>::name);
     KEL_CHAR text[maxNumberText];
-    record.setValue(index, text, numberToString(text, value), Integer<T>::source);
+    record.setValue(index, text, numberToString(text, value), zorTypeOf<T>);
 }
 
 }  // namespace
@@ -119,7 +117,7 @@ void ZorRecord::getValue(unsigned index, ZOR_INT* value) {
     const ZorFieldSlot slot = access(index, value);
     if (readInteger(slot, *value)) [[likely]]
         return;
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_CHAR:
         case ZORTYPE_NUM:
             *value = leadingInteger(contentOf(slot));
@@ -137,7 +135,7 @@ void ZorRecord::getValue(unsigned index, ZOR_INT* value) {
             *value = truncated(loadScalar<ZOR_FLOAT>(slot));
             return;
         default:
-            throwReadFailure(slot, Integer<ZOR_INT>::name);
+            throwReadFailure(slot.field, Integer<ZOR_INT>::name);
     }
 }
 
@@ -155,16 +153,16 @@ void ZorRecord::getValue(unsigned index, ZOR_INT8* value) {
 
 void ZorRecord::getValue(unsigned index, ZOR_FLOAT* value) {
     const ZorFieldSlot slot = access(index, value);
-    if (slot.type == ZORTYPE_FLOAT) {
+    if (slot.field.type == ZORTYPE_FLOAT) {
         *value = loadScalar<ZOR_FLOAT>(slot);
         return;
     }
-    if (slot.type != ZORTYPE_BCD) throwReadFailure(slot, "ZOR_FLOAT");
+    if (slot.field.type != ZORTYPE_BCD) throwReadFailure(slot.field, "ZOR_FLOAT");
     KEL_string text;
     getValue(index, text);
     ZOR_FLOAT number = 0;
     int position = -1;
-    if (charsToDouble(text, number, position) != ZOR_CONV_OK) throwReadFailure(slot, "ZOR_FLOAT");
+    if (charsToDouble(text, number, position) != ZOR_CONV_OK) throwReadFailure(slot.field, "ZOR_FLOAT");
     *value = number;
 }
 
@@ -190,7 +188,7 @@ void ZorRecord::setValue(unsigned index, ZOR_INT8 value) {
 
 void ZorRecord::setValue(unsigned index, ZOR_FLOAT value) {
     const ZorFieldSlot slot = access(index, this);
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_FLOAT:
             storeScalar(slot, value);
             if (slot.active != nullptr) *slot.active = true;
@@ -203,6 +201,6 @@ void ZorRecord::setValue(unsigned index, ZOR_FLOAT value) {
             return setValue(index, text, doubleToString(text, value), ZORTYPE_FLOAT);
         }
         default:
-            throwReadFailure(slot, "ZOR_FLOAT");
+            throwReadFailure(slot.field, "ZOR_FLOAT");
     }
 }

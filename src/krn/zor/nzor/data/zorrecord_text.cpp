@@ -18,11 +18,11 @@ constexpr unsigned timeLength = sizeof(ZOR_TIME);
 constexpr unsigned longestText = 0x7FFFFFFF;
 
 std::string_view contentOf(const ZorFieldSlot& slot) noexcept {
-    return {reinterpret_cast<const KEL_CHAR*>(slot.addr), slot.length};
+    return {reinterpret_cast<const KEL_CHAR*>(slot.addr), slot.field.length1};
 }
 
 std::span<KEL_RAW> bytesOf(const ZorFieldSlot& slot) noexcept {
-    return {slot.addr, slot.length};
+    return {slot.addr, slot.field.length1};
 }
 
 template <class T>
@@ -39,9 +39,9 @@ std::string_view stringOf(const ZorFieldSlot& slot) noexcept {
 
 /** Copies text into a field and fills the rest with blanks; what is too long is cut. */
 void putPadded(const ZorFieldSlot& slot, std::string_view text) noexcept {
-    const size_t length = std::min<size_t>(text.size(), slot.length);
+    const size_t length = std::min<size_t>(text.size(), slot.field.length1);
     std::memcpy(slot.addr, text.data(), length);
-    std::memset(slot.addr + length, ' ', slot.length - length);
+    std::memset(slot.addr + length, ' ', slot.field.length1 - length);
 }
 
 /** Place for a rendered value: on the stack unless the value is long. */
@@ -52,14 +52,14 @@ struct TextScratch {
 
 std::string_view renderBcd(const ZorFieldSlot& slot, TextScratch& scratch) {
     std::span<KEL_CHAR> out(scratch.small);
-    if (const size_t needed = maxBcdText(slot.length); needed > out.size()) {
+    if (const size_t needed = maxBcdText(slot.field.length1); needed > out.size()) {
         scratch.large.resize(needed);
         out = scratch.large;
     }
     unsigned length = 0;
     int position = -1;
-    if (RawBcdToString(bytesOf(slot), slot.decimals, out, length, position) != ZOR_CONV_OK)
-        throwRenderFailure(slot, bytesOf(slot), position);
+    if (RawBcdToString(bytesOf(slot), slot.field.decimals, out, length, position) != ZOR_CONV_OK)
+        throwRenderFailure(slot.field, bytesOf(slot), position);
     return {out.data(), length};
 }
 
@@ -75,7 +75,7 @@ std::string_view renderNumber(ZOR_INT8 value, TextScratch& scratch) noexcept {
 
 /** The text of a field as it stands in a text buffer: dates and times as their digits. */
 std::string_view render(const ZorFieldSlot& slot, TextScratch& scratch, std::string_view wanted) {
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_CHAR:
         case ZORTYPE_DATE:
         case ZORTYPE_TIME:
@@ -100,7 +100,7 @@ std::string_view render(const ZorFieldSlot& slot, TextScratch& scratch, std::str
         case ZORTYPE_XSTRING:
             return renderHex(childBytes<ZorXString>(slot), scratch);
         default:
-            throwReadFailure(slot, wanted);
+            throwReadFailure(slot.field, wanted);
     }
 }
 
@@ -139,13 +139,13 @@ std::string_view digitsOf(const ZorFieldSlot& slot, std::string_view content) {
     std::string_view digits = content;
     digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
     if (digits.find_first_not_of("0123456789") != digits.npos)
-        throwValueFailure(slot, slot.type, content, zorTypeName(ZORTYPE_NUM));
+        throwValueFailure(slot.field, slot.field.type, content, zorTypeName(ZORTYPE_NUM));
     return digits;
 }
 
 std::string_view renderDigits(const ZorFieldSlot& slot, TextScratch& scratch) {
     constexpr std::string_view wanted = "ZORTYPE_NUM";
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_INT:
         case ZORTYPE_INT2:
         case ZORTYPE_INT1:
@@ -157,7 +157,7 @@ std::string_view renderDigits(const ZorFieldSlot& slot, TextScratch& scratch) {
         case ZORTYPE_STRING:
             return digitsOf(slot, stringOf(slot));
         default:
-            throwReadFailure(slot, wanted);
+            throwReadFailure(slot.field, wanted);
     }
 }
 
@@ -175,8 +175,8 @@ void readNum(const ZorFieldSlot& slot, KEL_CHAR* buffer, unsigned length, unsign
 /** Copies a date or time, which has a width of its own that the buffer is known to have. */
 void readFixed(const ZorFieldSlot& slot, ZORTYPE type, KEL_CHAR* buffer, unsigned width,
                unsigned* resultLength) {
-    if (slot.type != type) throwReadFailure(slot, zorTypeName(type));
-    const unsigned length = std::min(width, slot.length);
+    if (slot.field.type != type) throwReadFailure(slot.field, zorTypeName(type));
+    const unsigned length = std::min(width, slot.field.length1);
     std::memcpy(buffer, slot.addr, length);
     store(resultLength, length);
 }
@@ -199,42 +199,42 @@ void writeFixed(const ZorFieldSlot& slot, std::string_view value, unsigned width
         for (const Part& part : parts)
             at += value.copy(at, part.length, part.from);
     } else {
-        throwTextFailure(slot, value.size() > longestText ? std::string_view() : value, -1);
+        throwTextFailure(slot.field, value.size() > longestText ? std::string_view() : value, -1);
     }
-    std::memcpy(slot.addr, digits, std::min(width, slot.length));
+    std::memcpy(slot.addr, digits, std::min(width, slot.field.length1));
 }
 
 void writeBcd(const ZorFieldSlot& slot, std::string_view value) {
     int position = -1;
-    if (StringToRawBcd(value, bytesOf(slot), slot.decimals, position) == ZOR_CONV_OK) return;
+    if (StringToRawBcd(value, bytesOf(slot), slot.field.decimals, position) == ZOR_CONV_OK) return;
     fillSlot(slot);
-    throwTextFailure(slot, value, position);
+    throwTextFailure(slot.field, value, position);
 }
 
 void writeByte(const ZorFieldSlot& slot, std::string_view value) {
     ZorXString bytes;
     int position = -1;
-    value = value.substr(0, size_t{slot.length} * 2);
-    if (Hex::decode(value, bytes, position) != ZOR_CONV_OK) throwTextFailure(slot, value, position);
-    std::fill(std::copy(bytes.begin(), bytes.end(), slot.addr), slot.addr + slot.length, KEL_RAW{});
+    value = value.substr(0, size_t{slot.field.length1} * 2);
+    if (Hex::decode(value, bytes, position) != ZOR_CONV_OK) throwTextFailure(slot.field, value, position);
+    std::fill(std::copy(bytes.begin(), bytes.end(), slot.addr), slot.addr + slot.field.length1, KEL_RAW{});
 }
 
 void writeNum(const ZorFieldSlot& slot, std::string_view value, ZORTYPE source) {
     std::string_view digits = trimmedEnd(value);
     digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
     fillSlot(slot);
-    if (digits.size() > slot.length)
-        throwValueFailure(slot, source, value,
-                          "ZORTYPE_NUM with the field length " + std::to_string(slot.length));
+    if (digits.size() > slot.field.length1)
+        throwValueFailure(slot.field, source, value,
+                          "ZORTYPE_NUM with the field length " + std::to_string(slot.field.length1));
     if (digits.find_first_not_of("0123456789") != digits.npos)
-        throwValueFailure(slot, source, value, zorTypeName(ZORTYPE_NUM));
-    std::memcpy(slot.addr + slot.length - digits.size(), digits.data(), digits.size());
+        throwValueFailure(slot.field, source, value, zorTypeName(ZORTYPE_NUM));
+    std::memcpy(slot.addr + slot.field.length1 - digits.size(), digits.data(), digits.size());
 }
 
 void writeFloat(const ZorFieldSlot& slot, std::string_view value) {
     ZOR_FLOAT number = 0;
     int position = -1;
-    if (charsToDouble(value, number, position) != ZOR_CONV_OK) throwTextFailure(slot, value, position);
+    if (charsToDouble(value, number, position) != ZOR_CONV_OK) throwTextFailure(slot.field, value, position);
     storeScalar(slot, number);
 }
 
@@ -243,14 +243,14 @@ void writeInteger(const ZorFieldSlot& slot, std::string_view value) {
     ZOR_INT8 number = 0;
     int position = -1;
     if (stringToNumber(value, sizeof(T), number, position) != ZOR_CONV_OK)
-        throwTextFailure(slot, value, position);
+        throwTextFailure(slot.field, value, position);
     storeScalar(slot, static_cast<T>(number));
 }
 
 void writeXString(ZorRecord& record, unsigned index, const ZorFieldSlot& slot, std::string_view value) {
     ZorXString bytes;
     int position = -1;
-    if (Hex::decode(value, bytes, position) != ZOR_CONV_OK) throwTextFailure(slot, value, position);
+    if (Hex::decode(value, bytes, position) != ZOR_CONV_OK) throwTextFailure(slot.field, value, position);
     ZorXString* child = nullptr;
     record.getValue(index, &child, true);
     child->swap(bytes);
@@ -279,14 +279,14 @@ void ZorRecord::getValue(unsigned index, KEL_CHAR* buffer, unsigned length, ZORT
         case ZORTYPE_TIME:
             return readFixed(slot, ZORTYPE_TIME, buffer, timeLength, resultLength);
         default:
-            throwReadFailure(slot, zorTypeName(requested));
+            throwReadFailure(slot.field, zorTypeName(requested));
     }
 }
 
 void ZorRecord::getValue(unsigned index, KEL_string& out) {
     const ZorFieldSlot slot = access(index, &out);
     out.clear();
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_DATE:
             out = contentOf(slot);
             return separate(out, '-', 4, 6);
@@ -322,18 +322,18 @@ void ZorRecord::getValue(unsigned index, KEL_string& out) {
 void ZorRecord::setValue(unsigned index, const KEL_CHAR* value, unsigned length, ZORTYPE source) {
     const ZorFieldSlot slot = access(index, value);
     if (source == ZORTYPE_DATE) {
-        if (slot.type != ZORTYPE_DATE) throwWriteFailure(slot, "ZOR_DATE");
+        if (slot.field.type != ZORTYPE_DATE) throwWriteFailure(slot.field, "ZOR_DATE");
         length = dateLength;
     } else if (source == ZORTYPE_TIME) {
-        if (slot.type != ZORTYPE_TIME) throwWriteFailure(slot, "ZOR_TIME");
+        if (slot.field.type != ZORTYPE_TIME) throwWriteFailure(slot.field, "ZOR_TIME");
         length = timeLength;
     }
     // These cells read no more of the value than the field has room for.
-    const bool bounded = slot.type == ZORTYPE_CHAR || slot.type == ZORTYPE_DATE ||
-                         slot.type == ZORTYPE_TIME || slot.type == ZORTYPE_BYTE;
+    const bool bounded = slot.field.type == ZORTYPE_CHAR || slot.field.type == ZORTYPE_DATE ||
+                         slot.field.type == ZORTYPE_TIME || slot.field.type == ZORTYPE_BYTE;
     if (length > longestText && !bounded) throw ZorInvalidParameterException("value length is too large");
     const std::string_view text(value, length);
-    switch (slot.type) {
+    switch (slot.field.type) {
         case ZORTYPE_CHAR:
             putPadded(slot, text);
             break;
@@ -369,7 +369,7 @@ void ZorRecord::setValue(unsigned index, const KEL_CHAR* value, unsigned length,
             break;
         case ZORTYPE_DECF16:
         case ZORTYPE_DECF34:
-            throwTextFailure(slot, text, -1);
+            throwTextFailure(slot.field, text, -1);
         case ZORTYPE_STRING:
             writeString(*this, index, text);
             break;
@@ -378,7 +378,7 @@ void ZorRecord::setValue(unsigned index, const KEL_CHAR* value, unsigned length,
             break;
         case ZORTYPE_TABLE:
         case ZORTYPE_STRUCTURE:
-            throwReadFailure(slot, "KEL_CHAR*");
+            throwReadFailure(slot.field, "KEL_CHAR*");
         default:
             return;
     }

@@ -20,6 +20,7 @@ ZorStructure::ZorStructure(ZorRecordMetaData* description) : ownDesc(description
     bindTo(description);
     if (structLength == 0) return;
     bytes = std::make_unique<KEL_RAW[]>(structLength);
+    block = bytes.get();
     initBuffer();
 }
 
@@ -33,6 +34,7 @@ ZorStructure::ZorStructure(const ZorStructure& other) : ZorRecord(other), ownDes
     if (structLength == 0) return;
     const KEL_RAW* source = other.getBuffer();
     bytes = std::make_unique_for_overwrite<KEL_RAW[]>(structLength);
+    block = bytes.get();
     std::memcpy(bytes.get(), source, structLength);
     if (hasChildren(desc)) cloneChildren(*desc, source, bytes.get());
 }
@@ -49,10 +51,9 @@ ZorStructure& ZorStructure::operator=(const ZorStructure& other) {
         return *this;
     }
     std::swap(ownDesc, copy.ownDesc);
-    std::swap(desc, copy.desc);
     std::swap(bytes, copy.bytes);
-    std::swap(structLength, copy.structLength);
-    std::swap(fieldCount, copy.fieldCount);
+    bindTo(ownDesc.get());
+    copy.bindTo(copy.ownDesc.get());
     traceLevel = copy.traceLevel;
     return *this;
 }
@@ -65,6 +66,8 @@ void ZorStructure::bindTo(ZorRecordMetaData* description) noexcept {
     desc = description;
     structLength = desc != nullptr ? desc->getRecordLength() : 0;
     fieldCount = desc != nullptr ? desc->getFieldCount() : 0;
+    blockFields = desc != nullptr ? desc->getFields() : nullptr;
+    block = bytes.get();
 }
 
 unsigned ZorStructure::getIndex(std::string_view name) const {
@@ -72,16 +75,9 @@ unsigned ZorStructure::getIndex(std::string_view name) const {
     throw ZorInvalidParameterException("field '" + KEL_string(name) + "' not found");
 }
 
-ZorField ZorStructure::describe(unsigned index) const {
-    const ZorRecordFieldType& field = (*desc)[index];
-    return {&field.name, field.typeDesc.raw(), field.length1, field.decimals, field.type};
-}
-
 ZorFieldSlot ZorStructure::locate(unsigned index) {
     const ZorRecordFieldType& field = (*desc)[index];
-    return {{&field.name, field.typeDesc.raw(), field.length1, field.decimals, field.type},
-            getBuffer() + field.offset1,
-            nullptr};
+    return {field, getBuffer() + field.offset1, nullptr};
 }
 
 KEL_RAW* ZorStructure::getBuffer() {

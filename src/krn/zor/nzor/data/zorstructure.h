@@ -36,7 +36,7 @@ class ZorStructure : public ZorRecord {
     ZorRecordMetaData* getDescriptor() override { return desc; }
     const ZorRecordMetaData* getDescriptor() const noexcept { return desc; }
     unsigned getIndex(std::string_view name) const override;
-    ZorField describe(unsigned index) const override;
+    const ZorFieldTypeBase& describe(unsigned index) const noexcept override { return (*desc)[index]; }
     ZorFieldSlot locate(unsigned index) override;
 
     /** True for a view of a table's row. */
@@ -81,7 +81,14 @@ class ZorStructure : public ZorRecord {
   private:
     friend class ZorTable;
 
+    /** Takes on a locked description and the bytes that are owned; a view is without bytes until it is shown.
+     */
     void bindTo(ZorRecordMetaData* description) noexcept;
+    /** Lets a view show a row, whose address holds until the table moves or recalls it. */
+    void show(unsigned newRow, KEL_RAW* address) noexcept {
+        row = newRow;
+        block = address;
+    }
 
     ZorMetaDataRef<ZorRecordMetaData> ownDesc;  ///< Empty in a view.
     ZorRecordMetaData* desc = nullptr;

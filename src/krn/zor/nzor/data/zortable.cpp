@@ -96,9 +96,7 @@ ZorFieldSlot ZorTable::locate(unsigned index) {
     if (currentIndex >= tabSize)
         throw ZorIllegalStateException("Trying to access row values beyond end of table");
     const ZorRecordFieldType& field = (*initRow.desc)[index];
-    return {{&field.name, field.typeDesc.raw(), field.length1, field.decimals, field.type},
-            rowAddress(currentIndex) + field.offset1,
-            nullptr};
+    return {field, rowAddress(currentIndex) + field.offset1, nullptr};
 }
 
 // --- Row objects
@@ -130,7 +128,7 @@ ZorStructure& ZorTable::row(unsigned index) {
     if (ZorStructure* view = lentView(index)) return *view;
     if (lent == views.size()) views.push_back(std::make_unique<ZorStructure>(*this, index));
     ZorStructure* const view = views[lent].get();
-    view->row = index;
+    view->show(index, rowAddress(index));
     if (lent == scannedViews)
         for (unsigned at = 0; at < lent; ++at)
             lentByRow.emplace(views[at]->row, views[at].get());
@@ -140,6 +138,9 @@ ZorStructure& ZorTable::row(unsigned index) {
 }
 
 void ZorTable::recallViews() noexcept {
+    // From now on each access through them has to ask whether the table still has such a row.
+    for (unsigned at = 0; at < lent; ++at)
+        views[at]->show(views[at]->row, nullptr);
     lent = 0;
     // A map that once was large would be slow to clear each time.
     if (!lentByRow.empty()) lentByRow = {};
@@ -191,6 +192,8 @@ void ZorTable::makeRoom(unsigned count) {
     if (tabSize > 0) std::memcpy(grown.get(), rows.get(), tabSize * rowLength);
     rows = std::move(grown);
     capacity = wanted;
+    for (unsigned at = 0; at < lent; ++at)
+        views[at]->show(views[at]->row, rowAddress(views[at]->row));
 }
 
 ZorStructure& ZorTable::appendNewRow() {

@@ -49,7 +49,9 @@ class ZorTable : public ZorRecord {
     ZorRecordType getRecordType() const noexcept override { return ZOR_RECORD_TABLE; }
     ZorRecordMetaData* getDescriptor() override { return getRowType(); }
     unsigned getIndex(std::string_view name) const override { return initRow.getIndex(name); }
-    ZorField describe(unsigned index) const override { return initRow.describe(index); }
+    const ZorFieldTypeBase& describe(unsigned index) const noexcept override {
+        return initRow.describe(index);
+    }
     /** Throws ZorIllegalStateException when the cursor stands on no row. */
     ZorFieldSlot locate(unsigned index) override;
 

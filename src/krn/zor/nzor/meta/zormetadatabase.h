@@ -47,6 +47,8 @@ class ZorMetaDataBase : public ZorAbstractMetaData {
     bool hasField(std::string_view fieldName, unsigned* index = nullptr) const noexcept;
 
     const F& operator[](unsigned index) const noexcept { return fields[index]; }
+    /** All fields, one behind the other; they stay where they are once the description is locked. */
+    const F* getFields() const noexcept { return fields.data(); }
     const F& operator[](std::string_view fieldName) const { return fields[getCheckedIndex(fieldName)]; }
 
     const KEL_string& getName(unsigned index) const noexcept { return fields[index].name; }

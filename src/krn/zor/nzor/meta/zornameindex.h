@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <cstring>
 #include <string_view>
 #include <vector>
 
@@ -48,8 +48,39 @@ class ZorNameIndex {
         uint32_t position = notFound;
     };
 
+    /**
+     * Eight characters at a time; the last, shorter piece is read so that it overlaps the one before, which
+     * spares a loop over single characters. Not meant to withstand chosen names.
+     */
     static uint32_t hashOf(std::string_view name) noexcept {
-        return static_cast<uint32_t>(std::hash<std::string_view>{}(name));
+        const char* const end = name.data() + name.size();
+        uint64_t hash = name.size();
+        if (name.size() < sizeof hash) {
+            uint64_t piece = 0;
+            for (const char c : name)
+                piece = piece << 8 | static_cast<unsigned char>(c);
+            hash = mixed(hash, piece);
+        } else {
+            for (const char* at = name.data(); at < end - sizeof hash; at += sizeof hash)
+                hash = mixed(hash, pieceAt(at));
+            hash = mixed(hash, pieceAt(end - sizeof hash));
+        }
+        return static_cast<uint32_t>(hash);
+    }
+
+    static uint64_t pieceAt(const char* text) noexcept {
+        uint64_t piece = 0;
+        std::memcpy(&piece, text, sizeof piece);
+        return piece;
+    }
+
+    /**
+     * A product carries differences upwards only; with its bytes turned round they are where the next
+     * product, and the mask that makes a slot of the hash, take notice of them.
+     */
+    static uint64_t mixed(uint64_t hash, uint64_t piece) noexcept {
+        constexpr uint64_t goldenRatio = 0x9E3779B97F4A7C15;
+        return __builtin_bswap64((hash ^ piece) * goldenRatio);
     }
 
     void place(const Slot& slot) noexcept {

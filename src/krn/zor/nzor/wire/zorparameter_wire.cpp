@@ -43,16 +43,18 @@ bool isText(ZORTYPE type) noexcept {
 
 /** Reads a value that is held in the parameter's own storage. */
 void readFixed(ZorItemStream& conn, const ZorFieldSlot& slot, unsigned length) {
-    if (isText(slot.type)) {
-        const unsigned stored = conn.readZorChars(reinterpret_cast<KEL_UC*>(slot.addr), slot.length, length);
+    if (isText(slot.field.type)) {
+        const unsigned stored =
+            conn.readZorChars(reinterpret_cast<KEL_UC*>(slot.addr), slot.field.length1, length);
         // What the partner left out is blank in a character field, as it was before it travelled.
-        if (slot.type == ZORTYPE_CHAR) std::memset(slot.addr + stored, ' ', slot.length - stored);
+        if (slot.field.type == ZORTYPE_CHAR)
+            std::memset(slot.addr + stored, ' ', slot.field.length1 - stored);
         return;
     }
-    const unsigned width = numberWidth(slot.type);
-    const unsigned room = width == 0 ? slot.length : std::min(slot.length, width);
+    const unsigned width = numberWidth(slot.field.type);
+    const unsigned room = width == 0 ? slot.field.length1 : std::min(slot.field.length1, width);
     const unsigned stored = conn.readZorDataContent(slot.addr, room, length);
-    if (width != 0 && stored == width) conn.convertNumberAfterRead(slot.addr, slot.type);
+    if (width != 0 && stored == width) conn.convertNumberAfterRead(slot.addr, slot.field.type);
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ void forEachLeaf(ZorStructure& record, unsigned& leaf, const Visit& visit) {
             forEachLeaf(*child, leaf, visit);
         } else {
             const ZorFieldSlot slot = record.locate(i);
-            visit(leaf++, slot.addr, slot.length);
+            visit(leaf++, slot.addr, slot.field.length1);
         }
     }
 }
@@ -90,8 +90,8 @@ void ZorStructure::zorDeserialize(ZorItemStream& conn, unsigned length, bool sim
     if (!conn.control.conversion) return;
     for (unsigned i = 0; i < fieldCount; ++i) {
         const ZorFieldSlot slot = locate(i);
-        if (getOffset(i) + slot.length > stored) return;  // a short row leaves the other fields alone
-        convertField(conn, slot.type, slot.addr);
+        if (getOffset(i) + slot.field.length1 > stored) return;  // a short row leaves the other fields alone
+        convertField(conn, slot.field.type, slot.addr);
     }
 }
 

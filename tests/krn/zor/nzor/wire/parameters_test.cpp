@@ -36,7 +36,7 @@ class Call {
     }
     std::string bytes(unsigned index = 0) {
         const ZorFieldSlot slot = function().locate(index);
-        return {reinterpret_cast<const char*>(slot.addr), slot.length};
+        return {reinterpret_cast<const char*>(slot.addr), slot.field.length1};
     }
 
     MemoryItemStream stream;
