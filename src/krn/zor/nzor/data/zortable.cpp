@@ -32,7 +32,7 @@ ZorMetaDataRef<ZorRecordMetaData> elementaryRow(ZORTYPE type, unsigned width,
 }  // namespace
 
 ZorTable::ZorTable(ZorRecordMetaData* desc) : initRow(desc) {
-    fieldCount = initRow.getFieldCount();
+    bindFields();
     if (getRowLength() == 0) throw ZorIllegalStateException("Invalid structure descriptor");
     makeRoom(static_cast<unsigned>(std::clamp<size_t>(firstBytes / getRowLength(), 1, firstRows)));
 }
@@ -47,12 +47,12 @@ ZorTable::ZorTable(const ZorTable& other) : ZorTable(other.getRowType()) {
     const size_t rowLength = getRowLength();
     std::memcpy(rows.get(), other.rows.get(), other.tabSize * rowLength);
     if (!getRowType()->hasComplexFields()) {
-        tabSize = other.tabSize;
+        place(other.tabSize, 0);
         return;
     }
     // Row by row, so that the destructor of a copy that fails half-way knows what it owns.
-    for (; tabSize < other.tabSize; ++tabSize)
-        cloneChildren(*getRowType(), other.rows.get() + tabSize * rowLength, rowAddress(tabSize));
+    for (unsigned index = 0; index < other.tabSize; place(++index, 0))
+        cloneChildren(*getRowType(), other.rows.get() + index * rowLength, rowAddress(index));
 }
 
 ZorTable& ZorTable::operator=(const ZorTable& other) {
@@ -66,15 +66,21 @@ ZorTable& ZorTable::operator=(const ZorTable& other) {
     copy.initRow.bindTo(copy.initRow.ownDesc.get());
     std::swap(rows, copy.rows);
     std::swap(capacity, copy.capacity);
-    std::swap(tabSize, copy.tabSize);
+    const unsigned oldCount = tabSize;
+    place(copy.tabSize, 0);
+    copy.place(oldCount, 0);
     for (const auto& view : views)
         view->bindTo(getRowType());
-    fieldCount = initRow.getFieldCount();
-    currentIndex = 0;
+    bindFields();
     traceLevel = other.traceLevel;
     deltaState = other.deltaState;
     inDeserialization = other.inDeserialization;
     return *this;
+}
+
+void ZorTable::bindFields() noexcept {
+    fieldCount = initRow.getFieldCount();
+    blockFields = getRowType() != nullptr ? getRowType()->getFields() : nullptr;
 }
 
 ZorTable::~ZorTable() {
@@ -86,7 +92,7 @@ void ZorTable::destroyRows() noexcept {
     if (desc != nullptr && desc->hasComplexFields())
         for (unsigned index = 0; index < tabSize; ++index)
             destroyChildren(*desc, rowAddress(index));
-    tabSize = 0;
+    place(0, 0);
 }
 
 ZorFieldSlot ZorTable::locate(unsigned index) {
@@ -150,30 +156,30 @@ void ZorTable::recallViews() noexcept {
 
 ZOR_RC ZorTable::moveToFirstRow() noexcept {
     if (tabSize == 0) return ZOR_TABLE_MOVE_BOF;
-    currentIndex = 0;
+    place(tabSize, 0);
     return ZOR_OK;
 }
 
 ZOR_RC ZorTable::moveToLastRow() noexcept {
     if (tabSize == 0) return ZOR_TABLE_MOVE_EOF;
-    currentIndex = tabSize - 1;
+    place(tabSize, tabSize - 1);
     return ZOR_OK;
 }
 
 ZOR_RC ZorTable::moveToNextRow() noexcept {
-    if (currentIndex < tabSize) ++currentIndex;
+    if (currentIndex < tabSize) place(tabSize, currentIndex + 1);
     return currentIndex < tabSize ? ZOR_OK : ZOR_TABLE_MOVE_EOF;
 }
 
 ZOR_RC ZorTable::moveToPreviousRow() noexcept {
     if (currentIndex == 0) return ZOR_TABLE_MOVE_BOF;
-    --currentIndex;
+    place(tabSize, currentIndex - 1);
     return ZOR_OK;
 }
 
 ZOR_RC ZorTable::moveTo(unsigned index) noexcept {
     if (index >= tabSize) return ZOR_TABLE_MOVE_EOF;
-    currentIndex = index;
+    place(tabSize, index);
     return ZOR_OK;
 }
 
@@ -192,6 +198,7 @@ void ZorTable::makeRoom(unsigned count) {
     if (tabSize > 0) std::memcpy(grown.get(), rows.get(), tabSize * rowLength);
     rows = std::move(grown);
     capacity = wanted;
+    place(tabSize, currentIndex);
     for (unsigned at = 0; at < lent; ++at)
         views[at]->show(views[at]->row, rowAddress(views[at]->row));
 }
@@ -210,8 +217,7 @@ void ZorTable::createNewRows(unsigned count) {
     KEL_RAW* at = rowAddress(tabSize);
     for (unsigned made = 0; made < count; ++made, at += rowLength)
         std::memcpy(at, initRow.bytes.get(), rowLength);
-    currentIndex = tabSize;
-    tabSize += count;
+    place(tabSize + count, tabSize);
 }
 
 void ZorTable::checkRowType(const ZorStructure& row) const {
@@ -236,7 +242,7 @@ void ZorTable::appendRow(const ZorStructure& row) {
     makeRoom(1);
     placeCopy(tabSize, row);
     recallViews();
-    ++tabSize;
+    place(tabSize + 1, currentIndex);
 }
 
 void ZorTable::rotateIn(unsigned from) noexcept {
@@ -245,7 +251,7 @@ void ZorTable::rotateIn(unsigned from) noexcept {
     std::memmove(gap + rowLength, gap, (tabSize - currentIndex) * rowLength);
     std::memcpy(gap, rowAddress(from), rowLength);
     recallViews();
-    ++tabSize;
+    place(tabSize + 1, currentIndex);
 }
 
 void ZorTable::insertRow(const ZorStructure& row) {
@@ -268,14 +274,13 @@ void ZorTable::removeRow() noexcept {
     recallViews();
     KEL_RAW* gap = rowAddress(currentIndex);
     if (getRowType()->hasComplexFields()) destroyChildren(*getRowType(), gap);
-    --tabSize;
+    place(tabSize - 1, currentIndex);
     std::memmove(gap, gap + getRowLength(), (tabSize - currentIndex) * size_t{getRowLength()});
 }
 
 void ZorTable::removeAll() noexcept {
     recallViews();
     destroyRows();
-    currentIndex = 0;
 }
 
 void ZorTable::prepareForRead() noexcept {
@@ -286,7 +291,8 @@ void ZorTable::prepareForRead() noexcept {
 KEL_RAW* ZorTable::appendRowForRead() {
     makeRoom(1);
     recallViews();
-    KEL_RAW* const target = rowAddress(tabSize++);
+    KEL_RAW* const target = rowAddress(tabSize);
+    place(tabSize + 1, currentIndex);
     std::memcpy(target, initRow.bytes.get(), getRowLength());
     return target;
 }

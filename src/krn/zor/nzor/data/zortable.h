@@ -114,7 +114,7 @@ class ZorTable : public ZorRecord {
     /** Appends a row with initial values and gives its bytes, valid until the next row is appended. */
     KEL_RAW* appendRowForRead();
     void finishReading() noexcept {
-        if (inDeserialization) currentIndex = 0;
+        if (inDeserialization) place(tabSize, 0);
         inDeserialization = false;
     }
     /** @} */
@@ -130,6 +130,15 @@ class ZorTable : public ZorRecord {
   private:
     friend class ZorStructure;
 
+    /** Takes over the fields of the row type. */
+    void bindFields() noexcept;
+    /** Sets count and cursor: nothing else does, so that `block` always is the cursor's row, if there is one.
+     */
+    void place(unsigned count, unsigned cursor) noexcept {
+        tabSize = count;
+        currentIndex = cursor;
+        block = cursor < count ? rowAddress(cursor) : nullptr;
+    }
     KEL_RAW* rowAddress(unsigned index) noexcept { return rows.get() + size_t{index} * getRowLength(); }
     /** The bytes of a viewed row; throws if the table no longer has that many rows. */
     KEL_RAW* viewedRow(unsigned index);
