@@ -3,6 +3,7 @@
 #include <kelzor/call.h>
 
 #include "api/connectionframe.h"
+#include "api/recordframe.h"
 #include "data/zorfunction.h"
 
 using namespace zorapi;
@@ -12,8 +13,8 @@ ZOR_RC ZorInvoke(ZOR_CONNECTION_HANDLE zorHandle, ZOR_FUNCTION_HANDLE funcHandle
     return guarded(
         __func__, errorInfo, ConnectionLevel{connection},
         checks(Handle{connection}, Required{funcHandle, "ZOR_FUNCTION_HANDLE"}), [&] {
-            ZorRecord* const record = ZorRecord::fromHandle(funcHandle);
-            if (!record->isValid() || record->getRecordType() != ZOR_RECORD_FUNCTION)
+            ZorRecord* const record = liveRecord(funcHandle);
+            if (record == nullptr || record->getRecordType() != ZOR_RECORD_FUNCTION)
                 throw ZorInvalidParameterException("Only function handles are allowed in ZorInvoke");
             connection->invoke(static_cast<ZorFunction&>(*record));
         });
