@@ -13,6 +13,9 @@ namespace {
 
 constexpr unsigned maxNameLength = 256;
 
+/** Widest row that the partner alone may define: a row is made before its data are there. In bytes. */
+constexpr unsigned maxAnnouncedWidth = 1024 * 1024;
+
 }  // namespace
 
 // In the order of the identifiers, which the search relies on.
@@ -225,6 +228,14 @@ void ZorItemReader::tableName(ZORID, unsigned length) {
     parameter = namedParameter(length, false);
 }
 
+ZorTable* ZorItemReader::tableOfWidth(unsigned width) {
+    ZorTable* described = nullptr;
+    parameter->getValue(0, &described, true);
+    if (described != nullptr) return described;
+    if (width > maxAnnouncedWidth) stream.protocolFault();
+    return parameter->getTable(width, stream.control.pcs);
+}
+
 void ZorItemReader::tableInfo(ZORID, unsigned length) {
     KEL_RAW payload[8];
     if (length != sizeof payload) stream.protocolFault();
@@ -237,7 +248,7 @@ void ZorItemReader::tableInfo(ZORID, unsigned length) {
     rowsAnnounced = number(4);
     table = parameter == nullptr || width == 0 || parameter->getType(0) != ZORTYPE_TABLE
                 ? nullptr
-                : parameter->getTable(width, stream.control.pcs);
+                : tableOfWidth(width);
     // Rows come into being as they arrive: the announced number reserves nothing.
     if (table != nullptr) table->prepareForRead();
 }

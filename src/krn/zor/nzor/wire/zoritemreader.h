@@ -59,6 +59,8 @@ class ZorItemReader {
     void unsupported(ZORID id, unsigned length);
 
     ZorParameter* namedParameter(unsigned length, bool activate);
+    /** The named parameter's table; one without a row description is made for rows of `width` bytes. */
+    ZorTable* tableOfWidth(unsigned width);
 
     ZorItemStream& stream;
     ZORSTATE state;

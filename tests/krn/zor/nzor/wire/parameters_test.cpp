@@ -269,6 +269,17 @@ TEST(Tables, anAnnouncedCountReservesNothing) {
     EXPECT_EQ(table->getCount(), 1u);
 }
 
+TEST(Tables, withoutARowDescriptionTakeTheWidthThatCame) {
+    Call call;
+    call.add("T", ZORTYPE_TABLE, ZOR_TABLES, 8);
+    call.read(joined({item(769, "T"), item(770, Bytes{0, 0x10, 0, 0, 0, 0, 0, 1}), item(771, "abcd")}));
+    ZorTable* table = nullptr;
+    call.function().getValue(0, &table, false);
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table->getRowLength(), 0x100000u);
+    EXPECT_EQ(table->getCount(), 1u);
+}
+
 TEST(Tables, withoutAParameterAreSkipped) {
     Call call;
     call.add("X", ZORTYPE_INT1, ZOR_EXPORT, 1);
@@ -307,6 +318,8 @@ TEST(States, anItemOutOfPlaceClosesTheConnection) {
         {"row without info", joined({item(769, "T"), item(771, "x")}), ZOR_INVALID_PROTOCOL},
         {"row without anything", item(772, "x"), ZOR_INVALID_PROTOCOL},
         {"short info", joined({item(769, "T"), item(770, Bytes(7))}), ZOR_INVALID_PROTOCOL},
+        {"row too wide to be made ahead of its data",
+         joined({item(769, "T"), item(770, Bytes{0, 0x10, 0, 1, 0, 0, 0, 1})}), ZOR_INVALID_PROTOCOL},
         {"short delta id", item(817, Bytes(3)), ZOR_INVALID_PROTOCOL},
         {"binary XML", item(16384, Bytes{1, 0}), ZOR_SERIALIZATION_FAILURE},
         {"text XML", item(15362, "X"), ZOR_SERIALIZATION_FAILURE},
@@ -315,7 +328,7 @@ TEST(States, anItemOutOfPlaceClosesTheConnection) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         Call call;
-        call.add("X", ZORTYPE_CHAR, ZOR_EXPORT, 1);
+        call.add("X", ZORTYPE_CHAR, ZOR_EXPORT, 1).add("T", ZORTYPE_TABLE, ZOR_TABLES, 8);
         call.stream.layIn(joined({c.items, item(65535)}));
         try {
             call.stream.readUpTo(ZORGET_DATA, &call.function(), ZORID_NotUsed);
