@@ -34,6 +34,7 @@ void ZorConnection::parseErrorMsg(const KEL_RAW* data, unsigned length, DATA_REC
     resetReceivedError();
     hasErrorMsg = false;
     if (dataReceived == CM_NO_DATA_RECEIVED || length < 3) {
+        control.receivedFilled = true;
         control.received.errMessage.assign("connection closed without message (CM_NO_DATA_RECEIVED)");
         zor_rc = ZOR_COMMUNICATION_FAILURE;
         return;
@@ -54,6 +55,7 @@ void ZorConnection::parseFreeText(const KEL_RAW* data, unsigned length) {
     constexpr short substituteOnError = 2;
     ZorConverter::getConverter(ebcdicCodepage, control.codepage.data(), substituteOnError, '#')
         ->convert(data + prefix, capped - prefix, reinterpret_cast<KEL_RAW*>(text), &stored, nullptr);
+    control.receivedFilled = true;
     control.received.errMessage.assign(trimmed({text, stored}));
     zor_rc = ZOR_UBIX_MESSAGE;
 }

@@ -87,5 +87,6 @@ struct ZorControl {
     bool infoWritten = false;
 
     ZorReceivedError received;
+    bool receivedFilled = false;        ///< Something was written to `received`.
     FixedText<128> serverFunctionName;  ///< Function that the partner calls.
 };

@@ -95,14 +95,17 @@ ZORID ZorItemStream::readUpTo(ZORSTATE readState, ZorFunction* function, ZORID t
 }
 
 ZORID ZorItemReader::run(ZORID toRid) {
+    unsigned length = 0;
+    ZORID id = stream.readZorIDBegin(length);
     while (true) {
-        unsigned length = 0;
-        const ZORID id = stream.readZorIDBegin(length);
         const bool ends = id == ZORID_End || (id == toRid && toRid != ZORID_NotUsed) ||
                           (id == ZORID_CallBack && state == ZORGET_DATA);
         handle(id, length);
-        stream.readAndCheckZorIDEnd(id);
-        if (ends) return id;
+        if (ends) {
+            stream.readAndCheckZorIDEnd(id);
+            return id;
+        }
+        id = stream.readZorIDNext(length);
     }
 }
 

@@ -73,6 +73,9 @@ class ZorItemStream {
     void skipBytes(unsigned length);
     /** The identifier of the next item, and the length of its payload in bytes. */
     ZORID readZorIDBegin(unsigned& length);
+    /** As `readZorIDBegin`, behind an item whose closing identifier is still to be read and doesn't matter.
+     */
+    ZORID readZorIDNext(unsigned& length);
     /** Whether the closing identifier is the wanted one. */
     bool readAndCheckZorIDEnd(ZORID id);
     /** Reads the smaller of the two lengths, skips the rest of the payload; returns the bytes stored. */
@@ -134,6 +137,7 @@ class ZorItemStream {
     friend class ZorItemReader;
 
     void readFailed(CM_RETCODE rc);
+    ZORID openItem(const KEL_RAW* begin, unsigned& length);
     void readZorHeader(unsigned length);
     void readZorUnicodeHeader(unsigned length);
     void readZorProtocol(unsigned length);

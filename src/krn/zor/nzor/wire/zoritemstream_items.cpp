@@ -86,6 +86,7 @@ void ZorItemStream::readZorOwnType(unsigned length) {
 
 void ZorItemStream::readZorErrorMsg(ZORID id, unsigned length) {
     ZorReceivedError& received = control.received;
+    control.receivedFilled = true;
     switch (id) {
         case ZORID_Exception:
             zor_rc = ZOR_UBIX_EXCEPTION;

@@ -60,6 +60,16 @@ void ZorItemStream::skipBytes(unsigned length) {
 ZORID ZorItemStream::readZorIDBegin(unsigned& length) {
     KEL_RAW begin[4];
     readBytes(begin, sizeof begin);
+    return openItem(begin, length);
+}
+
+ZORID ZorItemStream::readZorIDNext(unsigned& length) {
+    KEL_RAW endAndBegin[2 + 4];
+    readBytes(endAndBegin, sizeof endAndBegin);
+    return openItem(endAndBegin + 2, length);
+}
+
+ZORID ZorItemStream::openItem(const KEL_RAW* begin, unsigned& length) {
     length = getBig(begin + 2, 2);
     if (length == 0xFFFF) {
         KEL_RAW longLength[4];
@@ -193,7 +203,9 @@ void ZorItemStream::convertNumberAfterRead(KEL_RAW* number, ZORTYPE type) const 
 }
 
 void ZorItemStream::resetReceivedError() noexcept {
-    control.received = {};
+    // Nearly always there is nothing to clear.
+    if (control.receivedFilled) control.received = {};
+    control.receivedFilled = false;
     zor_rc = ZOR_OK;
 }
 
