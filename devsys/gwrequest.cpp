@@ -13,7 +13,6 @@ constexpr std::size_t base = hdr::length;
 constexpr std::size_t zordest = base, zordestWidth = 32;
 constexpr std::size_t activateStreaming = base + 32;
 constexpr std::size_t distTrace = base + 33, distTraceWidth = 45;
-constexpr std::size_t extended = base + 78, extendedWidth = 10;  // two time-outs, two switches
 constexpr std::size_t netProtocol = base + 88;
 constexpr std::size_t longLuName = base + 105, longLuNameWidth = 128;
 constexpr std::size_t user = base + 249, userWidth = 12;

@@ -10,7 +10,7 @@ namespace zorapi {
  * The container behind a handle; null for NULL and for what bears no mark of a living container. Until the
  * mark is seen the handle is but an address, which is why the sanitizer may not ask for the object's type.
  */
-[[gnu::no_sanitize("vptr")]] inline ZorRecord* liveRecord(DATA_CONTAINER_HANDLE handle) noexcept {
+__attribute__((no_sanitize("vptr"))) inline ZorRecord* liveRecord(DATA_CONTAINER_HANDLE handle) noexcept {
     ZorRecord* record = ZorRecord::fromHandle(handle);
     return record != nullptr && record->isValid() ? record : nullptr;
 }

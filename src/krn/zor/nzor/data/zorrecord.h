@@ -87,7 +87,7 @@ class ZorRecord {
      * False for an address behind which no container lives (any more), as far as its bytes tell; so the
      * sanitizer may not take for granted that this is an object.
      */
-    [[gnu::no_sanitize("vptr")]] bool isValid() const noexcept { return mark == liveMark; }
+    __attribute__((no_sanitize("vptr"))) bool isValid() const noexcept { return mark == liveMark; }
 
     /** @name Properties of one field, whose index must exist. */
     /** @{ */
