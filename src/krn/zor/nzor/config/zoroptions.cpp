@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "base/ni/ni.h"
 #include "config/inireader.h"
 #include "config/secret.h"
 #include "config/zorconfig.h"
@@ -285,6 +286,14 @@ KEL_string secret(const ZorOptions& options) {
     return masked(options.*member);
 }
 
+/** A host or a route, whose hops may carry passwords. */
+template <KEL_string ZorOptions::*member>
+KEL_string route(const ZorOptions& options) {
+    KEL_string shownRoute((options.*member).size() * 2 + sizeof "<pass>", '\0');
+    NiSecStr(options.*member, shownRoute);
+    return shownRoute.c_str();
+}
+
 struct TraceLine {
     std::string_view label;
     KEL_string (*value)(const ZorOptions& options);
@@ -303,16 +312,16 @@ constexpr TraceLine traceLines[] = {
     {"ExtidData", secret<&ZorOptions::extiddata>},
     {"ExtidType", plain<&ZorOptions::extidtype>},
     {"SysNr", plain<&ZorOptions::sysnr>},
-    {"ASHost", plain<&ZorOptions::ashost>},
+    {"ASHost", route<&ZorOptions::ashost>},
     {"ASService", plain<&ZorOptions::asserv>},
-    {"GWHost", plain<&ZorOptions::gwhost>},
+    {"GWHost", route<&ZorOptions::gwhost>},
     {"GWService", plain<&ZorOptions::gwserv>},
     {"Q7Name", plain<&ZorOptions::q7name>},
-    {"MSHost", plain<&ZorOptions::mshost>},
+    {"MSHost", route<&ZorOptions::mshost>},
     {"MSService", plain<&ZorOptions::msserv>},
     {"Group", plain<&ZorOptions::group>},
     {"ProgramID", plain<&ZorOptions::tpname>},
-    {"KELRouter", plain<&ZorOptions::kelrouter>},
+    {"KELRouter", route<&ZorOptions::kelrouter>},
     {"VSL Mode", plain<&ZorOptions::vsl_mode>},
     {"VSL QOP", plain<&ZorOptions::vsl_qop>},
     {"VSL Lib", plain<&ZorOptions::vsl_lib>},

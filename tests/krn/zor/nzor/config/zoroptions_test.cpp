@@ -172,6 +172,7 @@ TEST_F(ZorOptionsTest, TraceShowsNoSecret) {
                                        {"MYKELSSO2", "Hidden2"},
                                        {"X509CERT", "Hidden3"},
                                        {"EXTIDDATA", "Hidden4"},
+                                       {"KELROUTER", "/H/router/P/Hidden5"},
                                        {"USER", "shown"}});
     KEL_ofstream stream;
     stream.open("options.trc");
@@ -186,6 +187,7 @@ TEST_F(ZorOptionsTest, TraceShowsNoSecret) {
         << text;
     EXPECT_NE(text.find("\tPasswd: (- null -)\n"), text.npos);
     EXPECT_NE(text.find("\tSO Keepalive: 0\n<< ZorOptions\n\n"), text.npos);
+    EXPECT_NE(text.find("\tKELRouter: /H/router/P/<pass>\n"), text.npos);
     EXPECT_EQ(text.find("Hidden"), text.npos);
 }
 
