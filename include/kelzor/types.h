@@ -106,6 +106,13 @@ typedef enum ZOR_DIRECTION {
     ZOR_TABLES = 7    /**< Table parameter, both ways. */
 } ZOR_DIRECTION;
 
+/** Where the value of a class attribute lives. */
+typedef enum ZOR_CLASS_ATTRIBUTE_TYPE {
+    ZOR_CLASS_ATTRIBUTE_INSTANCE = 0, /**< In each instance. */
+    ZOR_CLASS_ATTRIBUTE_CLASS = 1,    /**< In the class, once for all instances. */
+    ZOR_CLASS_ATTRIBUTE_CONSTANT = 2  /**< In the class, never changed. */
+} ZOR_CLASS_ATTRIBUTE_TYPE;
+
 /** State of an automated server. */
 typedef enum ZOR_SERVER_STATE {
     ZOR_SERVER_INITIAL = 0,
@@ -126,6 +133,7 @@ typedef DATA_CONTAINER_HANDLE ZOR_FUNCTION_HANDLE;    /**< A function container;
 typedef DATA_CONTAINER_HANDLE ZOR_UBIX_OBJECT_HANDLE; /**< An object instance. */
 typedef struct ZOR_TYPE_DESC_OBJECT* ZOR_TYPE_DESC_HANDLE; /**< Description of a structure or table row. */
 typedef struct ZOR_FUNCTION_DESC_OBJECT* ZOR_FUNCTION_DESC_HANDLE; /**< Description of a function. */
+typedef struct ZOR_CLASS_DESC_OBJECT* ZOR_CLASS_DESC_HANDLE;       /**< Description of a class. */
 /** @} */
 
 #ifdef __cplusplus

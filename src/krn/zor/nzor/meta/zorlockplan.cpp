@@ -52,6 +52,11 @@ bool ZorLockPlan::containsTable(const ZorRecordMetaData& record) const noexcept 
     return shape != nullptr ? shape->containsTable : record.tableContained;
 }
 
+bool ZorLockPlan::containsObject(const ZorRecordMetaData& record) const noexcept {
+    const ZorLockShape* const shape = find(record);
+    return shape != nullptr ? shape->containsObject : record.objectContained;
+}
+
 const ZorRecordType1MetaData* ZorLockPlan::flattened(const ZorRecordMetaData& record) const noexcept {
     const ZorLockShape* const shape = find(record);
     return shape != nullptr ? shape->type1MetaData.get() : record.getType1MetaData();

@@ -19,9 +19,11 @@ struct ZorFieldPlace {
 struct ZorLockShape {
     unsigned length1 = 0;
     unsigned length2 = 0;
+    unsigned imageLength = 0;  ///< length1 without the room that pointers take.
     STRUCTURE_TYPE layout = STRUCTURE_TYPE_0;
     unsigned leafCount = 0;
     bool containsTable = false;
+    bool containsObject = false;
     std::unique_ptr<ZorRecordType1MetaData> type1MetaData;
     std::vector<ZorFieldPlace> places;  ///< Empty where the fields stay where they are.
 };
@@ -47,6 +49,7 @@ class ZorLockPlan {
     bool isFlat(const ZorRecordMetaData& record) const noexcept;
     unsigned leafCount(const ZorRecordMetaData& record) const noexcept;
     bool containsTable(const ZorRecordMetaData& record) const noexcept;
+    bool containsObject(const ZorRecordMetaData& record) const noexcept;
     const ZorRecordType1MetaData* flattened(const ZorRecordMetaData& record) const noexcept;
     /** @} */
 

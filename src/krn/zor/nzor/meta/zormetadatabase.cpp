@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "meta/zorclassmetadata.h"
 #include "meta/zorfunctionmetadata.h"
 #include "meta/zorlockplan.h"
 #include "meta/zorrecordmetadata.h"
@@ -31,6 +32,13 @@ ZorRecordMetaData* ZorMetaDataBase<F>::getRecordMetaData(unsigned index) const n
     ZorAbstractMetaData* const description = fields[index].typeDesc.get();
     if (description == nullptr || description->getMetaType() != ZOR_META_RECORD) return nullptr;
     return static_cast<ZorRecordMetaData*>(description);
+}
+
+template <class F>
+ZorClassMetaData* ZorMetaDataBase<F>::getClassMetaData(unsigned index) const noexcept {
+    ZorAbstractMetaData* const description = fields[index].typeDesc.get();
+    if (description == nullptr || description->getMetaType() != ZOR_META_CLASS) return nullptr;
+    return static_cast<ZorClassMetaData*>(description);
 }
 
 template <class F>

@@ -67,6 +67,8 @@ class ZorMetaDataBase : public ZorAbstractMetaData {
     ZorAbstractMetaData* getMetaData(unsigned index) const noexcept { return fields[index].typeDesc.get(); }
     /** The record description behind a field; null for none, a sentinel, and another kind. */
     ZorRecordMetaData* getRecordMetaData(unsigned index) const noexcept;
+    /** The class description behind a field; null for none, a sentinel, and another kind. */
+    ZorClassMetaData* getClassMetaData(unsigned index) const noexcept;
 
     /** Throws ZorInvalidParameterException "index does not exist". */
     void checkIndex(unsigned index) const {

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "error/zorexception.h"
+#include "meta/zorclassmetadata.h"
 #include "meta/zorfunctionmetadata.h"
 #include "meta/zorlockplan.h"
 #include "meta/zorrecordmetadata.h"
@@ -139,6 +140,13 @@ ZorFunctionMetaData* ZorMetaDataStatics::getZorFunctionMetaData(ZOR_FUNCTION_DES
     return static_cast<ZorFunctionMetaData*>(&description);
 }
 
+ZorClassMetaData* ZorMetaDataStatics::getClassMetaData(ZOR_CLASS_DESC_HANDLE handle) {
+    if (handle == nullptr) return nullptr;
+    ZorAbstractMetaData& description = requireLive(handle, "ZOR_CLASS_DESC_HANDLE");
+    if (description.getMetaType() != ZOR_META_CLASS) refuseHandle();
+    return static_cast<ZorClassMetaData*>(&description);
+}
+
 ZorAbstractMetaData* ZorMetaDataStatics::typeDescFromHandle(ZOR_TYPE_DESC_HANDLE handle) {
     if (isSentinel(handle)) return reinterpret_cast<ZorAbstractMetaData*>(handle);
     return &requireTypeDesc(handle);
@@ -154,6 +162,11 @@ ZorFunctionMetaData& ZorMetaDataStatics::functionMetaDataFromHandle(ZOR_FUNCTION
     return *getZorFunctionMetaData(handle);
 }
 
+ZorClassMetaData& ZorMetaDataStatics::classMetaDataFromHandle(ZOR_CLASS_DESC_HANDLE handle) {
+    if (handle == nullptr) refuseHandle();
+    return *getClassMetaData(handle);
+}
+
 ZOR_TYPE_DESC_HANDLE ZorMetaDataStatics::toHandle(const ZorRecordMetaData* record) noexcept {
     const ZorAbstractMetaData* const base = record;
     return reinterpret_cast<ZOR_TYPE_DESC_HANDLE>(const_cast<ZorAbstractMetaData*>(base));
@@ -162,4 +175,9 @@ ZOR_TYPE_DESC_HANDLE ZorMetaDataStatics::toHandle(const ZorRecordMetaData* recor
 ZOR_FUNCTION_DESC_HANDLE ZorMetaDataStatics::toHandle(const ZorFunctionMetaData* function) noexcept {
     const ZorAbstractMetaData* const base = function;
     return reinterpret_cast<ZOR_FUNCTION_DESC_HANDLE>(const_cast<ZorAbstractMetaData*>(base));
+}
+
+ZOR_CLASS_DESC_HANDLE ZorMetaDataStatics::toHandle(const ZorClassMetaData* classDesc) noexcept {
+    const ZorAbstractMetaData* const base = classDesc;
+    return reinterpret_cast<ZOR_CLASS_DESC_HANDLE>(const_cast<ZorAbstractMetaData*>(base));
 }

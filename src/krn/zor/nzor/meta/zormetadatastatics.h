@@ -9,6 +9,7 @@
 
 #include "meta/zorabstractmetadata.h"
 
+class ZorClassMetaData;
 class ZorFunctionMetaData;
 class ZorRecordMetaData;
 template <class T>
@@ -17,6 +18,9 @@ class ZorMetaDataRef;
 /**
  * The process's book of descriptions: all that live, by address, and which of them are pending, that is,
  * owned by a caller and by no repository. All functions may be called from any thread.
+ *
+ * Classes that refer to each other in a circle hold each other alive until the process ends. They stay in
+ * the book, so they are neither lost to a leak checker nor taken for dead.
  */
 class ZorMetaDataStatics {
   public:
@@ -78,15 +82,20 @@ class ZorMetaDataStatics {
     static ZorRecordMetaData* getZorRecordMetaData(ZOR_TYPE_DESC_HANDLE handle);
     /** A function description; null comes back as it is. */
     static ZorFunctionMetaData* getZorFunctionMetaData(ZOR_FUNCTION_DESC_HANDLE handle);
+    /** A class description; null comes back as it is. */
+    static ZorClassMetaData* getClassMetaData(ZOR_CLASS_DESC_HANDLE handle);
     /** What a field refers to: a record or class description, null or a sentinel. */
     static ZorAbstractMetaData* typeDescFromHandle(ZOR_TYPE_DESC_HANDLE handle);
     /** As getZorRecordMetaData, but null and sentinels are refused with ZorInvalidHandleException. */
     static ZorRecordMetaData& recordMetaDataFromHandle(ZOR_TYPE_DESC_HANDLE handle);
     /** As getZorFunctionMetaData, but null is refused with ZorInvalidHandleException. */
     static ZorFunctionMetaData& functionMetaDataFromHandle(ZOR_FUNCTION_DESC_HANDLE handle);
+    /** As getClassMetaData, but null is refused with ZorInvalidHandleException. */
+    static ZorClassMetaData& classMetaDataFromHandle(ZOR_CLASS_DESC_HANDLE handle);
     /** The handle of a description; null for null. The reference count stays. */
     static ZOR_TYPE_DESC_HANDLE toHandle(const ZorRecordMetaData* record) noexcept;
     static ZOR_FUNCTION_DESC_HANDLE toHandle(const ZorFunctionMetaData* function) noexcept;
+    static ZOR_CLASS_DESC_HANDLE toHandle(const ZorClassMetaData* classDesc) noexcept;
     /** @} */
 
   private:

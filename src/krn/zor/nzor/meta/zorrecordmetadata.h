@@ -77,6 +77,13 @@ class ZorRecordMetaData : public ZorMetaDataBase<ZorRecordFieldType> {
     unsigned deepFieldsCount() const noexcept { return leafCount; }
     /** True for a deep record with a table, directly or in a nested structure. Known once locked. */
     bool containsTable() const noexcept { return tableContained; }
+    /**
+     * True with an object instance, directly or in a nested structure. Such a record may well be flat, but
+     * it can't travel as an image of its bytes. Known once locked.
+     */
+    bool containsObject() const noexcept { return objectContained; }
+    /** True with a field whose slot holds a pointer to a child of the record. Known once locked. */
+    bool holdsChildren() const noexcept { return childrenHeld; }
 
     /** True if this is flat and contains structures, so that there is a flattened copy. */
     bool isNestedType1Structure() const noexcept { return type1MetaData != nullptr; }
@@ -106,6 +113,8 @@ class ZorRecordMetaData : public ZorMetaDataBase<ZorRecordFieldType> {
     bool equalsWithin(const ZorAbstractMetaData& other, ZorComparedPairs& compared) const override;
     void prepareLock(ZorLockPlan& plan) override;
     void commitLock(ZorLockShape& shape) noexcept override;
+    /** The record lengths with which locking starts. */
+    virtual void declareLengths(ZorLockShape& shape) const;
 
   private:
     friend class ZorLockPlan;
@@ -122,6 +131,8 @@ class ZorRecordMetaData : public ZorMetaDataBase<ZorRecordFieldType> {
     std::unique_ptr<ZorRecordType1MetaData> type1MetaData;
     unsigned leafCount = 0;
     bool tableContained = false;
+    bool objectContained = false;
+    bool childrenHeld = false;
 };
 
 /**

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "meta/zorclassmetadata.h"
 #include "meta/zorlockplan.h"
 #include "meta/zorrecordmetadata.h"
 #include "meta/zortypelayout.h"
@@ -20,10 +21,8 @@ unsigned checkedOffset(uint64_t offset) {
     return static_cast<unsigned>(offset);
 }
 
-/** Record lengths in both layouts, checked against the end of the last field. */
+/** The record lengths in `shape`, checked against the end of the last field. */
 void settleLengths(const ZorRecordMetaData& record, ZorLockShape& shape) {
-    shape.length1 = record.getRecordLength();
-    shape.length2 = record.getUnicodeRecordLength();
     if (record.getFieldCount() == 0) return;
     const ZorRecordFieldType& last = record[record.getFieldCount() - 1];
     const uint64_t end2 = uint64_t{last.offset2} + last.length2;
@@ -43,20 +42,33 @@ void settleLengths(const ZorRecordMetaData& record, ZorLockShape& shape) {
     shape.length2 = checkedOffset(std::max<uint64_t>(end2, shape.length1));
 }
 
-/** Number of leaves and whether tables occur, from the fields and the shapes of what they contain. */
+/** Number of leaves and what occurs among them, from the fields and the shapes of what they contain. */
 void countLeaves(const ZorRecordMetaData& record, const ZorLockPlan& plan, ZorLockShape& shape) {
     uint64_t leaves = 0;
     for (unsigned i = 0; i < record.getFieldCount(); ++i) {
-        const ZorRecordMetaData* const nested =
-            record.getType(i) == ZORTYPE_STRUCTURE ? record.getRecordMetaData(i) : nullptr;
-        leaves += nested != nullptr ? plan.leafCount(*nested) : 1;
-        const bool table = record.getType(i) == ZORTYPE_TABLE;
-        shape.containsTable |= table || (nested != nullptr && plan.containsTable(*nested));
+        const ZORTYPE type = record.getType(i);
+        shape.containsTable |= type == ZORTYPE_TABLE;
+        shape.containsObject |= type == ZORTYPE_UBIXOBJECT;
+        if (type != ZORTYPE_STRUCTURE) {
+            ++leaves;
+        } else if (const ZorRecordMetaData* const nested = record.getRecordMetaData(i)) {
+            leaves += plan.leafCount(*nested);
+            shape.containsTable |= plan.containsTable(*nested);
+            shape.containsObject |= plan.containsObject(*nested);
+        }
     }
     if (shape.layout == STRUCTURE_TYPE_1) shape.containsTable = false;
     if (leaves > maxLeaves && shape.layout == STRUCTURE_TYPE_1)
         throw ZorInvalidParameterException("structures are nested too often");
     shape.leafCount = static_cast<unsigned>(std::min<uint64_t>(leaves, UINT32_MAX));
+}
+
+/** True if pointers must get room: for nested data always, for objects where their slots are too short. */
+bool needsRoom(const ZorRecordMetaData& record) {
+    if (record.hasComplexFields()) return true;
+    for (unsigned i = 0; i < record.getFieldCount(); ++i)
+        if (record.getType(i) == ZORTYPE_UBIXOBJECT && record.getByteLength(i) < sizeof(void*)) return true;
+    return false;
 }
 
 /** Moves one field behind the previous one, in one layout. */
@@ -89,28 +101,44 @@ void rebuildPlaces(const ZorRecordMetaData& record, ZorLockShape& shape) {
 
 }  // namespace
 
+void ZorRecordMetaData::declareLengths(ZorLockShape& shape) const {
+    shape.length1 = length1;
+    shape.length2 = length2;
+}
+
+void ZorClassMetaData::declareLengths(ZorLockShape& shape) const {
+    if (fields.empty()) return;
+    const ZorRecordFieldType& last = fields.back();
+    shape.length1 = checkedOffset(zorAlignUp(uint64_t{last.offset1} + last.length1, recordRounding));
+    shape.length2 = checkedOffset(zorAlignUp(uint64_t{last.offset2} + last.length2, recordRounding));
+}
+
 void ZorRecordMetaData::prepareLock(ZorLockPlan& plan) {
     if (!plan.enter(*this)) return;
     ZorLockShape& shape = plan.shapeOf(*this);
+    declareLengths(shape);
     settleLengths(*this, shape);
+    shape.imageLength = shape.length1;
     prepareNested(plan);
     const bool flat = ZorMetaDataStatics::checkType1(*this, plan);
     countLeaves(*this, plan, shape);
-    if (hasComplexFields()) {
-        if (flat)
-            shape.type1MetaData = std::make_unique<ZorRecordType1MetaData>(*this, shape.leafCount, plan);
-        rebuildPlaces(*this, shape);
-    }
+    if (flat && hasComplexFields())
+        shape.type1MetaData = std::make_unique<ZorRecordType1MetaData>(*this, shape.leafCount, plan);
+    if (needsRoom(*this)) rebuildPlaces(*this, shape);
     shape.layout = flat ? STRUCTURE_TYPE_1 : STRUCTURE_TYPE_2;
 }
 
 void ZorRecordMetaData::commitLock(ZorLockShape& shape) noexcept {
-    imageLength = length1;  // as declared: pointers of this host never widen what travels
     length1 = shape.length1;
     length2 = shape.length2;
+    imageLength = shape.imageLength;
     layout = shape.layout;
     leafCount = shape.leafCount;
     tableContained = shape.containsTable;
+    objectContained = shape.containsObject;
+    childrenHeld = hasComplexFields() || std::any_of(fields.begin(), fields.end(), [](const auto& field) {
+                       return field.type == ZORTYPE_UBIXOBJECT;
+                   });
     type1MetaData = std::move(shape.type1MetaData);
     for (size_t i = 0; i < shape.places.size(); ++i) {
         const ZorFieldPlace& place = shape.places[i];
@@ -140,12 +168,12 @@ void ZorRecordType1MetaData::constructMetaData(const ZorRecordMetaData& source, 
                                                uint64_t base1, uint64_t base2, const ZorLockPlan& plan) {
     for (unsigned i = 0; i < source.getFieldCount(); ++i) {
         const ZorRecordFieldType& field = source[i];
-        const ZorRecordMetaData* const nested =
-            field.type == ZORTYPE_STRUCTURE ? source.getRecordMetaData(i) : nullptr;
-        if (nested == nullptr || !plan.isFlat(*nested)) {
+        if (field.type != ZORTYPE_STRUCTURE) {
             addLeaf(field, prefix, base1, base2);
             continue;
         }
+        const ZorRecordMetaData* const nested = source.getRecordMetaData(i);
+        if (nested == nullptr) continue;  // without description there are no leaves in it
         // The nested record's own copy has the offsets from before pointers took their places.
         const ZorRecordType1MetaData* const flat = plan.flattened(*nested);
         constructMetaData(flat != nullptr ? *flat : *nested, KEL_string(prefix) + field.name + "-",

@@ -3,14 +3,20 @@
 
 #include <string>
 
+#include "meta/zorclassmetadata.h"
 #include "meta/zorfunctionmetadata.h"
 #include "meta/zorrecordmetadata.h"
 
 using RecordRef = ZorMetaDataRef<ZorRecordMetaData>;
+using ClassRef = ZorMetaDataRef<ZorClassMetaData>;
 using FunctionRef = ZorMetaDataRef<ZorFunctionMetaData>;
 
 inline RecordRef makeRecord(const char* name = "T", bool pending = false) {
     return ZorMetaDataStatics::createMetaData<ZorRecordMetaData>(name, "custom", 5, pending);
+}
+
+inline ClassRef makeClass(const char* name = "C", bool pending = false) {
+    return ZorMetaDataStatics::createMetaData<ZorClassMetaData>(name, "custom", 5, pending);
 }
 
 inline FunctionRef makeFunction(const char* name = "F", bool pending = false) {

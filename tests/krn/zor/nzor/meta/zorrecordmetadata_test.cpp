@@ -146,6 +146,30 @@ TEST(RecordMetaData, LockMakesRoomForPointers) {
     EXPECT_FALSE(record->isNestedType1Structure());
 }
 
+TEST(RecordMetaData, ObjectsGetRoomOnlyWhereTheirSlotIsTooShort) {
+    for (const unsigned length : {unsigned(sizeof(void*)), 1u}) {
+        const RecordRef record = makeRecord();
+        record->add("C", ZORTYPE_CHAR, 1, 0, 2, 0, 0);
+        record->add("O", ZORTYPE_UBIXOBJECT, length, 2, length, 2, 0);
+        record->setRecordLength(2 + length, 2 + length);
+        record->lock();
+        const bool moved = length == 1;
+        const std::string slot =
+            (moved ? std::to_string(sizeof(void*)) : "2") + "+" + std::to_string(sizeof(void*));
+        EXPECT_EQ(place(*record, 1), slot + " " + slot);
+        EXPECT_EQ(record->getRecordLength(), moved ? 2 * sizeof(void*) : 2 + length);
+        EXPECT_EQ(record->getStructureType(), STRUCTURE_TYPE_1);
+        EXPECT_FALSE(record->hasComplexFields());
+        EXPECT_TRUE(record->holdsChildren());
+        EXPECT_TRUE(record->containsObject());
+        const RecordRef outer = makeRecord("OUTER");
+        outer->add("S", ZORTYPE_STRUCTURE, 16, 0, 16, 0, 0, record.get());
+        outer->setRecordLength(16, 16);
+        outer->lock();
+        EXPECT_TRUE(outer->containsObject());
+    }
+}
+
 TEST(RecordMetaData, GrownRecordLengthIsRoundedUpAGreaterOneStays) {
     for (const unsigned given : {13u, 41u}) {
         const RecordRef record = makeRecord();
@@ -224,6 +248,16 @@ TEST(RecordMetaData, FlattenedCopyNeverFailsTheLock) {
     tight->setRecordLength(6, 6);
     tight->lock();
     EXPECT_EQ(leaves(*tight->getType1MetaData()), "A-CITY 0+5 0+10;A-ZIP 8+4 12+4;A-ZIP 12+2 16+2;14,18");
+}
+
+TEST(RecordMetaData, AStructureWithoutDescriptionHasNoLeaves) {
+    const RecordRef record = makeRecord("R");
+    record->add("S", ZORTYPE_STRUCTURE, 8, 0, 8, 0, 0);
+    record->add("C", ZORTYPE_CHAR, 2, 8, 4, 8, 0);
+    record->setRecordLength(10, 12);
+    record->lock();
+    EXPECT_EQ(leaves(*record->getType1MetaData()), "C 8+2 8+4;10,12");
+    EXPECT_EQ(record->deepFieldsCount(), 1u);
 }
 
 TEST(RecordMetaData, LayoutLooksThroughStructures) {
