@@ -17,6 +17,7 @@
 #define KELZOR_H
 
 #include <kelzor/call.h>
+#include <kelzor/classes.h>
 #include <kelzor/config.h>
 #include <kelzor/connection.h>
 #include <kelzor/data.h>
@@ -25,6 +26,7 @@
 #include <kelzor/language.h>
 #include <kelzor/library.h>
 #include <kelzor/metadata.h>
+#include <kelzor/objects.h>
 #include <kelzor/table.h>
 #include <kelzor/trace.h>
 #include <kelzor/types.h>

@@ -134,7 +134,7 @@ KELZOR_API ZOR_RC ZorGetStringByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned
 
 /**
  * Reads the bytes of a field as they stand in the record (numbers in the byte order of the host), or the
- * content of an XSTRING. STRING, structure and table fields have none.
+ * content of an XSTRING. STRING, structure and table fields have none; those of an object mean nothing.
  *
  * @param byteBuffer what lies behind the value stays as it is.
  * @param bufferLength its length in bytes.
@@ -215,6 +215,15 @@ KELZOR_API ZOR_RC ZorGetTable(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* na
                               ZOR_TABLE_HANDLE* tableHandle, ZOR_ERROR_INFO* errorInfo);
 KELZOR_API ZOR_RC ZorGetTableByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index,
                                      ZOR_TABLE_HANDLE* tableHandle, ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Gives the object in an object field; NULL if none was set. It belongs to the container and lives as long
+ * as that.
+ */
+KELZOR_API ZOR_RC ZorGetUbixObject(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name,
+                                   ZOR_UBIX_OBJECT_HANDLE* objHandle, ZOR_ERROR_INFO* errorInfo);
+KELZOR_API ZOR_RC ZorGetUbixObjectByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index,
+                                          ZOR_UBIX_OBJECT_HANDLE* objHandle, ZOR_ERROR_INFO* errorInfo);
 
 /**
  * Gives the length of a STRING in characters or of an XSTRING in bytes, without terminator.
@@ -353,6 +362,15 @@ KELZOR_API ZOR_RC ZorSetTable(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* na
                               ZOR_ERROR_INFO* errorInfo);
 KELZOR_API ZOR_RC ZorSetTableByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_TABLE_HANDLE value,
                                      ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Replaces the object in an object field by a deep copy, whatever its class; the value stays the caller's.
+ * What is no object: `ZOR_INVALID_PARAMETER`.
+ */
+KELZOR_API ZOR_RC ZorSetUbixObject(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name,
+                                   ZOR_UBIX_OBJECT_HANDLE value, ZOR_ERROR_INFO* errorInfo);
+KELZOR_API ZOR_RC ZorSetUbixObjectByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index,
+                                          ZOR_UBIX_OBJECT_HANDLE value, ZOR_ERROR_INFO* errorInfo);
 
 /** @} */
 

@@ -4,6 +4,7 @@
 
 #include "api/fieldcall.h"
 #include "data/zortable.h"
+#include "data/zorubixobject.h"
 
 using namespace zorapi;
 
@@ -50,14 +51,14 @@ ZOR_RC readIndexed(FieldCall call, unsigned index, Value* value, const KEL_UC* f
     return readNumber(call, ByIndex{index}, value, format);
 }
 
-/** Gives the handle of a child, made on first use. */
+/** Gives the handle of a child, which is made on first use unless `create` is false. */
 template <class Child, class Key>
-ZOR_RC readChild(const FieldCall& call, Key key, DATA_CONTAINER_HANDLE* handle) {
+ZOR_RC readChild(const FieldCall& call, Key key, DATA_CONTAINER_HANDLE* handle, bool create = true) {
     return onField(
         call, key, [&] { traceArguments(call, key, "pval=%p", static_cast<void*>(handle)); },
         [&](ZorRecord& record, unsigned index) {
             Child* child = nullptr;
-            record.getValue(index, handle != nullptr ? &child : nullptr, true);
+            record.getValue(index, handle != nullptr ? &child : nullptr, create);
             *handle = child != nullptr ? child->toHandle() : nullptr;
         },
         [&] { traceResult(call, key, "%p", static_cast<void*>(*handle)); });
@@ -228,6 +229,16 @@ ZOR_RC ZorGetTable(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_TAB
 ZOR_RC ZorGetTableByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_TABLE_HANDLE* tableHandle,
                           ZOR_ERROR_INFO* errorInfo) {
     return readChild<ZorTable>({__func__, dataHandle, errorInfo}, ByIndex{index}, tableHandle);
+}
+
+ZOR_RC ZorGetUbixObject(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name,
+                        ZOR_UBIX_OBJECT_HANDLE* objHandle, ZOR_ERROR_INFO* errorInfo) {
+    return readChild<ZorUbixObject>({__func__, dataHandle, errorInfo}, ByName{name}, objHandle, false);
+}
+
+ZOR_RC ZorGetUbixObjectByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index,
+                               ZOR_UBIX_OBJECT_HANDLE* objHandle, ZOR_ERROR_INFO* errorInfo) {
+    return readChild<ZorUbixObject>({__func__, dataHandle, errorInfo}, ByIndex{index}, objHandle, false);
 }
 
 ZOR_RC ZorGetStringLength(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, unsigned* stringLength,

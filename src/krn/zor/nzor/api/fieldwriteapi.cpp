@@ -4,6 +4,7 @@
 
 #include "api/fieldcall.h"
 #include "data/zortable.h"
+#include "data/zorubixobject.h"
 
 using namespace zorapi;
 
@@ -209,4 +210,18 @@ ZOR_RC ZorSetTableByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_
                           ZOR_ERROR_INFO* errorInfo) {
     return writeChild<ZorTable>({__func__, dataHandle, errorInfo}, ByIndex{index}, value, ZOR_RECORD_TABLE,
                                 "Only ZOR_TABLE_HANDLE is allowed as value in ");
+}
+
+ZOR_RC ZorSetUbixObject(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_UBIX_OBJECT_HANDLE value,
+                        ZOR_ERROR_INFO* errorInfo) {
+    return writeChild<ZorUbixObject>({__func__, dataHandle, errorInfo}, ByName{name}, value,
+                                     ZOR_RECORD_OBJECT,
+                                     "Only ZOR_UBIX_OBJECT_HANDLE is allowed as value in ");
+}
+
+ZOR_RC ZorSetUbixObjectByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_UBIX_OBJECT_HANDLE value,
+                               ZOR_ERROR_INFO* errorInfo) {
+    return writeChild<ZorUbixObject>({__func__, dataHandle, errorInfo}, ByIndex{index}, value,
+                                     ZOR_RECORD_OBJECT,
+                                     "Only ZOR_UBIX_OBJECT_HANDLE is allowed as value in ");
 }

@@ -18,6 +18,14 @@ ZorRecordMetaData& record(ZOR_TYPE_DESC_HANDLE handle) {
     return ZorMetaDataStatics::recordMetaDataFromHandle(handle);
 }
 
+/** A record that may be changed here; the fields of a class go with more than these functions know of. */
+ZorRecordMetaData& plainRecord(ZOR_TYPE_DESC_HANDLE handle) {
+    ZorRecordMetaData& type = record(handle);
+    if (type.getMetaType() != ZOR_META_RECORD)
+        throw ZorInvalidHandleException("An invalid handle was passed to the API call");
+    return type;
+}
+
 void describeField(const ZorRecordMetaData& type, unsigned index, ZOR_FIELD_DESC& target) {
     type.checkIndex(index);
     const ZorRecordFieldType& field = type[index];
@@ -63,7 +71,7 @@ ZOR_RC ZorAddTypeField(ZOR_TYPE_DESC_HANDLE typeHandle, const ZOR_FIELD_DESC* fi
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{typeHandle}, Required{fieldDescr, "field name"}), [&] {
                        const ZOR_FIELD_DESC& field = *fieldDescr;
-                       record(typeHandle)
+                       plainRecord(typeHandle)
                            .add(readBounded(field.name, sizeof field.name), field.type, field.nucLength,
                                 field.nucOffset, field.ucLength, field.ucOffset, field.decimals,
                                 ZorMetaDataStatics::typeDescFromHandle(field.typeDescHandle),
@@ -74,7 +82,7 @@ ZOR_RC ZorAddTypeField(ZOR_TYPE_DESC_HANDLE typeHandle, const ZOR_FIELD_DESC* fi
 ZOR_RC ZorSetTypeLength(ZOR_TYPE_DESC_HANDLE typeHandle, unsigned nucByteLength, unsigned ucByteLength,
                         ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{typeHandle}),
-                   [&] { record(typeHandle).setRecordLength(nucByteLength, ucByteLength); });
+                   [&] { plainRecord(typeHandle).setRecordLength(nucByteLength, ucByteLength); });
 }
 
 ZOR_RC ZorGetTypeName(ZOR_TYPE_DESC_HANDLE typeHandle, ZOR_CHAR* bufferForName, ZOR_ERROR_INFO* errorInfo) {

@@ -35,9 +35,11 @@ void traceFailure(const ZorConnection& connection, const ZorBaseException& excep
     if (connection.getTraceLevel() > 0) ZorTraceWrite("%s\n", exception.getMessage().c_str());
 }
 
-bool isDeep(const ZorAbstractMetaData* typeDesc) noexcept {
+/** Whether records of a type hold what no image of their bytes can carry. */
+bool hasNoImage(const ZorAbstractMetaData* typeDesc) noexcept {
     if (typeDesc == nullptr || typeDesc->getMetaType() != ZOR_META_RECORD) return false;
-    return static_cast<const ZorRecordMetaData*>(typeDesc)->isNestedType2Structure();
+    const auto& record = static_cast<const ZorRecordMetaData&>(*typeDesc);
+    return record.isNestedType2Structure() || record.containsObject();
 }
 
 /** Whether a structure or table was made; one that wasn't isn't sent. */
@@ -58,7 +60,7 @@ bool needsOtherForm(ZorParameter& parameter, unsigned partnerCharSize) {
         return type == ZORTYPE_UBIXOBJECT || type == ZORTYPE_XMLDATA;
     if (parameter.direction() == ZOR_IMPORT && !hasChild(parameter)) return false;
     if (type == ZORTYPE_TABLE && parameter.direction() != ZOR_TABLES) return true;
-    return partnerCharSize != 1 || isDeep(parameter.desc().typeDesc.get());
+    return partnerCharSize != 1 || hasNoImage(parameter.desc().typeDesc.get());
 }
 
 /** Refuses before the first byte is written, so that the connection stays as it was. */

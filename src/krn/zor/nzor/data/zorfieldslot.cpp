@@ -1,6 +1,7 @@
 #include "data/zorfieldslot.h"
 
 #include "data/zortable.h"
+#include "data/zorubixobject.h"
 
 namespace {
 
@@ -23,6 +24,10 @@ void cloneChild(ZORTYPE type, const KEL_RAW* source, KEL_RAW* target) {
             return cloneChildAs<ZorTable>(source, target);
         case ZORTYPE_STRUCTURE:
             return cloneChildAs<ZorStructure>(source, target);
+        case ZORTYPE_UBIXOBJECT:
+            cloneChildAs<ZorUbixObject>(source, target);
+            if (auto* child = loadChild<ZorUbixObject>(target)) child->setHeld();
+            return;
         case ZORTYPE_STRING:
             return cloneChildAs<ZorString>(source, target);
         case ZORTYPE_XSTRING:
@@ -58,6 +63,9 @@ void fillSlot(const ZorFieldSlot& slot) {
         case ZORTYPE_STRUCTURE:
             if (auto* child = loadChild<ZorStructure>(slot.addr)) child->initBuffer();
             return;
+        case ZORTYPE_UBIXOBJECT:
+            if (auto* child = loadChild<ZorUbixObject>(slot.addr)) child->initBuffer();
+            return;
         case ZORTYPE_STRING:
             if (auto* child = loadChild<ZorString>(slot.addr)) child->clear();
             return;
@@ -78,6 +86,8 @@ void destroyChild(ZORTYPE type, KEL_RAW* addr) noexcept {
             return destroyChildAs<ZorTable>(addr);
         case ZORTYPE_STRUCTURE:
             return destroyChildAs<ZorStructure>(addr);
+        case ZORTYPE_UBIXOBJECT:
+            return destroyChildAs<ZorUbixObject>(addr);
         case ZORTYPE_STRING:
             return destroyChildAs<ZorString>(addr);
         case ZORTYPE_XSTRING:

@@ -42,8 +42,8 @@ void storeChild(KEL_RAW* addr, T* child) noexcept {
 
 /** True for types whose slot holds a pointer to a child that the record owns. */
 constexpr bool isHeldByPointer(ZORTYPE type) noexcept {
-    return type == ZORTYPE_TABLE || type == ZORTYPE_STRUCTURE || type == ZORTYPE_STRING ||
-           type == ZORTYPE_XSTRING;
+    return type == ZORTYPE_TABLE || type == ZORTYPE_STRUCTURE || type == ZORTYPE_UBIXOBJECT ||
+           type == ZORTYPE_STRING || type == ZORTYPE_XSTRING;
 }
 
 /** Initial value of a field; an existing child is emptied, none is made. */

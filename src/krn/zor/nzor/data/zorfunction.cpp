@@ -41,3 +41,21 @@ bool ZorFunction::isParameterActive(std::string_view parameterName) const noexce
     const ZorParameter* parameter = find(parameterName);
     return parameter != nullptr && parameter->isActive();
 }
+
+void ZorFunction::checkClassExceptionEnabled() const {
+    if (!classExceptionEnabled)
+        throw ZorIllegalStateException("UBIX class exeception support not enabled for this function handle");
+}
+
+void ZorFunction::setClassException(std::unique_ptr<ZorClassException> exception) {
+    checkClassExceptionEnabled();
+    classException = std::move(exception);
+}
+
+void ZorFunction::setClassException(std::string_view text, ZorUbixObject& object) {
+    checkClassExceptionEnabled();
+    if (classException != nullptr && classException->getExceptionObj() == &object)
+        return classException->setExceptionText(text);
+    if (object.isHeld()) throw ZorInvalidHandleException("An invalid handle was passed to the API call");
+    setClassException(std::make_unique<ZorClassException>(text, &object));
+}

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "data/zorclassexception.h"
 #include "data/zorparameter.h"
 #include "meta/zorfunctionmetadata.h"
 
@@ -44,6 +45,33 @@ class ZorFunction : public ZorRecord {
     /** False for an unknown name. */
     bool isParameterActive(std::string_view name) const noexcept;
 
+    /** @name Class exceptions */
+    /** @{ */
+    /**
+     * Lets the partner answer with a class exception, whose class is looked up on a connection. The handle
+     * is looked up in the list when it is needed: the connection may be gone by then.
+     */
+    void enableClassException(ZOR_CONNECTION_HANDLE repositoryConnection) noexcept {
+        classExceptionEnabled = true;
+        connRepository = repositoryConnection;
+    }
+    bool isClassExceptionEnabled() const noexcept { return classExceptionEnabled; }
+    ZOR_CONNECTION_HANDLE repositoryConnection() const noexcept { return connRepository; }
+    /** Null if there is none. */
+    ZorClassException* getClassException() const noexcept { return classException.get(); }
+    /**
+     * Stores an exception in the place of the one before. Throws ZorIllegalStateException unless class
+     * exceptions are enabled.
+     */
+    void setClassException(std::unique_ptr<ZorClassException> exception);
+    /**
+     * The same of an object that a caller made, which is taken over; on failure it stays the caller's. The
+     * object that is held already gets another text. ZorInvalidHandleException for one that belongs to
+     * another container.
+     */
+    void setClassException(std::string_view text, ZorUbixObject& object);
+    /** @} */
+
     /** @name The call */
     /** @{ */
     void zorSerialize(ZorConnection& conn, ZORID rid);
@@ -51,14 +79,17 @@ class ZorFunction : public ZorRecord {
     void zorCallReceive(ZorConnection& conn, ZORID rid);
     /** @} */
 
-    bool isCall = true;                  ///< False while the container serves an incoming call.
-    bool classExceptionEnabled = false;  ///< The partner may answer with a class exception.
+    bool isCall = true;  ///< False while the container serves an incoming call.
 
   private:
+    void checkClassExceptionEnabled() const;
     ZorParameter* find(std::string_view name) const noexcept;
 
     ZorMetaDataRef<ZorFunctionMetaData> metaData;
     KEL_string name;
     std::vector<std::unique_ptr<ZorParameter>> params;
     std::vector<ZorFieldSlot> paramSlots;  ///< Of each parameter, whose storage never moves.
+    bool classExceptionEnabled = false;    ///< The partner may answer with a class exception.
+    ZOR_CONNECTION_HANDLE connRepository = nullptr;
+    std::unique_ptr<ZorClassException> classException;
 };

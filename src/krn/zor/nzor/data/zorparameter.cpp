@@ -11,8 +11,8 @@ ZorParameter::ZorParameter(const ZorParameterFieldType& field) : field(field) {
     const bool sent = (field.direction & ZOR_IMPORT) != 0;
     const bool child = field.type == ZORTYPE_TABLE || field.type == ZORTYPE_STRUCTURE;
     active = child || !(field.optional != 0 && sent);
-    const bool held = isHeldByPointer(field.type);
-    // The slot of an object is a pointer too, whatever length its description tells.
+    // A pointer has no length on the wire; an object keeps that of its description all the same.
+    const bool held = isHeldByPointer(field.type) && field.type != ZORTYPE_UBIXOBJECT;
     const size_t storage = std::max<size_t>(field.length1, sizeof(void*));
     addr = std::make_unique<KEL_RAW[]>(storage);
     if (held) return;

@@ -4,6 +4,7 @@
 #include "data/zorfieldfailure.h"
 #include "data/zorfieldslot.h"
 #include "data/zortable.h"
+#include "data/zorubixobject.h"
 
 namespace {
 
@@ -11,6 +12,11 @@ ZorRecordMetaData* recordOf(ZorAbstractMetaData* typeDesc) noexcept {
     if (ZorMetaDataStatics::isSentinel(typeDesc) || typeDesc->getMetaType() != ZOR_META_RECORD)
         return nullptr;
     return static_cast<ZorRecordMetaData*>(typeDesc);
+}
+
+ZorClassMetaData* classOf(ZorAbstractMetaData* typeDesc) noexcept {
+    if (ZorMetaDataStatics::isSentinel(typeDesc) || typeDesc->getMetaType() != ZOR_META_CLASS) return nullptr;
+    return static_cast<ZorClassMetaData*>(typeDesc);
 }
 
 /** Makes the child of a field that has none yet. */
@@ -29,6 +35,11 @@ void makeChild(const ZorFieldSlot&, ZorString*& child) {
 
 void makeChild(const ZorFieldSlot&, ZorXString*& child) {
     child = std::make_unique<ZorXString>().release();
+}
+
+void makeChild(const ZorFieldSlot& slot, ZorUbixObject*& child) {
+    child = std::make_unique<ZorUbixObject>(classOf(slot.field.typeDesc.raw())).release();
+    child->setHeld();
 }
 
 /** The child of a field, which is owned by the record; null if there is none and none is to be made. */
@@ -54,6 +65,10 @@ ZorRecord::~ZorRecord() {
 
 ZorRecordMetaData* ZorRecord::getRecordMetaData(unsigned index) const {
     return recordOf(describe(index).typeDesc.raw());
+}
+
+ZorClassMetaData* ZorRecord::getClassMetaData(unsigned index) const {
+    return classOf(describe(index).typeDesc.raw());
 }
 
 void ZorRecord::fillField(unsigned index) {
@@ -82,6 +97,11 @@ void ZorRecord::getValue(unsigned index, ZorXString** child, bool create) {
     *child = childOf<ZorXString>(access(index, child), ZORTYPE_XSTRING, "ZOR_XSTRING", create);
 }
 
+void ZorRecord::getValue(unsigned index, ZorUbixObject** child, bool create) {
+    *child =
+        childOf<ZorUbixObject>(access(index, child), ZORTYPE_UBIXOBJECT, "ZOR_UBIX_OBJECT_HANDLE", create);
+}
+
 void ZorRecord::setValue(unsigned index, const ZorStructure& value) {
     const ZorFieldSlot slot = access(index, &value);
     if (slot.field.type != ZORTYPE_STRUCTURE) throwWriteFailure(slot.field, "ZOR_STRUCTURE_HANDLE");
@@ -100,6 +120,18 @@ void ZorRecord::setValue(unsigned index, const ZorTable& value) {
         *child = value;
     else
         storeChild(slot.addr, value.clone().release());
+}
+
+void ZorRecord::setValue(unsigned index, const ZorUbixObject& value) {
+    const ZorFieldSlot slot = access(index, &value);
+    if (slot.field.type != ZORTYPE_UBIXOBJECT) throwWriteFailure(slot.field, "ZOR_UBIX_OBJECT_HANDLE");
+    if (auto* child = loadChild<ZorUbixObject>(slot.addr)) {
+        *child = value;
+        return;
+    }
+    auto copy = value.clone();
+    copy->setHeld();
+    storeChild(slot.addr, copy.release());
 }
 
 unsigned ZorRecord::getStringLength(unsigned index) {

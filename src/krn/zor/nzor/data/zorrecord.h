@@ -10,10 +10,11 @@
 #include <vector>
 
 #include "error/zorexception.h"
-#include "meta/zorrecordmetadata.h"
+#include "meta/zorclassmetadata.h"
 
 class ZorStructure;
 class ZorTable;
+class ZorUbixObject;
 
 /** Content of a field of type STRING. */
 using ZorString = KEL_string;
@@ -97,6 +98,8 @@ class ZorRecord {
     const KEL_string& getName(unsigned index) const { return describe(index).name; }
     /** Description of a structure field or of a table field's rows; null if there is none. */
     ZorRecordMetaData* getRecordMetaData(unsigned index) const;
+    /** Description of the class that an object field refers to; null if there is none. */
+    ZorClassMetaData* getClassMetaData(unsigned index) const;
     KEL_RAW* getBuffer(unsigned index) { return locate(index).addr; }
     /** @} */
 
@@ -170,8 +173,11 @@ class ZorRecord {
     void getValue(unsigned index, ZorTable** child, bool create);
     void getValue(unsigned index, ZorString** child, bool create);
     void getValue(unsigned index, ZorXString** child, bool create);
+    void getValue(unsigned index, ZorUbixObject** child, bool create);
     void setValue(unsigned index, const ZorStructure& value);
     void setValue(unsigned index, const ZorTable& value);
+    /** The object's class need not be that of the field. */
+    void setValue(unsigned index, const ZorUbixObject& value);
     /** Length of a string in characters or of a byte string in bytes. */
     unsigned getStringLength(unsigned index);
     /**

@@ -9,7 +9,7 @@
 namespace {
 
 bool hasChildren(const ZorRecordMetaData* desc) noexcept {
-    return desc != nullptr && desc->hasComplexFields();
+    return desc != nullptr && desc->holdsChildren();
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ ZorTable::ZorTable(const ZorTable& other) : ZorTable(other.getRowType()) {
     makeRoom(other.tabSize);
     const size_t rowLength = getRowLength();
     std::memcpy(rows.get(), other.rows.get(), other.tabSize * rowLength);
-    if (!getRowType()->hasComplexFields()) {
+    if (!getRowType()->holdsChildren()) {
         place(other.tabSize, 0);
         return;
     }
@@ -89,7 +89,7 @@ ZorTable::~ZorTable() {
 
 void ZorTable::destroyRows() noexcept {
     const ZorRecordMetaData* desc = getRowType();
-    if (desc != nullptr && desc->hasComplexFields())
+    if (desc != nullptr && desc->holdsChildren())
         for (unsigned index = 0; index < tabSize; ++index)
             destroyChildren(*desc, rowAddress(index));
     place(0, 0);
@@ -234,7 +234,7 @@ void ZorTable::placeCopy(unsigned index, const ZorStructure& row) {
     const unsigned common = std::min(row.getLength(), getRowLength());
     std::memcpy(target, source, common);
     std::memcpy(target + common, initRow.bytes.get() + common, getRowLength() - common);
-    if (getRowType()->hasComplexFields()) cloneChildren(*getRowType(), source, target);
+    if (getRowType()->holdsChildren()) cloneChildren(*getRowType(), source, target);
 }
 
 void ZorTable::appendRow(const ZorStructure& row) {
@@ -273,7 +273,7 @@ void ZorTable::removeRow() noexcept {
     if (currentIndex >= tabSize) return;
     recallViews();
     KEL_RAW* gap = rowAddress(currentIndex);
-    if (getRowType()->hasComplexFields()) destroyChildren(*getRowType(), gap);
+    if (getRowType()->holdsChildren()) destroyChildren(*getRowType(), gap);
     place(tabSize - 1, currentIndex);
     std::memmove(gap, gap + getRowLength(), (tabSize - currentIndex) * size_t{getRowLength()});
 }

@@ -96,6 +96,8 @@ void ZorParameter::zorSerialize(ZorItemStream& conn) {
             return conn.writeZorData(ZORID_FieldValue, bytes != nullptr ? std::span<const KEL_RAW>(*bytes)
                                                                         : std::span<const KEL_RAW>());
         }
+        case ZORTYPE_UBIXOBJECT:
+            return;  // the bytes are a pointer, which is nobody's business
         default:
             conn.writeZorChars(ZORID_FieldName, field.name);
             return conn.writeZorData(ZORID_FieldValue, {addr.get(), field.length1});

@@ -54,12 +54,14 @@ void forEachLeaf(ZorStructure& record, unsigned& leaf, const Visit& visit) {
 }  // namespace
 
 unsigned ZorStructure::wireLength(const ZorItemStream&) const {
+    if (desc == nullptr) return 0;
     return desc->isNestedType1Structure() ? desc->getImageLength() : structLength;
 }
 
 void ZorStructure::zorSerialize(ZorItemStream& conn, bool isRow) {
     const ZORID id = isRow ? ZORID_TableContent : ZORID_FieldValue;
-    if (!desc->isNestedType1Structure()) return conn.writeZorData(id, {getBuffer(), structLength});
+    if (desc == nullptr || !desc->isNestedType1Structure())
+        return conn.writeZorData(id, {getBuffer(), structLength});
     const unsigned width = wireLength(conn);
     auto& image = conn.scratch();
     if (image.size() < width) image.resize(width);
@@ -79,7 +81,9 @@ void ZorStructure::zorSerializeType1(ZorItemStream&, KEL_RAW* dest, unsigned des
 }
 
 void ZorStructure::zorDeserialize(ZorItemStream& conn, unsigned length, bool simpleDecompress) {
-    if (desc->isNestedType2Structure()) conn.protocolFault();  // deep records have no image
+    if (desc == nullptr) return conn.skipBytes(length);
+    // Records with tables, strings or objects have no image: bytes of the partner never become pointers.
+    if (desc->isNestedType2Structure() || desc->containsObject()) conn.protocolFault();
     const bool nested = desc->isNestedType1Structure();
     const unsigned width = wireLength(conn);
     if (nested && conn.scratch().size() < width) conn.scratch().resize(width);

@@ -21,7 +21,8 @@ void ZorTable::zorSerialize(ZorItemStream& conn) {
 void ZorTable::zorDeserializeRow(ZorItemStream& conn, unsigned length, bool simpleDecompress) {
     KEL_RAW* const bytes = appendRowForRead();
     const ZorRecordMetaData& rowType = *getRowType();
-    if (conn.control.conversion || rowType.isNestedType1Structure() || rowType.isNestedType2Structure())
+    if (conn.control.conversion || rowType.isNestedType1Structure() || rowType.isNestedType2Structure() ||
+        rowType.containsObject())
         return row(getCount() - 1).zorDeserialize(conn, length, simpleDecompress);
     const unsigned stored = conn.readZorDataContent(bytes, getRowLength(), length);
     if (simpleDecompress && stored != 0) ZorStructure::simpleDecompress(bytes, getRowLength(), stored);

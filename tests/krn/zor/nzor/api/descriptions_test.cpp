@@ -3,42 +3,13 @@
 #include <gtest/gtest.h>
 #include <kelzor/metadata.h>
 
-#include <cstdio>
 #include <cstring>
-#include <functional>
-#include <string>
+
+#include "said.h"
 
 namespace {
 
 using std::string;
-
-/** What a call returned and said: "code key: message", or "0". */
-string said(const std::function<ZOR_RC(ZOR_ERROR_INFO*)>& call) {
-    ZOR_ERROR_INFO info;
-    std::memset(&info, 0, sizeof info);
-    const ZOR_RC rc = call(&info);
-    EXPECT_EQ(rc, info.code);
-    if (rc == ZOR_OK) return "0";
-    return std::to_string(rc) + " " + info.key + ": " + info.message;
-}
-
-const string invalidHandle = "13 ZOR_INVALID_HANDLE: An invalid handle was passed to the API call";
-const string lockedText =
-    "19 ZOR_ILLEGAL_STATE: The operation is forbidden because the instance is already locked";
-
-string invalidParameter(const char* label) {
-    return string("20 ZOR_INVALID_PARAMETER: Invalid parameter '") + label + "' was passed to the API call";
-}
-
-string parameterText(const string& text) {
-    return "20 ZOR_INVALID_PARAMETER: " + text;
-}
-
-string removed(const char* kind, const void* handle) {
-    char text[100];
-    std::snprintf(text, sizeof text, "%s handle  %p was already removed", kind, handle);
-    return parameterText(text);
-}
 
 ZOR_FIELD_DESC field(const char* name, ZORTYPE type, unsigned nucLength, unsigned nucOffset,
                      unsigned ucLength, unsigned ucOffset, ZOR_TYPE_DESC_HANDLE typeDesc = nullptr) {

@@ -28,6 +28,7 @@ struct Refusal {
 const std::map<std::string, Refusal> ownRefusals = {
     {"ZorCreateTypeDesc", {ZOR_INVALID_PARAMETER, "Type name is NULL"}},
     {"ZorCreateFunctionDesc", {ZOR_INVALID_PARAMETER, "Function name is NULL"}},
+    {"ZorCreateClassDesc", {ZOR_INVALID_PARAMETER, "Class name is NULL"}},
     {"ZorDescribeFunction", {ZOR_INVALID_HANDLE, "ZOR_FUNCTION_HANDLE is NULL"}},
     // Settings for which zeros are good values.
     {"ZorReloadIniFile", {ZOR_OK, ""}},

@@ -7,6 +7,7 @@
 
 #include "data/zorfunction.h"
 #include "data/zortable.h"
+#include "data/zorubixobject.h"
 #include "meta/zorfunctionmetadata.h"
 #include "meta/zorrecordmetadata.h"
 

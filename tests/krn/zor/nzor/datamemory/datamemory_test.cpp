@@ -2,8 +2,10 @@
 // object is as it was, and nothing is left behind.
 
 #include <gtest/gtest.h>
+#include <kelzor/classes.h>
 #include <kelzor/data.h>
 #include <kelzor/function.h>
+#include <kelzor/objects.h>
 #include <kelzor/table.h>
 
 #include <cstdlib>
@@ -214,6 +216,68 @@ TEST_F(DataMemory, CloningAndCreating) {
     const auto functionHandle = ZorMetaDataStatics::toHandle(function.get());
     checkMaking([&](auto* info) { return ZorCreateFunction(functionHandle, info); },
                 [](auto handle) { ZorDestroyFunction(handle, nullptr); });
+}
+
+TEST_F(DataMemory, ObjectsAndClassExceptions) {
+    const auto desc =
+        ZorMetaDataStatics::createMetaData<ZorClassMetaData>("CX_A_CLASS_OF_A_LONG_NAME", "custom", 5, false);
+    desc->add("C", "TEXT", ZORTYPE_STRING, 0, ZOR_CLASS_ATTRIBUTE_INSTANCE, false);
+    desc->add("C", "NEXT", *desc, ZOR_CLASS_ATTRIBUTE_INSTANCE, false);
+    const auto descHandle = ZorMetaDataStatics::toHandle(desc.get());
+    checkMaking([&](auto* info) { return ZorCreateUbixObject(descHandle, info); },
+                [](auto handle) { ZorDestroyUbixObject(handle, nullptr); });
+    ZorUbixObject source(desc.get());
+    setText(source, 0, longText);
+    source.setValue(1, static_cast<const ZorUbixObject&>(source));
+    ZorUbixObject target(desc.get());
+    setText(target, 0, "old");
+    for (const bool replaced : {false, true}) {
+        ZorUbixObject* held = nullptr;
+        target.getValue(1, &held, false);
+        EXPECT_EQ(held != nullptr, replaced);
+        failEachAllocation(
+            [&](ZOR_ERROR_INFO& info) {
+                return ZorSetUbixObjectByIndex(target.toHandle(), 1, source.toHandle(), &info);
+            },
+            [&] {
+                ZorUbixObject* now = nullptr;
+                target.getValue(1, &now, false);
+                ASSERT_EQ(now, held);
+                ASSERT_TRUE(now == nullptr || getText(*now, 0) == longText);
+            });
+    }
+    const auto functionDesc =
+        ZorMetaDataStatics::createMetaData<ZorFunctionMetaData>("F", "custom", 5, false);
+    ZorFunction function(*functionDesc);
+    function.enableClassException(nullptr);
+    const auto exception = source.clone().release()->toHandle();
+    const std::string text(longText);
+    failEachAllocation(
+        [&](ZOR_ERROR_INFO& info) {
+            return ZorSetUbixClassException(function.toHandle(), exception, text.c_str(), &info);
+        },
+        [&] { ASSERT_EQ(function.getClassException(), nullptr); });
+    EXPECT_EQ(ZorGetUbixClassException(function.toHandle(), nullptr), exception);
+}
+
+TEST_F(DataMemory, DescribingClasses) {
+    const auto made = ZorCreateClassDesc("CL", nullptr);
+    ZOR_CLASS_ATTRIBUTE_DESC attribute{};
+    std::memset(attribute.description, 't', 100);
+    unsigned count = 0;
+    for (char letter = 'A'; letter < 'I'; ++letter) {
+        attribute.name[0] = letter;
+        std::memset(attribute.name + 1, 'n', 20);
+        failEachAllocation(
+            [&](ZOR_ERROR_INFO& info) { return ZorAddClassAttribute(made, &attribute, &info); },
+            [&] {
+                ASSERT_EQ(ZorGetClassAttributesCount(made, &count, nullptr), ZOR_OK);
+                ASSERT_EQ(count, static_cast<unsigned>(letter - 'A'));
+            });
+    }
+    auto& desc = ZorMetaDataStatics::classMetaDataFromHandle(made);
+    EXPECT_EQ(desc.getDescription(7), std::string(100, 't'));
+    ZorDestroyClassDesc(made, nullptr);
 }
 
 }  // namespace

@@ -368,4 +368,33 @@ TEST(Loop, aMillionTinyItemsPass) {
     EXPECT_EQ(call.bytes(), "z");
 }
 
+TEST(Records, withObjectsNeverTakeBytesOfThePartnerForPointers) {
+    auto row = record("ROW", {{"O", ZORTYPE_UBIXOBJECT, sizeof(void*), nullptr}});
+    auto outer = record("OUTER", {{"S", ZORTYPE_STRUCTURE, sizeof(void*), row.get()}});
+    const Bytes value = item(515, Bytes(sizeof(void*), 0x41));
+    for (ZorRecordMetaData* desc : {row.get(), outer.get()}) {
+        Call call;
+        call.add("X", ZORTYPE_STRUCTURE, ZOR_CHANGING, sizeof(void*), desc);
+        EXPECT_THROW(call.read(joined({nameX, value})), ZorBaseException);
+    }
+    Call call;
+    call.add("X", ZORTYPE_UBIXOBJECT, ZOR_CHANGING, sizeof(void*));
+    call.read(joined({nameX, value}));  // skipped
+    EXPECT_EQ(call.bytes(), std::string(sizeof(void*), 0));
+    EXPECT_EQ(call.written(), item(517, "X"));
+}
+
+TEST(Records, withoutDescriptionAreEmpty) {
+    Call call;
+    call.add("X", ZORTYPE_STRUCTURE, ZOR_CHANGING, 4);
+    call.read(joined({nameX, item(515, "abcd")}));
+    EXPECT_EQ(call.written(), joined({item(517, "X"), nameX, item(515)}));
+    // Inside a record they are a gap, and what stands behind them keeps its place.
+    auto outer = record("OUTER", {{"S", ZORTYPE_STRUCTURE, 4, nullptr}, {"C", ZORTYPE_CHAR, 2, nullptr}});
+    Call nested;
+    nested.add("X", ZORTYPE_STRUCTURE, ZOR_CHANGING, 6, outer.get());
+    nested.read(joined({nameX, item(515, "....xy")}));
+    EXPECT_EQ(nested.written(), joined({item(517, "X"), nameX, item(515, Bytes{0, 0, 0, 0, 'x', 'y'})}));
+}
+
 }  // namespace
