@@ -19,7 +19,7 @@ constexpr unsigned expectedAttributes = 5;
 /** Characters that count of the name of a class which comes as an argument of its own. */
 constexpr size_t longestName = sizeof(ZOR_CLASS_NAME);
 
-ZorClassMetaData& classOf(ZOR_CLASS_DESC_HANDLE handle) {
+ZorMetaDataRef<ZorClassMetaData> classOf(ZOR_CLASS_DESC_HANDLE handle) {
     return ZorMetaDataStatics::classMetaDataFromHandle(handle);
 }
 
@@ -46,8 +46,8 @@ void addAttribute(ZorClassMetaData& desc, const ZOR_CLASS_ATTRIBUTE_DESC& attrib
     desc.add(readBounded(attribute.declaringClass, sizeof attribute.declaringClass),
              readBounded(attribute.name, sizeof attribute.name - 1), attribute.type, attribute.nucLength,
              attribute.decimals, readBounded(attribute.description, sizeof attribute.description),
-             ZorMetaDataStatics::typeDescFromHandle(attribute.typeDescHandle), attribute.extendedDescription,
-             attribute.attributeType, attribute.isReadOnly != 0,
+             ZorMetaDataStatics::typeDescFromHandle(attribute.typeDescHandle).raw(),
+             attribute.extendedDescription, attribute.attributeType, attribute.isReadOnly != 0,
              readBounded(attribute.defaultValue, sizeof attribute.defaultValue - 1));
 }
 
@@ -76,17 +76,17 @@ ZOR_CLASS_DESC_HANDLE ZorCreateClassDesc(const KEL_UC* name, ZOR_ERROR_INFO* err
 ZOR_RC ZorDestroyClassDesc(ZOR_CLASS_DESC_HANDLE classDesc, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{classDesc}), [&](FrameTrace& trace) {
         if (trace.isOpen()) ZorTraceWrite("delete MD{%p}", static_cast<void*>(classDesc));
-        ZorMetaDataStatics::destroyPending(classOf(classDesc),
+        ZorMetaDataStatics::destroyPending(*classOf(classDesc),
                                            "The instance was either removed or is cached in a repository.");
     });
 }
 
 ZOR_RC ZorGetClassName(ZOR_CLASS_DESC_HANDLE classDesc, ZOR_CHAR* bufferForName, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{classDesc}), [&] {
-        const KEL_string& name = classOf(classDesc).getName();
+        const auto desc = classOf(classDesc);
         if (bufferForName == nullptr) throw ZorInvalidParameterException("bufferForName is NULL");
         copyBounded(bufferForName, sizeof(ZOR_CLASS_NAME),
-                    std::string_view(name).substr(0, sizeof(ZOR_CLASS_NAME) - 1));
+                    std::string_view(desc->getName()).substr(0, sizeof(ZOR_CLASS_NAME) - 1));
         bufferForName[sizeof(ZOR_CLASS_NAME) - 1] = 0;
     });
 }
@@ -95,21 +95,21 @@ ZOR_RC ZorAddClassAttribute(ZOR_CLASS_DESC_HANDLE classDesc, const ZOR_CLASS_ATT
                             ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{classDesc}, Required{attrDesc, "pointer to ZOR_CLASS_ATTRIBUTE_DESC"}),
-                   [&] { addAttribute(classOf(classDesc), *attrDesc); });
+                   [&] { addAttribute(*classOf(classDesc), *attrDesc); });
 }
 
 ZOR_RC ZorGetClassAttributesCount(ZOR_CLASS_DESC_HANDLE classDesc, unsigned* count,
                                   ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{classDesc}, Required{count, "pointer to attributes count"}),
-                   [&] { *count = classOf(classDesc).getFieldCount(); });
+                   [&] { *count = classOf(classDesc)->getFieldCount(); });
 }
 
 ZOR_RC ZorGetClassAttributeDescByIndex(ZOR_CLASS_DESC_HANDLE classDesc, unsigned index,
                                        ZOR_CLASS_ATTRIBUTE_DESC* attrDesc, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{classDesc}, Required{attrDesc, "Pointer to ZOR_CLASS_ATTRIBUTE_DESC"}),
-                   [&] { describeAttribute(classOf(classDesc), index, *attrDesc); });
+                   [&] { describeAttribute(*classOf(classDesc), index, *attrDesc); });
 }
 
 ZOR_RC ZorGetClassAttributeDescByName(ZOR_CLASS_DESC_HANDLE classDesc, const KEL_UC* name,
@@ -118,15 +118,15 @@ ZOR_RC ZorGetClassAttributeDescByName(ZOR_CLASS_DESC_HANDLE classDesc, const KEL
                    checks(Handle{classDesc}, Required{name, "NAME"},
                           Required{attrDesc, "Pointer to ZOR_CLASS_ATTRIBUTE_DESC"}),
                    [&] {
-                       const ZorClassMetaData& desc = classOf(classDesc);
-                       describeAttribute(desc, desc.getIndex(name), *attrDesc);
+                       const auto desc = classOf(classDesc);
+                       describeAttribute(*desc, desc->getIndex(name), *attrDesc);
                    });
 }
 
 ZOR_RC ZorAddParentClass(ZOR_CLASS_DESC_HANDLE classDesc, const KEL_UC* name, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{classDesc}, Required{name, "class names"}),
-                   [&] { classOf(classDesc).addParentClass(readBounded(name, longestName)); });
+                   [&] { classOf(classDesc)->addParentClass(readBounded(name, longestName)); });
 }
 
 ZOR_RC ZorGetParentClassesCount(ZOR_CLASS_DESC_HANDLE classDesc, unsigned* parentClassesCount,
@@ -134,21 +134,21 @@ ZOR_RC ZorGetParentClassesCount(ZOR_CLASS_DESC_HANDLE classDesc, unsigned* paren
     return guarded(
         __func__, errorInfo, GlobalLevel{},
         checks(Handle{classDesc}, Required{parentClassesCount, "pointer to parentClassesCount"}),
-        [&] { *parentClassesCount = static_cast<unsigned>(classOf(classDesc).getParentClasses().size()); });
+        [&] { *parentClassesCount = static_cast<unsigned>(classOf(classDesc)->getParentClasses().size()); });
 }
 
 ZOR_RC ZorGetParentClassByIndex(ZOR_CLASS_DESC_HANDLE classDesc, unsigned index, ZOR_CLASS_NAME name,
                                 ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{classDesc}, Required{name, "buffer for the class name"}),
-                   [&] { copyName(classOf(classDesc).getParentClasses(), index, "parent classes", name); });
+                   [&] { copyName(classOf(classDesc)->getParentClasses(), index, "parent classes", name); });
 }
 
 ZOR_RC ZorAddImplementedInterface(ZOR_CLASS_DESC_HANDLE classDesc, const KEL_UC* name,
                                   ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{classDesc}, Required{name, "implemented interface name"}),
-                   [&] { classOf(classDesc).addImplementedInterface(readBounded(name, longestName)); });
+                   [&] { classOf(classDesc)->addImplementedInterface(readBounded(name, longestName)); });
 }
 
 ZOR_RC ZorGetImplementedInterfacesCount(ZOR_CLASS_DESC_HANDLE classDesc, unsigned* implementedInterfacesCount,
@@ -157,8 +157,9 @@ ZOR_RC ZorGetImplementedInterfacesCount(ZOR_CLASS_DESC_HANDLE classDesc, unsigne
                    checks(Handle{classDesc},
                           Required{implementedInterfacesCount, "pointer to implementedInterfacesCount"}),
                    [&] {
-                       const auto& interfaces = classOf(classDesc).getImplementedInterfaces();
-                       *implementedInterfacesCount = static_cast<unsigned>(interfaces.size());
+                       const auto desc = classOf(classDesc);
+                       *implementedInterfacesCount =
+                           static_cast<unsigned>(desc->getImplementedInterfaces().size());
                    });
 }
 
@@ -166,7 +167,7 @@ ZOR_RC ZorGetImplementedInterfaceByIndex(ZOR_CLASS_DESC_HANDLE classDesc, unsign
                                          ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{classDesc}, Required{name, "buffer for the interface name"}), [&] {
-                       copyName(classOf(classDesc).getImplementedInterfaces(), index,
+                       copyName(classOf(classDesc)->getImplementedInterfaces(), index,
                                 "implemented interfaces", name);
                    });
 }

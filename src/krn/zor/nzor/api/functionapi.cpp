@@ -38,8 +38,8 @@ void traceDescription(ZOR_FUNCTION_HANDLE handle, const ZorFunctionMetaData& des
 
 ZOR_FUNCTION_HANDLE ZorCreateFunction(ZOR_FUNCTION_DESC_HANDLE funcDescHandle, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{funcDescHandle}), [&] {
-        auto& desc = ZorMetaDataStatics::functionMetaDataFromHandle(funcDescHandle);
-        return std::make_unique<ZorFunction>(desc).release()->toHandle();
+        const auto desc = ZorMetaDataStatics::functionMetaDataFromHandle(funcDescHandle);
+        return std::make_unique<ZorFunction>(*desc).release()->toHandle();
     });
 }
 

@@ -15,7 +15,7 @@ namespace {
 /** Room for parameters in a description that a caller builds. */
 constexpr unsigned expectedParameters = 5;
 
-ZorFunctionMetaData& function(ZOR_FUNCTION_DESC_HANDLE handle) {
+ZorMetaDataRef<ZorFunctionMetaData> function(ZOR_FUNCTION_DESC_HANDLE handle) {
     return ZorMetaDataStatics::functionMetaDataFromHandle(handle);
 }
 
@@ -69,7 +69,7 @@ ZOR_FUNCTION_DESC_HANDLE ZorCreateFunctionDesc(const KEL_UC* name, ZOR_ERROR_INF
 ZOR_RC ZorDestroyFunctionDesc(ZOR_FUNCTION_DESC_HANDLE funcDesc, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{funcDesc}), [&](FrameTrace& trace) {
         if (trace.isOpen()) ZorTraceWrite("delete MD{%p}", static_cast<void*>(funcDesc));
-        ZorMetaDataStatics::destroyPending(function(funcDesc),
+        ZorMetaDataStatics::destroyPending(*function(funcDesc),
                                            "The instance is either removed or cached in a repository.");
     });
 }
@@ -79,10 +79,10 @@ ZOR_RC ZorAddParameter(ZOR_FUNCTION_DESC_HANDLE funcDesc, const ZOR_PARAMETER_DE
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{funcDesc}, Required{paramDescr, "pointer to ZOR_PARAMETER_DESC"}), [&] {
                        const ZOR_PARAMETER_DESC& parameter = *paramDescr;
-                       function(funcDesc).add(
+                       function(funcDesc)->add(
                            textOf(parameter.name), parameter.type, parameter.direction, parameter.nucLength,
                            parameter.ucLength, parameter.decimals,
-                           ZorMetaDataStatics::typeDescFromHandle(parameter.typeDescHandle),
+                           ZorMetaDataStatics::typeDescFromHandle(parameter.typeDescHandle).raw(),
                            textOf(parameter.defaultValue), textOf(parameter.parameterText),
                            parameter.optional, parameter.extendedDescription);
                    });
@@ -92,27 +92,27 @@ ZOR_RC ZorAddException(ZOR_FUNCTION_DESC_HANDLE funcDesc, const ZOR_EXCEPTION_DE
                        ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{funcDesc}, Required{excDesc, "pointer to ZOR_EXCEPTION_DESC"}),
-                   [&] { function(funcDesc).addException(textOf(excDesc->key), textOf(excDesc->message)); });
+                   [&] { function(funcDesc)->addException(textOf(excDesc->key), textOf(excDesc->message)); });
 }
 
 ZOR_RC ZorGetFunctionName(ZOR_FUNCTION_DESC_HANDLE funcDesc, ZOR_CHAR* bufferForName,
                           ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{funcDesc}, Required{bufferForName, "pointer to function name"}),
-                   [&] { copyBounded(bufferForName, sizeof(ZOR_UBIX_NAME), function(funcDesc).getName()); });
+                   [&] { copyBounded(bufferForName, sizeof(ZOR_UBIX_NAME), function(funcDesc)->getName()); });
 }
 
 ZOR_RC ZorGetParameterCount(ZOR_FUNCTION_DESC_HANDLE funcDesc, unsigned* count, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{funcDesc}, Required{count, "pointer to paramter count"}),
-                   [&] { *count = function(funcDesc).getFieldCount(); });
+                   [&] { *count = function(funcDesc)->getFieldCount(); });
 }
 
 ZOR_RC ZorGetParameterDescByIndex(ZOR_FUNCTION_DESC_HANDLE funcDesc, unsigned index,
                                   ZOR_PARAMETER_DESC* paramDescr, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{funcDesc}, Required{paramDescr, "pointer to ZOR_PARAMETER_DESC"}),
-                   [&] { describeParameter(function(funcDesc), index, *paramDescr); });
+                   [&] { describeParameter(*function(funcDesc), index, *paramDescr); });
 }
 
 ZOR_RC ZorGetParameterDescByName(ZOR_FUNCTION_DESC_HANDLE funcDesc, const KEL_UC* name,
@@ -126,8 +126,8 @@ ZOR_RC ZorGetParameterDescByName(ZOR_FUNCTION_DESC_HANDLE funcDesc, const KEL_UC
                            ZorTraceWrite("ZorGetParameterDescByName(funcHandle=%p, name=%s, in=%p, error=%p)",
                                          handle, name, static_cast<void*>(paramDescr),
                                          static_cast<void*>(errorInfo));
-                       const ZorFunctionMetaData& desc = function(funcDesc);
-                       describeParameter(desc, desc.getIndex(name), *paramDescr);
+                       const auto desc = function(funcDesc);
+                       describeParameter(*desc, desc->getIndex(name), *paramDescr);
                        if (trace.isOpen()) traceParameter(handle, name, *paramDescr);
                    });
 }
@@ -135,14 +135,14 @@ ZOR_RC ZorGetParameterDescByName(ZOR_FUNCTION_DESC_HANDLE funcDesc, const KEL_UC
 ZOR_RC ZorGetExceptionCount(ZOR_FUNCTION_DESC_HANDLE funcDesc, unsigned* count, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{funcDesc}, Required{count, "pointer to exception count"}),
-                   [&] { *count = function(funcDesc).getExceptionCount(); });
+                   [&] { *count = function(funcDesc)->getExceptionCount(); });
 }
 
 ZOR_RC ZorGetExceptionDescByIndex(ZOR_FUNCTION_DESC_HANDLE funcDesc, unsigned index,
                                   ZOR_EXCEPTION_DESC* excDesc, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{funcDesc}, Required{excDesc, "Pointer to ZOR_EXCEPTION_DESC"}),
-                   [&] { describeException(function(funcDesc).getException(index), *excDesc); });
+                   [&] { describeException(function(funcDesc)->getException(index), *excDesc); });
 }
 
 ZOR_RC ZorGetExceptionDescByName(ZOR_FUNCTION_DESC_HANDLE funcDesc, const KEL_UC* name,
@@ -150,16 +150,16 @@ ZOR_RC ZorGetExceptionDescByName(ZOR_FUNCTION_DESC_HANDLE funcDesc, const KEL_UC
     return guarded(
         __func__, errorInfo, GlobalLevel{},
         checks(Handle{funcDesc}, Required{name, "NAME"}, Required{excDesc, "Pointer to ZOR_EXCEPTION_DESC"}),
-        [&] { describeException(function(funcDesc).getException(name), *excDesc); });
+        [&] { describeException(function(funcDesc)->getException(name), *excDesc); });
 }
 
 ZOR_RC ZorEnableLUMX(ZOR_FUNCTION_DESC_HANDLE funcDesc, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{funcDesc}),
-                   [&] { function(funcDesc).enableASXML(); });
+                   [&] { function(funcDesc)->enableASXML(); });
 }
 
 ZOR_RC ZorIsLUMXSupported(ZOR_FUNCTION_DESC_HANDLE funcDesc, int* isAble, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{funcDesc}, Required{isAble, "pointer to isAble"}),
-                   [&] { *isAble = function(funcDesc).supportsASXML() ? 1 : 0; });
+                   [&] { *isAble = function(funcDesc)->supportsASXML() ? 1 : 0; });
 }

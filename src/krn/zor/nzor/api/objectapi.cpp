@@ -45,8 +45,8 @@ struct DescribableObject {
 
 ZOR_UBIX_OBJECT_HANDLE ZorCreateUbixObject(ZOR_CLASS_DESC_HANDLE classDescHandle, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{classDescHandle}), [&] {
-        auto& desc = ZorMetaDataStatics::classMetaDataFromHandle(classDescHandle);
-        return std::make_unique<ZorUbixObject>(&desc).release()->toHandle();
+        const auto desc = ZorMetaDataStatics::classMetaDataFromHandle(classDescHandle);
+        return std::make_unique<ZorUbixObject>(desc.get()).release()->toHandle();
     });
 }
 

@@ -41,8 +41,8 @@ struct Describable {
 
 ZOR_STRUCTURE_HANDLE ZorCreateStructure(ZOR_TYPE_DESC_HANDLE typeDescHandle, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{typeDescHandle}), [&] {
-        auto& desc = ZorMetaDataStatics::recordMetaDataFromHandle(typeDescHandle);
-        return std::make_unique<ZorStructure>(&desc).release()->toHandle();
+        const auto desc = ZorMetaDataStatics::recordMetaDataFromHandle(typeDescHandle);
+        return std::make_unique<ZorStructure>(desc.get()).release()->toHandle();
     });
 }
 

@@ -40,8 +40,8 @@ ZOR_RC moved(ZOR_RC rc, const KEL_UC* message, ZOR_ERROR_INFO* errorInfo) noexce
 
 ZOR_TABLE_HANDLE ZorCreateTable(ZOR_TYPE_DESC_HANDLE typeDescHandle, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{typeDescHandle}), [&] {
-        auto& desc = ZorMetaDataStatics::recordMetaDataFromHandle(typeDescHandle);
-        return std::make_unique<ZorTable>(&desc).release()->toHandle();
+        const auto desc = ZorMetaDataStatics::recordMetaDataFromHandle(typeDescHandle);
+        return std::make_unique<ZorTable>(desc.get()).release()->toHandle();
     });
 }
 

@@ -14,14 +14,14 @@ namespace {
 /** Room for fields in a description that a caller builds. */
 constexpr unsigned expectedFields = 5;
 
-ZorRecordMetaData& record(ZOR_TYPE_DESC_HANDLE handle) {
+ZorMetaDataRef<ZorRecordMetaData> record(ZOR_TYPE_DESC_HANDLE handle) {
     return ZorMetaDataStatics::recordMetaDataFromHandle(handle);
 }
 
 /** A record that may be changed here; the fields of a class go with more than these functions know of. */
-ZorRecordMetaData& plainRecord(ZOR_TYPE_DESC_HANDLE handle) {
-    ZorRecordMetaData& type = record(handle);
-    if (type.getMetaType() != ZOR_META_RECORD)
+ZorMetaDataRef<ZorRecordMetaData> plainRecord(ZOR_TYPE_DESC_HANDLE handle) {
+    auto type = record(handle);
+    if (type->getMetaType() != ZOR_META_RECORD)
         throw ZorInvalidHandleException("An invalid handle was passed to the API call");
     return type;
 }
@@ -61,7 +61,7 @@ ZOR_TYPE_DESC_HANDLE ZorCreateTypeDesc(const KEL_UC* name, ZOR_ERROR_INFO* error
 ZOR_RC ZorDestroyTypeDesc(ZOR_TYPE_DESC_HANDLE typeHandle, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{typeHandle}), [&](FrameTrace& trace) {
         if (trace.isOpen()) ZorTraceWrite("delete MD{%p}", static_cast<void*>(typeHandle));
-        ZorMetaDataStatics::destroyPending(record(typeHandle),
+        ZorMetaDataStatics::destroyPending(*record(typeHandle),
                                            "The instance either removed or cached in a repository.");
     });
 }
@@ -72,36 +72,36 @@ ZOR_RC ZorAddTypeField(ZOR_TYPE_DESC_HANDLE typeHandle, const ZOR_FIELD_DESC* fi
                    checks(Handle{typeHandle}, Required{fieldDescr, "field name"}), [&] {
                        const ZOR_FIELD_DESC& field = *fieldDescr;
                        plainRecord(typeHandle)
-                           .add(readBounded(field.name, sizeof field.name), field.type, field.nucLength,
-                                field.nucOffset, field.ucLength, field.ucOffset, field.decimals,
-                                ZorMetaDataStatics::typeDescFromHandle(field.typeDescHandle),
-                                field.extendedDescription);
+                           ->add(readBounded(field.name, sizeof field.name), field.type, field.nucLength,
+                                 field.nucOffset, field.ucLength, field.ucOffset, field.decimals,
+                                 ZorMetaDataStatics::typeDescFromHandle(field.typeDescHandle).raw(),
+                                 field.extendedDescription);
                    });
 }
 
 ZOR_RC ZorSetTypeLength(ZOR_TYPE_DESC_HANDLE typeHandle, unsigned nucByteLength, unsigned ucByteLength,
                         ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{typeHandle}),
-                   [&] { plainRecord(typeHandle).setRecordLength(nucByteLength, ucByteLength); });
+                   [&] { plainRecord(typeHandle)->setRecordLength(nucByteLength, ucByteLength); });
 }
 
 ZOR_RC ZorGetTypeName(ZOR_TYPE_DESC_HANDLE typeHandle, ZOR_CHAR* bufferForName, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{typeHandle}, Required{bufferForName, "name buffer"}),
-                   [&] { copyBounded(bufferForName, sizeof(ZOR_UBIX_NAME), record(typeHandle).getName()); });
+                   [&] { copyBounded(bufferForName, sizeof(ZOR_UBIX_NAME), record(typeHandle)->getName()); });
 }
 
 ZOR_RC ZorGetFieldCount(ZOR_TYPE_DESC_HANDLE typeHandle, unsigned* count, ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{typeHandle}, Required{count, "pointer to field count"}),
-                   [&] { *count = record(typeHandle).getFieldCount(); });
+                   [&] { *count = record(typeHandle)->getFieldCount(); });
 }
 
 ZOR_RC ZorGetFieldDescByIndex(ZOR_TYPE_DESC_HANDLE typeHandle, unsigned index, ZOR_FIELD_DESC* fieldDescr,
                               ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{},
                    checks(Handle{typeHandle}, Required{fieldDescr, "pointer to ZOR_FIELD_DESC"}),
-                   [&] { describeField(record(typeHandle), index, *fieldDescr); });
+                   [&] { describeField(*record(typeHandle), index, *fieldDescr); });
 }
 
 ZOR_RC ZorGetFieldDescByName(ZOR_TYPE_DESC_HANDLE typeHandle, const KEL_UC* name, ZOR_FIELD_DESC* fieldDescr,
@@ -115,8 +115,8 @@ ZOR_RC ZorGetFieldDescByName(ZOR_TYPE_DESC_HANDLE typeHandle, const KEL_UC* name
                            ZorTraceWrite("ZorGetFieldDescByName(typeHandle=%p, name=%s, in=%p, error=%p)",
                                          handle, name, static_cast<void*>(fieldDescr),
                                          static_cast<void*>(errorInfo));
-                       const ZorRecordMetaData& type = record(typeHandle);
-                       describeField(type, type.getIndex(name), *fieldDescr);
+                       const auto type = record(typeHandle);
+                       describeField(*type, type->getIndex(name), *fieldDescr);
                        if (trace.isOpen()) traceField(handle, name, *fieldDescr);
                    });
 }
@@ -124,8 +124,8 @@ ZOR_RC ZorGetFieldDescByName(ZOR_TYPE_DESC_HANDLE typeHandle, const KEL_UC* name
 ZOR_RC ZorGetTypeLength(ZOR_TYPE_DESC_HANDLE typeHandle, unsigned* nucByteLength, unsigned* ucByteLength,
                         ZOR_ERROR_INFO* errorInfo) {
     return guarded(__func__, errorInfo, GlobalLevel{}, checks(Handle{typeHandle}), [&] {
-        const ZorRecordMetaData& type = record(typeHandle);
-        if (nucByteLength != nullptr) *nucByteLength = type.getRecordLength();
-        if (ucByteLength != nullptr) *ucByteLength = type.getUnicodeRecordLength();
+        const auto type = record(typeHandle);
+        if (nucByteLength != nullptr) *nucByteLength = type->getRecordLength();
+        if (ucByteLength != nullptr) *ucByteLength = type->getUnicodeRecordLength();
     });
 }

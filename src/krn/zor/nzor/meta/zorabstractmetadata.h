@@ -74,5 +74,5 @@ class ZorAbstractMetaData {
 
     /** Number of references; `removedMark` from the moment the last one is gone. */
     mutable std::atomic<unsigned> refCounter{0};
-    static constexpr unsigned removedMark = 0xFEFE;
+    static constexpr unsigned removedMark = 0xFEFEFEFE;  ///< Far above what a count can reach.
 };

@@ -25,31 +25,14 @@ Book& book() {
     return *instance;
 }
 
-/** Null if the address is that of no living description. */
-ZorAbstractMetaData* findLive(const void* handle) {
-    Book& all = book();
-    const std::shared_lock lock(all.cs_pending);
-    // The address of a living description is that of its base, so the way back is this one.
-    if (all.live.find(handle) == all.live.end()) return nullptr;
-    return static_cast<ZorAbstractMetaData*>(const_cast<void*>(handle));
-}
-
-ZorAbstractMetaData& requireLive(const void* handle, const KEL_UC* kind) {
-    if (ZorAbstractMetaData* const description = findLive(handle)) return *description;
-    KEL_UC text[96];
-    std::snprintf(text, sizeof text, "%s handle  %p was already removed", kind, handle);
-    throw ZorInvalidParameterException(text);
-}
-
 [[noreturn]] void refuseHandle() {
     throw ZorInvalidHandleException("An invalid handle was passed to the API call");
 }
 
-/** A class description is a type description with more to it, and passes for one. */
-ZorAbstractMetaData& requireTypeDesc(const void* handle) {
-    ZorAbstractMetaData& description = requireLive(handle, "ZOR_TYPE_DESC_HANDLE");
-    if (description.getMetaType() == ZOR_META_FUNCTION) refuseHandle();
-    return description;
+/** The reference as one to the kind of description that it is known to be. */
+template <class T>
+ZorMetaDataRef<T> as(ZorMetaDataRef<ZorAbstractMetaData>&& held) noexcept {
+    return ZorMetaDataRef<T>::adopt(static_cast<T*>(held.release()));
 }
 
 }  // namespace
@@ -128,43 +111,74 @@ bool ZorMetaDataStatics::checkType1(const ZorRecordMetaData& record, const ZorLo
     return true;
 }
 
-ZorRecordMetaData* ZorMetaDataStatics::getZorRecordMetaData(ZOR_TYPE_DESC_HANDLE handle) {
-    if (isSentinel(handle)) return reinterpret_cast<ZorRecordMetaData*>(handle);
-    return static_cast<ZorRecordMetaData*>(&requireTypeDesc(handle));
+ZorMetaDataRef<ZorAbstractMetaData> ZorMetaDataStatics::hold(const void* handle) {
+    Book& all = book();
+    const std::shared_lock lock(all.cs_pending);
+    if (all.live.find(handle) == all.live.end()) return {};
+    // The address of a living description is that of its base, so the way back is this one.
+    auto* const description = static_cast<ZorAbstractMetaData*>(const_cast<void*>(handle));
+    // At 0 it is on its way out, and only waits for this lock to leave the book.
+    unsigned count = description->refCounter.load(std::memory_order_relaxed);
+    while (count != 0)
+        if (description->refCounter.compare_exchange_weak(count, count + 1, std::memory_order_relaxed))
+            return ZorMetaDataRef<ZorAbstractMetaData>::adopt(description);
+    return {};
 }
 
-ZorFunctionMetaData* ZorMetaDataStatics::getZorFunctionMetaData(ZOR_FUNCTION_DESC_HANDLE handle) {
-    if (handle == nullptr) return nullptr;
-    ZorAbstractMetaData& description = requireLive(handle, "ZOR_FUNCTION_DESC_HANDLE");
-    if (description.getMetaType() != ZOR_META_FUNCTION) refuseHandle();
-    return static_cast<ZorFunctionMetaData*>(&description);
+ZorMetaDataRef<ZorAbstractMetaData> ZorMetaDataStatics::holdLive(const void* handle, const KEL_UC* kind) {
+    if (auto held = hold(handle)) return held;
+    KEL_UC text[96];
+    std::snprintf(text, sizeof text, "%s handle  %p was already removed", kind, handle);
+    throw ZorInvalidParameterException(text);
 }
 
-ZorClassMetaData* ZorMetaDataStatics::getClassMetaData(ZOR_CLASS_DESC_HANDLE handle) {
-    if (handle == nullptr) return nullptr;
-    ZorAbstractMetaData& description = requireLive(handle, "ZOR_CLASS_DESC_HANDLE");
-    if (description.getMetaType() != ZOR_META_CLASS) refuseHandle();
-    return static_cast<ZorClassMetaData*>(&description);
+ZorMetaDataRef<ZorAbstractMetaData> ZorMetaDataStatics::holdTypeDesc(ZOR_TYPE_DESC_HANDLE handle) {
+    auto held = holdLive(handle, "ZOR_TYPE_DESC_HANDLE");
+    if (held->getMetaType() == ZOR_META_FUNCTION) refuseHandle();
+    return held;
 }
 
-ZorAbstractMetaData* ZorMetaDataStatics::typeDescFromHandle(ZOR_TYPE_DESC_HANDLE handle) {
-    if (isSentinel(handle)) return reinterpret_cast<ZorAbstractMetaData*>(handle);
-    return &requireTypeDesc(handle);
+ZorMetaDataRef<ZorRecordMetaData> ZorMetaDataStatics::getZorRecordMetaData(ZOR_TYPE_DESC_HANDLE handle) {
+    if (isSentinel(handle))
+        return ZorMetaDataRef<ZorRecordMetaData>::adopt(reinterpret_cast<ZorRecordMetaData*>(handle));
+    return as<ZorRecordMetaData>(holdTypeDesc(handle));
 }
 
-ZorRecordMetaData& ZorMetaDataStatics::recordMetaDataFromHandle(ZOR_TYPE_DESC_HANDLE handle) {
+ZorMetaDataRef<ZorFunctionMetaData> ZorMetaDataStatics::getZorFunctionMetaData(
+    ZOR_FUNCTION_DESC_HANDLE handle) {
+    if (handle == nullptr) return {};
+    auto held = holdLive(handle, "ZOR_FUNCTION_DESC_HANDLE");
+    if (held->getMetaType() != ZOR_META_FUNCTION) refuseHandle();
+    return as<ZorFunctionMetaData>(std::move(held));
+}
+
+ZorMetaDataRef<ZorClassMetaData> ZorMetaDataStatics::getClassMetaData(ZOR_CLASS_DESC_HANDLE handle) {
+    if (handle == nullptr) return {};
+    auto held = holdLive(handle, "ZOR_CLASS_DESC_HANDLE");
+    if (held->getMetaType() != ZOR_META_CLASS) refuseHandle();
+    return as<ZorClassMetaData>(std::move(held));
+}
+
+ZorMetaDataRef<ZorAbstractMetaData> ZorMetaDataStatics::typeDescFromHandle(ZOR_TYPE_DESC_HANDLE handle) {
+    if (isSentinel(handle))
+        return ZorMetaDataRef<ZorAbstractMetaData>::adopt(reinterpret_cast<ZorAbstractMetaData*>(handle));
+    return holdTypeDesc(handle);
+}
+
+ZorMetaDataRef<ZorRecordMetaData> ZorMetaDataStatics::recordMetaDataFromHandle(ZOR_TYPE_DESC_HANDLE handle) {
     if (isSentinel(handle)) refuseHandle();
-    return *getZorRecordMetaData(handle);
+    return getZorRecordMetaData(handle);
 }
 
-ZorFunctionMetaData& ZorMetaDataStatics::functionMetaDataFromHandle(ZOR_FUNCTION_DESC_HANDLE handle) {
+ZorMetaDataRef<ZorFunctionMetaData> ZorMetaDataStatics::functionMetaDataFromHandle(
+    ZOR_FUNCTION_DESC_HANDLE handle) {
     if (handle == nullptr) refuseHandle();
-    return *getZorFunctionMetaData(handle);
+    return getZorFunctionMetaData(handle);
 }
 
-ZorClassMetaData& ZorMetaDataStatics::classMetaDataFromHandle(ZOR_CLASS_DESC_HANDLE handle) {
+ZorMetaDataRef<ZorClassMetaData> ZorMetaDataStatics::classMetaDataFromHandle(ZOR_CLASS_DESC_HANDLE handle) {
     if (handle == nullptr) refuseHandle();
-    return *getClassMetaData(handle);
+    return getClassMetaData(handle);
 }
 
 ZOR_TYPE_DESC_HANDLE ZorMetaDataStatics::toHandle(const ZorRecordMetaData* record) noexcept {

@@ -75,23 +75,24 @@ class ZorMetaDataStatics {
     /** @name Handles
      * A handle of a description that is gone is recognised by the book and never followed:
      * ZorInvalidParameterException "... was already removed". A living description of another kind:
-     * ZorInvalidHandleException.
+     * ZorInvalidHandleException. What comes back is held: a repository that another thread clears doesn't
+     * take it away before the caller is done.
      */
     /** @{ */
     /** A type description; null and sentinels come back as they are. */
-    static ZorRecordMetaData* getZorRecordMetaData(ZOR_TYPE_DESC_HANDLE handle);
+    static ZorMetaDataRef<ZorRecordMetaData> getZorRecordMetaData(ZOR_TYPE_DESC_HANDLE handle);
     /** A function description; null comes back as it is. */
-    static ZorFunctionMetaData* getZorFunctionMetaData(ZOR_FUNCTION_DESC_HANDLE handle);
+    static ZorMetaDataRef<ZorFunctionMetaData> getZorFunctionMetaData(ZOR_FUNCTION_DESC_HANDLE handle);
     /** A class description; null comes back as it is. */
-    static ZorClassMetaData* getClassMetaData(ZOR_CLASS_DESC_HANDLE handle);
+    static ZorMetaDataRef<ZorClassMetaData> getClassMetaData(ZOR_CLASS_DESC_HANDLE handle);
     /** What a field refers to: a record or class description, null or a sentinel. */
-    static ZorAbstractMetaData* typeDescFromHandle(ZOR_TYPE_DESC_HANDLE handle);
+    static ZorMetaDataRef<ZorAbstractMetaData> typeDescFromHandle(ZOR_TYPE_DESC_HANDLE handle);
     /** As getZorRecordMetaData, but null and sentinels are refused with ZorInvalidHandleException. */
-    static ZorRecordMetaData& recordMetaDataFromHandle(ZOR_TYPE_DESC_HANDLE handle);
+    static ZorMetaDataRef<ZorRecordMetaData> recordMetaDataFromHandle(ZOR_TYPE_DESC_HANDLE handle);
     /** As getZorFunctionMetaData, but null is refused with ZorInvalidHandleException. */
-    static ZorFunctionMetaData& functionMetaDataFromHandle(ZOR_FUNCTION_DESC_HANDLE handle);
+    static ZorMetaDataRef<ZorFunctionMetaData> functionMetaDataFromHandle(ZOR_FUNCTION_DESC_HANDLE handle);
     /** As getClassMetaData, but null is refused with ZorInvalidHandleException. */
-    static ZorClassMetaData& classMetaDataFromHandle(ZOR_CLASS_DESC_HANDLE handle);
+    static ZorMetaDataRef<ZorClassMetaData> classMetaDataFromHandle(ZOR_CLASS_DESC_HANDLE handle);
     /** The handle of a description; null for null. The reference count stays. */
     static ZOR_TYPE_DESC_HANDLE toHandle(const ZorRecordMetaData* record) noexcept;
     static ZOR_FUNCTION_DESC_HANDLE toHandle(const ZorFunctionMetaData* function) noexcept;
@@ -100,6 +101,12 @@ class ZorMetaDataStatics {
 
   private:
     static void enterLive(const ZorAbstractMetaData& description, bool pending);
+    /** Takes a reference to what lives at an address; empty if nothing does. */
+    static ZorMetaDataRef<ZorAbstractMetaData> hold(const void* handle);
+    /** As hold, but throws if nothing lives there; `kind` names the handle's type. */
+    static ZorMetaDataRef<ZorAbstractMetaData> holdLive(const void* handle, const KEL_UC* kind);
+    /** As holdLive, for records and classes: a class description is a type description with more to it. */
+    static ZorMetaDataRef<ZorAbstractMetaData> holdTypeDesc(ZOR_TYPE_DESC_HANDLE handle);
 };
 
 #include "meta/zormetadataref.h"  // IWYU pragma: export

@@ -275,8 +275,7 @@ TEST_F(DataMemory, DescribingClasses) {
                 ASSERT_EQ(count, static_cast<unsigned>(letter - 'A'));
             });
     }
-    auto& desc = ZorMetaDataStatics::classMetaDataFromHandle(made);
-    EXPECT_EQ(desc.getDescription(7), std::string(100, 't'));
+    EXPECT_EQ(ZorMetaDataStatics::classMetaDataFromHandle(made)->getDescription(7), std::string(100, 't'));
     ZorDestroyClassDesc(made, nullptr);
 }
 

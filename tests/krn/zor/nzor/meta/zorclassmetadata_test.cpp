@@ -165,10 +165,10 @@ TEST(ClassMetaData, CopiesAreOpenAndComplete) {
 TEST(ClassMetaData, HandlesTellClassesFromOtherDescriptions) {
     ClassRef desc = makeClass("C");
     const ZOR_CLASS_DESC_HANDLE handle = ZorMetaDataStatics::toHandle(desc.get());
-    EXPECT_EQ(&ZorMetaDataStatics::classMetaDataFromHandle(handle), desc.get());
-    EXPECT_EQ(ZorMetaDataStatics::getClassMetaData(nullptr), nullptr);
+    EXPECT_EQ(ZorMetaDataStatics::classMetaDataFromHandle(handle).get(), desc.get());
+    EXPECT_EQ(ZorMetaDataStatics::getClassMetaData(nullptr).get(), nullptr);
     // An attribute refers to a class by the handle of a type.
-    EXPECT_EQ(ZorMetaDataStatics::typeDescFromHandle(reinterpret_cast<ZOR_TYPE_DESC_HANDLE>(handle)),
+    EXPECT_EQ(ZorMetaDataStatics::typeDescFromHandle(reinterpret_cast<ZOR_TYPE_DESC_HANDLE>(handle)).get(),
               desc.get());
     const std::string refused = "13 An invalid handle was passed to the API call";
     EXPECT_EQ(failure([] { ZorMetaDataStatics::classMetaDataFromHandle(nullptr); }), refused);
@@ -194,7 +194,7 @@ TEST(ClassMetaData, ACircleOfClassesStaysAlive) {
         first = one.get();
         second = two.get();
     }
-    EXPECT_EQ(ZorMetaDataStatics::getClassMetaData(ZorMetaDataStatics::toHandle(first)), first);
+    EXPECT_EQ(ZorMetaDataStatics::getClassMetaData(ZorMetaDataStatics::toHandle(first)).get(), first);
     EXPECT_EQ(first->getClassMetaData(0), second);
     EXPECT_EQ(second->getClassMetaData(0), first);
 }

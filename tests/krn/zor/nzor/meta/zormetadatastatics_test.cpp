@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <thread>
+#include <vector>
 
 #include "metafixture.h"
 
@@ -76,14 +77,14 @@ TEST(MetaDataStatics, PendingBelongsToACallerOnce) {
 TEST(MetaDataStatics, HandlesOfTheDeadAreToldApartWithoutReadingThem) {
     RecordRef record = makeRecord();
     const ZOR_TYPE_DESC_HANDLE handle = ZorMetaDataStatics::toHandle(record.get());
-    EXPECT_EQ(&ZorMetaDataStatics::recordMetaDataFromHandle(handle), record.get());
+    EXPECT_EQ(ZorMetaDataStatics::recordMetaDataFromHandle(handle).get(), record.get());
     record = {};
     EXPECT_EQ(failure([&] { ZorMetaDataStatics::getZorRecordMetaData(handle); }),
               removedText("ZOR_TYPE_DESC_HANDLE", handle));
 
     FunctionRef function = makeFunction();
     const ZOR_FUNCTION_DESC_HANDLE funcHandle = ZorMetaDataStatics::toHandle(function.get());
-    EXPECT_EQ(&ZorMetaDataStatics::functionMetaDataFromHandle(funcHandle), function.get());
+    EXPECT_EQ(ZorMetaDataStatics::functionMetaDataFromHandle(funcHandle).get(), function.get());
     const std::string refused = "13 An invalid handle was passed to the API call";
     const auto asType = reinterpret_cast<ZOR_TYPE_DESC_HANDLE>(funcHandle);
     EXPECT_EQ(failure([&] { ZorMetaDataStatics::getZorRecordMetaData(asType); }), refused);
@@ -95,17 +96,34 @@ TEST(MetaDataStatics, HandlesOfTheDeadAreToldApartWithoutReadingThem) {
 
 TEST(MetaDataStatics, SentinelsStandForNoDescription) {
     const auto byteRows = reinterpret_cast<ZOR_TYPE_DESC_HANDLE>(uintptr_t{4});
-    EXPECT_EQ(ZorMetaDataStatics::getZorRecordMetaData(nullptr), nullptr);
-    EXPECT_EQ(static_cast<void*>(ZorMetaDataStatics::getZorRecordMetaData(byteRows)),
+    EXPECT_EQ(ZorMetaDataStatics::getZorRecordMetaData(nullptr).raw(), nullptr);
+    EXPECT_EQ(static_cast<void*>(ZorMetaDataStatics::getZorRecordMetaData(byteRows).raw()),
               static_cast<void*>(byteRows));
     EXPECT_EQ(failure([&] { ZorMetaDataStatics::recordMetaDataFromHandle(byteRows); }),
               "13 An invalid handle was passed to the API call");
     const FunctionRef function = makeFunction();
-    function->add("T", ZORTYPE_TABLE, ZOR_TABLES, 1, 1, 0, ZorMetaDataStatics::typeDescFromHandle(byteRows));
+    function->add("T", ZORTYPE_TABLE, ZOR_TABLES, 1, 1, 0,
+                  ZorMetaDataStatics::typeDescFromHandle(byteRows).raw());
     EXPECT_EQ(function->getMetaData(0), nullptr);
     EXPECT_EQ(function->getRecordMetaData(0), nullptr);
     EXPECT_EQ((*function)[0].typeDesc.raw(), ZorMetaDataStatics::ZOR_METADATA_ZORTYPE_BYTE);
     function->lock();
+}
+
+TEST(MetaDataStatics, ADescriptionMayHaveAnyNumberOfReferences) {
+    const RecordRef record = makeRecord();
+    const std::vector<RecordRef> references(70000, record);
+    EXPECT_EQ(failure([&] { (void)RecordRef(record); }), "none");
+}
+
+TEST(MetaDataStatics, WhatAHandleGaveOutLivesOn) {
+    const int before = Mortal::deaths;
+    auto mortal = makeMortal();
+    auto held = ZorMetaDataStatics::recordMetaDataFromHandle(ZorMetaDataStatics::toHandle(mortal.get()));
+    mortal = {};
+    EXPECT_EQ(Mortal::deaths, before);
+    held = {};
+    EXPECT_EQ(Mortal::deaths, before + 1);
 }
 
 TEST(MetaDataStatics, ReferencesAreCountedAcrossThreads) {
