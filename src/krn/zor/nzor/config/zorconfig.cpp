@@ -179,6 +179,8 @@ class ZorConfigState final : IniSink {
             ZorOptions options;
             options.setOptions(settings);
             destinations.insert_or_assign(name, options);
+            if (options.trace < ZorOptions::traceNotSet)
+                ZorConfig::destinationLevels.store(true, std::memory_order_release);
         } catch (const ZorOptionException& refusal) {
             // Told once the file is read: only then is it known where the log lies.
             complaints.push_back("kelzor.ini: destination " + name + " is skipped, key " +
@@ -346,12 +348,9 @@ void ZorConfig::getDestinationOptions(const KEL_UC* destination, ZorOptions& opt
     if (traced) ZorTraceEndMethod("ZorConfig::getDestinationOptions", 0);
 }
 
-unsigned ZorConfig::getDestinationTraceLevel(const KEL_UC* destination) {
-    return getDestinationTraceLevel(KEL_string(destination != nullptr ? destination : ""));
-}
-
-unsigned ZorConfig::getDestinationTraceLevel(const KEL_string& destination) {
+unsigned ZorConfig::getDestinationTraceLevel(std::string_view destination) noexcept {
     refreshIfDue();
+    if (!destinationLevels.load(std::memory_order_acquire)) return getGlobalTraceLevel();
     auto& state = ZorConfigState::get();
     const std::lock_guard lock(state.cs_refresh);
     const auto entry = state.destinations.find(destination);
@@ -366,6 +365,7 @@ void ZorConfig::setDestinationTraceLevel(const KEL_string& destination, unsigned
     const auto entry = state.destinations.find(destination);
     if (entry == state.destinations.end()) throw ZorInvalidParameterException("Destination does not exist");
     entry->second.trace = static_cast<unsigned short>(level);
+    destinationLevels.store(true, std::memory_order_release);
 }
 
 int ZorConfig::getLogonGroupCheckInterval() noexcept {

@@ -4,6 +4,7 @@
 #include <kelzor/types.h>
 
 #include <atomic>
+#include <string_view>
 
 #include "config/zoroptions.h"
 
@@ -76,9 +77,11 @@ class ZorConfig {
      * global one. A name that isn't known, or NULL, leaves `options` as they are.
      */
     static void getDestinationOptions(const KEL_UC* destination, ZorOptions& options);
-    /** Level of a destination, or the global level where that has none or isn't known. */
-    static unsigned getDestinationTraceLevel(const KEL_UC* destination);
-    static unsigned getDestinationTraceLevel(const KEL_string& destination);
+    /**
+     * Level of a destination, or the global level where that has none or isn't known. Takes no lock as
+     * long as no destination has a level of its own: every look into a repository comes through here.
+     */
+    static unsigned getDestinationTraceLevel(std::string_view destination) noexcept;
     /** Throws ZorInvalidParameterException for a destination that isn't known. */
     static void setDestinationTraceLevel(const KEL_string& destination, unsigned level);
 
@@ -98,6 +101,8 @@ class ZorConfig {
     static constexpr unsigned refreshDue = 0x80000000u;
     /** The global trace level with the bit above; one word, so that the common road is one load. */
     static inline constinit std::atomic<unsigned> levelWord{refreshDue};
+    /** Whether some destination has a level of its own. */
+    static inline constinit std::atomic<bool> destinationLevels{false};
 
     static unsigned refreshedTraceLevel() noexcept;
     static void refreshIfDue() noexcept { (void)getGlobalTraceLevel(); }
