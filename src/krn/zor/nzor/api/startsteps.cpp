@@ -3,6 +3,7 @@
 #include "config/zorconfig.h"
 #include "convert/zorconverter.h"
 #include "driver/cpicconnection.h"
+#include "repository/zorsystemdescriptions.h"
 
 namespace {
 
@@ -11,6 +12,7 @@ constexpr StartStep steps[] = {
     {"ZorConverter::init", ZorConverter::init},
     {"ZorConfig::init", ZorConfig::init},
     {"CpicConnection::init", CpicConnection::init},
+    {"ZorSystemDescriptions::init", ZorSystemDescriptions::init},
 };
 
 }  // namespace
