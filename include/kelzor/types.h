@@ -134,6 +134,8 @@ typedef DATA_CONTAINER_HANDLE ZOR_UBIX_OBJECT_HANDLE; /**< An object instance. *
 typedef struct ZOR_TYPE_DESC_OBJECT* ZOR_TYPE_DESC_HANDLE; /**< Description of a structure or table row. */
 typedef struct ZOR_FUNCTION_DESC_OBJECT* ZOR_FUNCTION_DESC_HANDLE; /**< Description of a function. */
 typedef struct ZOR_CLASS_DESC_OBJECT* ZOR_CLASS_DESC_HANDLE;       /**< Description of a class. */
+typedef struct ZOR_METADATA_QUERY_RESULT_OBJECT*
+    ZOR_METADATA_QUERY_RESULT_HANDLE; /**< What a query for many descriptions found. */
 /** @} */
 
 #ifdef __cplusplus

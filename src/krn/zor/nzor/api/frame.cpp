@@ -49,13 +49,16 @@ ZOR_RC mapCurrentException(ZOR_ERROR_INFO* info) noexcept {
 
 ZOR_RC refuse(const KEL_UC* name, ZOR_ERROR_INFO* info, const Verdict& verdict) noexcept {
     KEL_UC message[sizeof ZOR_ERROR_INFO::message];
-    if (verdict.rc == ZOR_INVALID_HANDLE)
+    if (verdict.text != nullptr)
+        std::snprintf(message, sizeof message, verdict.text, verdict.label);
+    else if (verdict.rc == ZOR_INVALID_HANDLE)
         copyText(message,
                  verdict.label != nullptr ? verdict.label : "An invalid handle was passed to the API call");
     else
         std::snprintf(message, sizeof message, "Invalid parameter '%s' was passed to the API call",
                       verdict.label);
-    setErrorInfo(info, verdict.rc, EXTERNAL_RUNTIME_FAILURE, zorRcName(verdict.rc), message);
+    setErrorInfo(info, verdict.rc, verdict.group,
+                 verdict.key != nullptr ? verdict.key : zorRcName(verdict.rc), message);
     if (ZorConfig::getGlobalTraceLevel() > 0) ZorTraceEndApi(name, verdict.rc, info);
     return verdict.rc;
 }

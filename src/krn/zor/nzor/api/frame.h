@@ -38,6 +38,9 @@ ZOR_RC mapCurrentException(ZOR_ERROR_INFO* info) noexcept;
 struct Verdict {
     ZOR_RC rc = ZOR_OK;
     const KEL_UC* label = nullptr;
+    ZOR_ERROR_GROUP group = EXTERNAL_RUNTIME_FAILURE;
+    const KEL_UC* text = nullptr;  ///< Message, where not the usual one for the code; %s is the label.
+    const KEL_UC* key = nullptr;   ///< NULL for the name of the code.
 };
 
 /** Records a failed check and writes the closing trace line, which obeys the global level. */
@@ -57,6 +60,16 @@ struct Required {
     const KEL_UC* label;
     Verdict operator()() const noexcept {
         return argument != nullptr ? Verdict{} : Verdict{ZOR_INVALID_PARAMETER, label};
+    }
+};
+
+/** Check: a text, known not to be NULL, that must not be empty; the label stands in the message. */
+struct NonEmpty {
+    const KEL_UC* text;
+    const KEL_UC* label;
+    Verdict operator()() const noexcept {
+        if (*text != 0) return {};
+        return {ZOR_INVALID_PARAMETER, label, EXTERNAL_APPLICATION_FAILURE, "Parameter \"%s\" is empty"};
     }
 };
 

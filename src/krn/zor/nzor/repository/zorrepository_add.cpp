@@ -1,0 +1,152 @@
+// Adding descriptions to a repository, together with what they refer to.
+
+#include <mutex>
+
+#include "config/zorconfig.h"
+#include "error/zorliterals.h"
+#include "repository/zorrepository.h"
+#include "trace/zortracefunctions.h"
+
+namespace {
+
+void traceHead(const KEL_UC* operation, const void* desc, const KEL_string& name, const KEL_string& origin,
+               unsigned count) noexcept {
+    ZorTraceWrite("Repository::%s(%p)", operation, desc);
+    ZorTraceWrite("\t name=%s (origin=%s) with %i parameters", name.c_str(), origin.c_str(),
+                  static_cast<int>(count));
+}
+
+void traceFields(const ZorRecordMetaData& desc) noexcept {
+    for (unsigned i = 0; i < desc.getFieldCount(); ++i) {
+        const ZorRecordFieldType& field = desc[i];
+        ZorTraceWrite("\t parameter %i (%s, %s, %u, %u, %u, %u, %u,  %p, %p)", static_cast<int>(i),
+                      field.name.c_str(), zorTypeName(field.type), field.length1, field.length2,
+                      field.offset1, field.offset2, field.decimals,
+                      static_cast<void*>(desc.getRecordMetaData(i)), field.extendedMeta);
+    }
+}
+
+void traceFields(const ZorFunctionMetaData& desc) noexcept {
+    for (unsigned i = 0; i < desc.getFieldCount(); ++i) {
+        const ZorParameterFieldType& field = desc[i];
+        ZorTraceWrite("\t parameter %i (%s, %s, %s, %u, %u, %u, %p, %s, %s, %i, %p)", static_cast<int>(i),
+                      field.name.c_str(), zorTypeName(field.type), zorDirectionName(field.direction),
+                      field.length1, field.length2, field.decimals,
+                      static_cast<void*>(desc.getRecordMetaData(i)), field.defaultValue.c_str(),
+                      field.paramDesc.c_str(), field.optional, field.extendedMeta);
+    }
+}
+
+}  // namespace
+
+/**
+ * What one call adds. It is collected beside the caches first, because collecting can fail, and taken over
+ * in one step that can't. Made and used with the repository's lock held.
+ */
+class ZorRepository::Addition {
+  public:
+    explicit Addition(ZorRepository& target) : target(target), level(target.traceLevel()) {}
+
+    RecordRef add(ZorRecordMetaData& desc) {
+        return collect("structure", "addStructureDescToCache", desc, target.structureCache, structures);
+    }
+    FunctionRef add(ZorFunctionMetaData& desc) {
+        return collect("function", "addFunctionDescToCache", desc, target.functionCache, functions);
+    }
+
+    ClassRef add(ZorClassMetaData& desc) {
+        return collect("class", "addClassDescToCache", desc, target.classCache, classes);
+    }
+
+    void commit() noexcept {
+        target.structureCache.take(structures);
+        target.functionCache.take(functions);
+        target.classCache.take(classes);
+    }
+
+  private:
+    template <class T>
+    using Entries = typename ZorDescriptionCache<T>::Entries;
+
+    template <class T>
+    ZorMetaDataRef<T> collect(const KEL_UC* kind, const KEL_UC* operation, T& desc,
+                              const ZorDescriptionCache<T>& cache, Entries<T>& additions) {
+        const KEL_string& name = desc.getName();
+        if (level > 0) {
+            traceHead(operation, &desc, name, desc.getOrigin(), desc.getFieldCount());
+            traceFields(desc);
+        }
+        desc.lock();
+        if (level > 1) traceAdding(kind, desc, name);
+        ZorMetaDataRef<T> known = cache.find(name);
+        if (!known) known = cache.findIn(additions, name);
+        if (level > 1) traceFound(kind, desc, known.get());
+        if (!known) {
+            known = ZorMetaDataRef<T>(&desc);
+            additions.emplace(name, known);
+            collectNested(desc);
+        }
+        if (level > 1)
+            ZorTraceWrite("ZorRepository: add %s (%s, %p) to cache %s returned %p", kind, name.c_str(),
+                          static_cast<void*>(&desc), target.name.c_str(), static_cast<void*>(known.get()));
+        return known;
+    }
+
+    template <class F>
+    void collectNested(const ZorMetaDataBase<F>& desc) {
+        for (unsigned i = 0; i < desc.getFieldCount(); ++i)
+            if (ZorRecordMetaData* const nested = desc.getRecordMetaData(i)) add(*nested);
+    }
+
+    void collectNested(const ZorClassMetaData& desc) {
+        for (unsigned i = 0; i < desc.getFieldCount(); ++i)
+            if (ZorClassMetaData* const attribute = desc.getClassMetaData(i))
+                add(*attribute);
+            else if (ZorRecordMetaData* const nested = desc.getRecordMetaData(i))
+                add(*nested);
+    }
+
+    void traceAdding(const KEL_UC* kind, const ZorAbstractMetaData& desc,
+                     const KEL_string& name) const noexcept {
+        if (desc.getMetaType() == ZOR_META_RECORD)
+            ZorTraceWrite("ZorRepository: add %s (%s, %p) to cache %s", kind, name.c_str(),
+                          static_cast<const void*>(&desc), target.name.c_str());
+        else
+            ZorTraceWrite("ZorRepository: add %s (%s) to cache %s", kind, name.c_str(), target.name.c_str());
+    }
+
+    template <class T>
+    void traceFound(const KEL_UC* kind, const T& desc, const T* known) const noexcept {
+        const KEL_UC* const name = desc.getName().c_str();
+        ZorTraceWrite("ZorRepository: add %s %p (%s) to cache %s, cached %p (%s)", kind,
+                      static_cast<const void*>(&desc), name, target.name.c_str(),
+                      static_cast<const void*>(known), known != nullptr ? name : "");
+    }
+
+    ZorRepository& target;
+    const unsigned level;
+    Entries<ZorRecordMetaData> structures;
+    Entries<ZorFunctionMetaData> functions;
+    Entries<ZorClassMetaData> classes;
+};
+
+template <class T>
+ZorMetaDataRef<T> ZorRepository::add(T& desc) {
+    const std::unique_lock lock(mutex);
+    Addition addition(*this);
+    ZorMetaDataRef<T> cached = addition.add(desc);
+    addition.commit();
+    return cached;
+}
+
+ZorRepository::RecordRef ZorRepository::addStructureDescToCache(ZorRecordMetaData& desc) {
+    return add(desc);
+}
+
+ZorRepository::FunctionRef ZorRepository::addFunctionDescToCache(ZorFunctionMetaData& desc) {
+    return add(desc);
+}
+
+ZorRepository::ClassRef ZorRepository::addClassDescToCache(ZorClassMetaData& desc) {
+    return add(desc);
+}
