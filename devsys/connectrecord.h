@@ -39,7 +39,7 @@ inline constexpr std::size_t length3 = 136, rc3 = 130, echo3 = 134, filler3 = 13
 /** What a gateway offers in its answers to connects. */
 struct GatewayCapabilities {
     std::uint8_t acceptInfo = 0x4B;  /**< EINFO, PING, CONN_EINFO, EXTINITOPT. */
-    std::uint8_t acceptInfo2 = 0x04; /**< ZORDEST. */
+    std::uint8_t acceptInfo2 = 0x06; /**< STREAMING, ZORDEST. */
 };
 
 /** The client's capabilities, which this library's clients always offer. */

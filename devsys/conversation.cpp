@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::size_t ANSWER_ROOM = NI_LENGTH_BYTES + hdr::length;
 constexpr unsigned MAX_UNANSWERED_SENDS = 5;
+constexpr unsigned MAX_UNANSWERED_STREAMING = 20;
 constexpr std::string_view OWN_CODE_PAGE = "1100";
 
 // The address of a client on IPv4 in network order as a number, 0 for any other family.
@@ -170,8 +171,11 @@ bool Conversation::initialize(ByteSpan message) {
     context_.connIdx = static_cast<std::uint16_t>(number_ % 30000);
     context_.protocol = message[hdr::protocol];
     state_ = State::initialized;
+    const bool offered = (services_.capabilities.acceptInfo2 & GW_ACCEPT2_STREAMING) != 0;
+    streaming_ = offered && asksForStreaming(message);
     Answer answer;
     answer.rqtype = GW_RQ_INITIALIZE_CONVERSATION;
+    answer.info4 = streaming_ ? GW_WITH_STREAMING : 0;
     return sendBare(answer, MessageKind::answer);
 }
 
@@ -215,18 +219,29 @@ bool Conversation::handleData(ByteSpan message, std::uint8_t rqtype) {
         answer.rqtype = rqtype;
         return sendBare(answer, MessageKind::dataAnswer);
     }
-    return awaitPartner() && deliver(rqtype, request.requestedLength);
+    return awaitPartner() && deliver(rqtype, request.requestedLength) && stream(request.requestedLength);
 }
 
-// A client that sends on and on has to let every sixth block be answered.
+// A streaming client asks once; all that follows is pushed in blocks of the same size until the client has
+// the right to send.
+bool Conversation::stream(std::uint32_t blockSize) {
+    if (!streaming_) return true;
+    while (state_ == State::receiving) {
+        if (!awaitPartner() || !deliver(GW_RQ_RECEIVE, blockSize)) return false;
+    }
+    return true;
+}
+
+// A client that sends on and on has to let a block be answered now and then.
 bool Conversation::checkSendCount(std::uint8_t rqtype) {
     if (rqtype != GW_RQ_ASEND_DATA) {
         unansweredSends_ = 0;
         return true;
     }
-    if (++unansweredSends_ <= MAX_UNANSWERED_SENDS) return true;
-    services_.violations.add(
-        {"send request, rqtype", hdr::rqtype, "SEND_DATA after five ASEND_DATA", "ASEND_DATA"});
+    const unsigned limit = streaming_ ? MAX_UNANSWERED_STREAMING : MAX_UNANSWERED_SENDS;
+    if (++unansweredSends_ <= limit) return true;
+    services_.violations.add({"send request, rqtype", hdr::rqtype,
+                              "SEND_DATA after " + std::to_string(limit) + " ASEND_DATA", "ASEND_DATA"});
     return false;
 }
 

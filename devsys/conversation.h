@@ -68,6 +68,7 @@ class Conversation {
     bool initialize(ByteSpan message);
     bool allocate(ByteSpan message);
     bool handleData(ByteSpan message, std::uint8_t rqtype);
+    bool stream(std::uint32_t blockSize);
     bool checkSendCount(std::uint8_t rqtype);
     bool awaitPartner();
     bool handleWhileWaiting();
@@ -93,6 +94,7 @@ class Conversation {
     BridgeEnd bridge_;
     BridgeEnd partnerEnd_;
     std::thread partnerThread_;
+    bool streaming_ = false;
     unsigned unansweredSends_ = 0;
     // What the partner sent and the client hasn't fetched: room for the answer's header, then the data.
     std::vector<Byte> pending_;

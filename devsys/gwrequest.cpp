@@ -124,6 +124,10 @@ bool checkInitialize(ByteSpan message, const RequestContext& context, ViolationL
     return check.ok();
 }
 
+bool asksForStreaming(ByteSpan message) {
+    return message[init::activateStreaming] == 1;
+}
+
 bool checkSetPartnerLuName(ByteSpan message, ViolationLog& log) {
     if (!hasLength(message, hdr::length + SPLN_PARAMS_LENGTH, "SET_PARTNER_LU_NAME", log)) return false;
     RecordChecker check("SET_PARTNER_LU_NAME", message, log);
@@ -216,6 +220,7 @@ void writeAnswer(std::span<Byte> header, const RequestContext& context, const An
     storeBe16(header, hdr::uid, 0xFFFF);
     storeBe16(header, hdr::errLen, answer.errLen);
     header[hdr::info3] = answer.info3;
+    header[hdr::info4] = answer.info4;
     header[hdr::info] = answer.info;
     storeBe32(header, hdr::appcRc, static_cast<std::uint32_t>(answer.appcRc));
     storeBe32(header, hdr::kelRc, static_cast<std::uint32_t>(answer.kelRc));

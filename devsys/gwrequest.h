@@ -60,6 +60,8 @@ bool checkHeader(ByteSpan message, const RequestContext& context, ViolationLog& 
 
 /** Checks the opening request with its 373-byte block; the header was checked. */
 bool checkInitialize(ByteSpan message, const RequestContext& context, ViolationLog& log);
+/** Whether the opening request, which was checked, asks for streaming. */
+bool asksForStreaming(ByteSpan message);
 /** Checks the request that names the partner. */
 bool checkSetPartnerLuName(ByteSpan message, ViolationLog& log);
 /** Checks a request that is a bare header: `infoBits` are its `info`, `vector` the `rqtype2` it may have. */
@@ -80,6 +82,7 @@ struct Answer {
     std::int32_t kelRc = 0;
     std::uint8_t info = 0;
     std::uint8_t info3 = 0;
+    std::uint8_t info4 = 0;
     std::uint16_t errLen = 0;
     // Read with requests that receive:
     std::uint32_t requestedLength = 0;

@@ -73,25 +73,35 @@ TEST(Conversation, InitialAndAllocateAnswersNameTheConversation) {
     client.send(connectRecord());
     std::string expected = connectRecord();
     expected[55] = 0x4B;
-    expected[29] = 0x04;
+    expected[29] = 0x06;
     EXPECT_EQ(client.receive(), expected);
     client.send(initializeRequest());
-    EXPECT_EQ(client.receive(), hex("06 01 02 00 FF FF") + pad("", 34, '\0') + "00000001" +
-                                    pad("", 28, '\0') + hex("FF FF 00 01"));
+    EXPECT_EQ(client.receive(), hex("06 01 02 00 FF FF") + pad("", 15, '\0') + hex("02") + pad("", 18, '\0') +
+                                    "00000001" + pad("", 28, '\0') + hex("FF FF 00 01"));
 }
 
-TEST(Conversation, LongAnswersComeInPiecesOfWhatWasAskedFor) {
-    DevSystem system;
-    Client client(system.gatewayPort());
-    logonOn(client);
+// The stream that the gateway gives back whole: 300 rows of 100 bytes.
+const std::string LONG_TABLE = [] {
     std::string rows;
     for (int i = 0; i < 300; ++i)
         rows += item(0x0303, pad("row " + std::to_string(i), 100));
-    const std::string table = item(0x0301, "LINES") + item(0x0302, be32(100) + be32(300)) + rows;
-    const std::string stream = callStream("ECHO_TABLE", item(0x0205, "LINES") + table);
-    // A request above one block: the first one goes out alone, the second has the right to send.
+    return item(0x0301, "LINES") + item(0x0302, be32(100) + be32(300)) + rows;
+}();
+
+// A request above one block: the first one goes out alone, the second has the right to send.
+void sendLongTable(Client& client, unsigned requested) {
+    const std::string stream = callStream("ECHO_TABLE", item(0x0205, "LINES") + LONG_TABLE);
     client.send(client.sendRequest(8, stream.substr(0, 28000)));
-    client.send(client.sendReceiveRequest(stream.substr(28000), 28000));
+    client.send(client.sendReceiveRequest(stream.substr(28000), requested));
+}
+
+TEST(Conversation, LongAnswersComeInPiecesOfWhatWasAskedFor) {
+    zordev::DevOptions options;
+    options.capabilities.acceptInfo2 = 0x04;  // without streaming
+    DevSystem system(options);
+    Client client(system.gatewayPort());
+    logonOn(client);
+    sendLongTable(client, 28000);
     const std::string first = client.receive();
     EXPECT_EQ(fieldsOf(first), (AnswerFields{0, 3, 28000, 0}));
     client.send(client.receiveRequest(1000));
@@ -99,10 +109,44 @@ TEST(Conversation, LongAnswersComeInPiecesOfWhatWasAskedFor) {
     EXPECT_EQ(fieldsOf(second), (AnswerFields{0, 3, 1000, 0}));
     client.send(client.receiveRequest(28000));
     const std::string third = client.receive();
-    const std::string whole = table + hex("FF FF 00 00 FF FF");
+    const std::string whole = LONG_TABLE + hex("FF FF 00 00 FF FF");
     EXPECT_EQ(fieldsOf(third), (AnswerFields{0, 2, static_cast<unsigned>(whole.size() - 29000), 1}));
     EXPECT_EQ(dataOf(first) + dataOf(second) + dataOf(third), whole);
     EXPECT_EQ(system.violationText(), "");
+}
+
+TEST(Conversation, AStreamingClientAsksOnce) {
+    DevSystem system;
+    Client client(system.gatewayPort());
+    logonOn(client);
+    sendLongTable(client, 9000);
+    const std::string whole = LONG_TABLE + hex("FF FF 00 00 FF FF");
+    std::string data;
+    while (data.size() < whole.size()) {
+        const std::string block = client.receive();
+        const AnswerFields fields = fieldsOf(block);
+        ASSERT_EQ(fields.appcRc, 0U);
+        ASSERT_GE(9000U, fields.length);
+        data += dataOf(block);
+        const bool last = data.size() == whole.size();
+        ASSERT_EQ(fields.dataReceived, last ? 2U : 3U) << data.size();
+        ASSERT_EQ(fields.status, last ? 1U : 0U) << data.size();
+    }
+    EXPECT_EQ(data, whole);
+    EXPECT_EQ(system.violationText(), "");
+    // What is pushed must not be asked for. Both requests in one write, so that the gateway sees the second
+    // before its partner has answered the first.
+    const std::string row =
+        item(0x0301, "LINES") + item(0x0302, be32(100) + be32(1)) + item(0x0303, pad("", 100));
+    const std::string call =
+        client.sendReceiveRequest(callStream("ECHO_TABLE", item(0x0205, "LINES") + row), 10);
+    const std::string more = client.receiveRequest(10);
+    client.sendRaw(be32(static_cast<unsigned>(call.size())) + call +
+                   be32(static_cast<unsigned>(more.size())) + more);
+    while (client.receive() != "closed") {
+    }
+    ASSERT_EQ(system.violations().size(), 1U);
+    EXPECT_EQ(system.violations()[0].got, "9");
 }
 
 TEST(Conversation, RefusedLogonsEndWithTheirMessage) {

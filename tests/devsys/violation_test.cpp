@@ -141,14 +141,14 @@ TEST(Violations, DataRequests) {
     }
 }
 
-TEST(Violations, SixthSendWithoutAnswerAndBadFrames) {
-    const auto sixSends = violationsOf([](Client& client) {
+TEST(Violations, TooManySendsWithoutAnswerAndBadFrames) {
+    const auto sends = violationsOf([](Client& client) {
         client.open();
-        for (int i = 0; i < 6; ++i)
+        for (int i = 0; i < 21; ++i)
             client.send(client.sendRequest(8, "x"));
     });
-    ASSERT_EQ(sixSends.size(), 1U);
-    EXPECT_EQ(sixSends[0].expected, "SEND_DATA after five ASEND_DATA");
+    ASSERT_EQ(sends.size(), 1U);
+    EXPECT_EQ(sends[0].expected, "SEND_DATA after 20 ASEND_DATA");
     const auto tooLong = violationsOf([](Client& client) { client.sendRaw(be32(34049)); });
     ASSERT_EQ(tooLong.size(), 1U);
     EXPECT_EQ(tooLong[0].got, "34049");

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/dptrc/err.h"
+#include "krn/si/gw/gwenum.h"
 #include "tests/krn/si/cpic/fakegateway.h"
 
 using testing::HasSubstr;
@@ -61,10 +62,11 @@ struct Client {
     CM_RETCODE limit(CPIC_INT ms) { return KEL_CMTIMEOUT2(id, ms, nullptr); }
 };
 
-/** Runs a client against a script that starts once the conversation stands. */
-void converse(const std::function<void(FakeGateway&)>& script, const std::function<void(Client&)>& work) {
-    FakeGateway gateway([&script](FakeGateway& self) {
-        self.open();
+/** Runs a client against a script that starts once the conversation stands, opened with `info4`. */
+void converse(const std::function<void(FakeGateway&)>& script, const std::function<void(Client&)>& work,
+              int info4 = 0) {
+    FakeGateway gateway([&script, info4](FakeGateway& self) {
+        self.open(info4);
         script(self);
     });
     Client client;
@@ -164,6 +166,37 @@ TEST(Cpic, TheSixthSendWaits) {
                 EXPECT_EQ(client.send(std::string(1, c)), CM_OK);
             EXPECT_EQ(client.receive(), CM_OK);
         });
+}
+
+TEST(Cpic, AStreamingGatewayPushesAfterOneRequest) {
+    converse(
+        [](FakeGateway& self) {
+            self.expect(9);
+            self.answer({.rqtype = 9, .dataReceived = 3, .status = 0, .data = "one"});
+            self.answer({.rqtype = 9, .dataReceived = 3, .status = 0, .data = "twothree"});
+            self.answer({.rqtype = 9, .data = "four"});
+            // With the right to send the next receive is a request again.
+            for (int i = 0; i < 20; ++i)
+                self.expect(8);
+            self.expect(7);
+            self.answer({.rqtype = 7});
+            self.expect(9);
+            self.answer({.rqtype = 9, .data = "five"});
+        },
+        [](Client& client) {
+            // The blocks may be larger than what one call has room for.
+            for (const char* piece : {"one", "twot", "hree", "four"}) {
+                EXPECT_EQ(client.receive(4), CM_OK);
+                EXPECT_EQ(client.text, piece);
+                const bool last = client.text == "four";
+                EXPECT_EQ(client.status, last ? CM_SEND_RECEIVED : CM_NO_STATUS_RECEIVED) << piece;
+            }
+            for (int i = 0; i < 21; ++i)
+                EXPECT_EQ(client.send("x"), CM_OK);
+            EXPECT_EQ(client.receive(), CM_OK);
+            EXPECT_EQ(client.text, "five");
+        },
+        GW_WITH_STREAMING);
 }
 
 TEST(Cpic, TheKeptBlockGoesOutBeforeTheEnd) {
