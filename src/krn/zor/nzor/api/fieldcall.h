@@ -15,12 +15,17 @@ namespace zorapi {
 struct ByName {
     const KEL_UC* name;
     unsigned indexIn(const ZorRecord& record) const { return record.getIndex(name); }
+    /** An index that doesn't exist where there is no such field, or no name. */
+    unsigned findIn(const ZorRecord& record) const noexcept {
+        return name != nullptr ? record.findIndex(name) : ZorNameIndex::notFound;
+    }
 };
 
 /** A field by index. */
 struct ByIndex {
     unsigned index;
     unsigned indexIn(const ZorRecord&) const noexcept { return index; }
+    unsigned findIn(const ZorRecord&) const noexcept { return index; }
 };
 
 /** A field by either, for the trace, which is no hot road. */
@@ -105,7 +110,7 @@ ZOR_RC onField(const FieldCall& call, Key key, const Arguments& arguments, const
 
 /**
  * The container for the commonest access of all: a living one whose accesses aren't traced; null for any
- * other. A plain number by index is settled in front of the frame, which would cost more than the access;
+ * other. A plain number is settled in front of the frame, which would cost more than the access;
  * what can't be settled there runs through the frame from the start, so that the frame alone knows failures.
  */
 inline ZorRecord* quietRecord(DATA_CONTAINER_HANDLE handle) noexcept {

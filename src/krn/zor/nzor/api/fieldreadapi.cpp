@@ -31,9 +31,14 @@ ZOR_RC readBuffer(const FieldCall& call, Key key, Character* buffer, unsigned le
         [&] { traceBuffer(call, key, buffer, *valueLength); });
 }
 
-/** Reads a number; the format shows it. Out of line, so that its registers aren't saved for plain numbers. */
+/**
+ * Reads a number; the format shows it. Out of line, and with arguments that stay in registers, so that plain
+ * numbers need no stack.
+ */
 template <class Key, class Value>
-[[gnu::noinline]] ZOR_RC readNumber(FieldCall call, Key key, Value* value, const KEL_UC* format) {
+[[gnu::noinline]] ZOR_RC readNumber(const KEL_UC* function, DATA_CONTAINER_HANDLE handle, Key key,
+                                    Value* value, ZOR_ERROR_INFO* errorInfo, const KEL_UC* format) {
+    const FieldCall call{function, handle, errorInfo};
     return onField(
         call, key, [&] { traceArguments(call, key, "pval=%p", static_cast<void*>(value)); },
         [&](ZorRecord& record, unsigned index) {
@@ -42,13 +47,14 @@ template <class Key, class Value>
         [&] { traceResult(call, key, format, *value); });
 }
 
-/** Reads a number by index: a plain one at once, all else in the frame. */
-template <class Value>
-ZOR_RC readIndexed(FieldCall call, unsigned index, Value* value, const KEL_UC* format) {
-    const ZorRecord* const record = quietRecord(call.handle);
-    if (record != nullptr && value != nullptr && record->getPlain(index, *value)) [[likely]]
-        return plainDone(call.errorInfo);
-    return readNumber(call, ByIndex{index}, value, format);
+/** Reads a number: a plain one at once, all else in the frame. */
+template <class Key, class Value>
+ZOR_RC readPlain(const KEL_UC* function, DATA_CONTAINER_HANDLE handle, Key key, Value* value,
+                 ZOR_ERROR_INFO* errorInfo, const KEL_UC* format) {
+    const ZorRecord* const record = quietRecord(handle);
+    if (record != nullptr && value != nullptr && record->getPlain(key.findIn(*record), *value)) [[likely]]
+        return plainDone(errorInfo);
+    return readNumber(function, handle, key, value, errorInfo, format);
 }
 
 /** Gives the handle of a child, which is made on first use unless `create` is false. */
@@ -163,52 +169,52 @@ ZOR_RC ZorGetXStringByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZO
 
 ZOR_RC ZorGetInt(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT* value,
                  ZOR_ERROR_INFO* errorInfo) {
-    return readNumber({__func__, dataHandle, errorInfo}, ByName{name}, value, "%d");
+    return readPlain(__func__, dataHandle, ByName{name}, value, errorInfo, "%d");
 }
 
 ZOR_RC ZorGetIntByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT* value,
                         ZOR_ERROR_INFO* errorInfo) {
-    return readIndexed({__func__, dataHandle, errorInfo}, index, value, "%d");
+    return readPlain(__func__, dataHandle, ByIndex{index}, value, errorInfo, "%d");
 }
 
 ZOR_RC ZorGetInt1(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT1* value,
                   ZOR_ERROR_INFO* errorInfo) {
-    return readNumber({__func__, dataHandle, errorInfo}, ByName{name}, value, "%d");
+    return readPlain(__func__, dataHandle, ByName{name}, value, errorInfo, "%d");
 }
 
 ZOR_RC ZorGetInt1ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT1* value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return readIndexed({__func__, dataHandle, errorInfo}, index, value, "%d");
+    return readPlain(__func__, dataHandle, ByIndex{index}, value, errorInfo, "%d");
 }
 
 ZOR_RC ZorGetInt2(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT2* value,
                   ZOR_ERROR_INFO* errorInfo) {
-    return readNumber({__func__, dataHandle, errorInfo}, ByName{name}, value, "%d");
+    return readPlain(__func__, dataHandle, ByName{name}, value, errorInfo, "%d");
 }
 
 ZOR_RC ZorGetInt2ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT2* value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return readIndexed({__func__, dataHandle, errorInfo}, index, value, "%d");
+    return readPlain(__func__, dataHandle, ByIndex{index}, value, errorInfo, "%d");
 }
 
 ZOR_RC ZorGetInt8(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT8* value,
                   ZOR_ERROR_INFO* errorInfo) {
-    return readNumber({__func__, dataHandle, errorInfo}, ByName{name}, value, "%lld");
+    return readPlain(__func__, dataHandle, ByName{name}, value, errorInfo, "%lld");
 }
 
 ZOR_RC ZorGetInt8ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT8* value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return readIndexed({__func__, dataHandle, errorInfo}, index, value, "%lld");
+    return readPlain(__func__, dataHandle, ByIndex{index}, value, errorInfo, "%lld");
 }
 
 ZOR_RC ZorGetFloat(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_FLOAT* value,
                    ZOR_ERROR_INFO* errorInfo) {
-    return readNumber({__func__, dataHandle, errorInfo}, ByName{name}, value, "%.17g");
+    return readPlain(__func__, dataHandle, ByName{name}, value, errorInfo, "%.17g");
 }
 
 ZOR_RC ZorGetFloatByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_FLOAT* value,
                           ZOR_ERROR_INFO* errorInfo) {
-    return readIndexed({__func__, dataHandle, errorInfo}, index, value, "%.17g");
+    return readPlain(__func__, dataHandle, ByIndex{index}, value, errorInfo, "%.17g");
 }
 
 ZOR_RC ZorGetStructure(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name,

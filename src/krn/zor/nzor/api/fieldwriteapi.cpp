@@ -22,7 +22,9 @@ ZOR_RC writeBuffer(const FieldCall& call, Key key, const Character* value, unsig
 
 /** Writes a number; the format shows it. Out of line as the reading is. */
 template <class Key, class Value>
-[[gnu::noinline]] ZOR_RC writeNumber(FieldCall call, Key key, Value value, const KEL_UC* format) {
+[[gnu::noinline]] ZOR_RC writeNumber(const KEL_UC* function, DATA_CONTAINER_HANDLE handle, Key key,
+                                     Value value, ZOR_ERROR_INFO* errorInfo, const KEL_UC* format) {
+    const FieldCall call{function, handle, errorInfo};
     return onField(
         call, key,
         [&] {
@@ -37,13 +39,14 @@ template <class Key, class Value>
         [] {});
 }
 
-/** Writes a number by index: a plain one at once, all else in the frame. */
-template <class Value>
-ZOR_RC writeIndexed(FieldCall call, unsigned index, Value value, const KEL_UC* format) {
-    ZorRecord* const record = quietRecord(call.handle);
-    if (record != nullptr && record->setPlain(index, value)) [[likely]]
-        return plainDone(call.errorInfo);
-    return writeNumber(call, ByIndex{index}, value, format);
+/** Writes a number: a plain one at once, all else in the frame. */
+template <class Key, class Value>
+ZOR_RC writePlain(const KEL_UC* function, DATA_CONTAINER_HANDLE handle, Key key, Value value,
+                  ZOR_ERROR_INFO* errorInfo, const KEL_UC* format) {
+    ZorRecord* const record = quietRecord(handle);
+    if (record != nullptr && record->setPlain(key.findIn(*record), value)) [[likely]]
+        return plainDone(errorInfo);
+    return writeNumber(function, handle, key, value, errorInfo, format);
 }
 
 /** Copies a container into a field; `refusal` is the text for one of another kind. */
@@ -138,52 +141,52 @@ ZOR_RC ZorSetXStringByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, co
 
 ZOR_RC ZorSetInt(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT value,
                  ZOR_ERROR_INFO* errorInfo) {
-    return writeNumber({__func__, dataHandle, errorInfo}, ByName{name}, value, "value=%d");
+    return writePlain(__func__, dataHandle, ByName{name}, value, errorInfo, "value=%d");
 }
 
 ZOR_RC ZorSetIntByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT value,
                         ZOR_ERROR_INFO* errorInfo) {
-    return writeIndexed({__func__, dataHandle, errorInfo}, index, value, "value=%d");
+    return writePlain(__func__, dataHandle, ByIndex{index}, value, errorInfo, "value=%d");
 }
 
 ZOR_RC ZorSetInt1(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT1 value,
                   ZOR_ERROR_INFO* errorInfo) {
-    return writeNumber({__func__, dataHandle, errorInfo}, ByName{name}, value, "value=%d");
+    return writePlain(__func__, dataHandle, ByName{name}, value, errorInfo, "value=%d");
 }
 
 ZOR_RC ZorSetInt1ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT1 value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return writeIndexed({__func__, dataHandle, errorInfo}, index, value, "value=%d");
+    return writePlain(__func__, dataHandle, ByIndex{index}, value, errorInfo, "value=%d");
 }
 
 ZOR_RC ZorSetInt2(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT2 value,
                   ZOR_ERROR_INFO* errorInfo) {
-    return writeNumber({__func__, dataHandle, errorInfo}, ByName{name}, value, "value=%d");
+    return writePlain(__func__, dataHandle, ByName{name}, value, errorInfo, "value=%d");
 }
 
 ZOR_RC ZorSetInt2ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT2 value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return writeIndexed({__func__, dataHandle, errorInfo}, index, value, "value=%d");
+    return writePlain(__func__, dataHandle, ByIndex{index}, value, errorInfo, "value=%d");
 }
 
 ZOR_RC ZorSetInt8(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT8 value,
                   ZOR_ERROR_INFO* errorInfo) {
-    return writeNumber({__func__, dataHandle, errorInfo}, ByName{name}, value, "value=%lld");
+    return writePlain(__func__, dataHandle, ByName{name}, value, errorInfo, "value=%lld");
 }
 
 ZOR_RC ZorSetInt8ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_INT8 value,
                          ZOR_ERROR_INFO* errorInfo) {
-    return writeIndexed({__func__, dataHandle, errorInfo}, index, value, "value=%lld");
+    return writePlain(__func__, dataHandle, ByIndex{index}, value, errorInfo, "value=%lld");
 }
 
 ZOR_RC ZorSetFloat(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_FLOAT value,
                    ZOR_ERROR_INFO* errorInfo) {
-    return writeNumber({__func__, dataHandle, errorInfo}, ByName{name}, value, "value=%.17g");
+    return writePlain(__func__, dataHandle, ByName{name}, value, errorInfo, "value=%.17g");
 }
 
 ZOR_RC ZorSetFloatByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_FLOAT value,
                           ZOR_ERROR_INFO* errorInfo) {
-    return writeIndexed({__func__, dataHandle, errorInfo}, index, value, "value=%.17g");
+    return writePlain(__func__, dataHandle, ByIndex{index}, value, errorInfo, "value=%.17g");
 }
 
 ZOR_RC ZorSetStructure(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_STRUCTURE_HANDLE value,

@@ -75,6 +75,13 @@ void ZorRecord::fillField(unsigned index) {
     fillSlot(locate(index));
 }
 
+unsigned ZorRecord::getIndex(std::string_view name) const {
+    const unsigned index = findIndex(name);
+    if (index == ZorNameIndex::notFound)
+        throw ZorInvalidParameterException("field '" + KEL_string(name) + "' not found");
+    return index;
+}
+
 void ZorRecord::refuseAccess(unsigned index) const {
     throw ZorInvalidParameterException(index >= fieldCount ? "index does not exist" : "value is null");
 }

@@ -70,8 +70,10 @@ class ZorRecord {
     /** The description of a structure, or of a table's rows; null for none. Not a new reference. */
     virtual ZorAbstractMetaData* getDescriptor() = 0;
 
-    /** Index of a field. Throws ZorInvalidParameterException for an unknown name. */
-    virtual unsigned getIndex(std::string_view name) const = 0;
+    /** Index of a field; ZorNameIndex::notFound for an unknown name. */
+    virtual unsigned findIndex(std::string_view name) const noexcept = 0;
+    /** As `findIndex`. Throws ZorInvalidParameterException for an unknown name. */
+    unsigned getIndex(std::string_view name) const;
 
     /** A field's properties; the index is below `getFieldCount`. */
     virtual const ZorFieldTypeBase& describe(unsigned index) const noexcept = 0;

@@ -70,9 +70,8 @@ void ZorStructure::bindTo(ZorRecordMetaData* description) noexcept {
     block = bytes.get();
 }
 
-unsigned ZorStructure::getIndex(std::string_view name) const {
-    if (desc != nullptr) return desc->getIndex(name);
-    throw ZorInvalidParameterException("field '" + KEL_string(name) + "' not found");
+unsigned ZorStructure::findIndex(std::string_view name) const noexcept {
+    return desc != nullptr ? desc->findIndex(name) : ZorNameIndex::notFound;
 }
 
 ZorFieldSlot ZorStructure::locate(unsigned index) {

@@ -48,7 +48,7 @@ class ZorTable : public ZorRecord {
 
     ZorRecordType getRecordType() const noexcept override { return ZOR_RECORD_TABLE; }
     ZorRecordMetaData* getDescriptor() override { return getRowType(); }
-    unsigned getIndex(std::string_view name) const override { return initRow.getIndex(name); }
+    unsigned findIndex(std::string_view name) const noexcept override { return initRow.findIndex(name); }
     const ZorFieldTypeBase& describe(unsigned index) const noexcept override {
         return initRow.describe(index);
     }

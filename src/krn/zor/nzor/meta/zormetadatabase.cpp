@@ -10,10 +10,7 @@
 
 template <class F>
 bool ZorMetaDataBase<F>::hasField(std::string_view fieldName, unsigned* index) const noexcept {
-    uint32_t found = 0;
-    if (!fieldName.empty())
-        found =
-            indexMap.find(fieldName, [this](uint32_t at) -> const KEL_string& { return fields[at].name; });
+    const unsigned found = findIndex(fieldName);
     if (found >= fields.size()) return false;
     if (index != nullptr) *index = found;
     return true;
@@ -21,8 +18,8 @@ bool ZorMetaDataBase<F>::hasField(std::string_view fieldName, unsigned* index) c
 
 template <class F>
 unsigned ZorMetaDataBase<F>::getIndex(std::string_view fieldName) const {
-    unsigned index = 0;
-    if (!fieldName.empty() && !hasField(fieldName, &index))
+    const unsigned index = findIndex(fieldName);
+    if (index == ZorNameIndex::notFound)
         throw ZorInvalidParameterException("field '" + KEL_string(fieldName) + "' not found");
     return index;
 }

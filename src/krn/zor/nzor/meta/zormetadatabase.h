@@ -43,6 +43,11 @@ class ZorMetaDataBase : public ZorAbstractMetaData {
 
     unsigned getFieldCount() const noexcept { return static_cast<unsigned>(fields.size()); }
     unsigned getIndex(std::string_view fieldName) const;
+    /** As `getIndex`, with ZorNameIndex::notFound for an unknown name. */
+    unsigned findIndex(std::string_view fieldName) const noexcept {
+        if (fieldName.empty()) return 0;
+        return indexMap.find(fieldName, [this](unsigned at) -> const KEL_string& { return fields[at].name; });
+    }
     /** True if there is such a field; stores its index. The empty name is index 0 where there is a field. */
     bool hasField(std::string_view fieldName, unsigned* index = nullptr) const noexcept;
 

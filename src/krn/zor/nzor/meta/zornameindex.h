@@ -38,7 +38,7 @@ class ZorNameIndex {
         for (size_t at = hash;; ++at) {
             const Slot& slot = slots[at & (slots.size() - 1)];
             if (slot.position == notFound) return notFound;
-            if (slot.hash == hash && nameAt(slot.position) == name) return slot.position;
+            if (slot.hash == hash && equal(nameAt(slot.position), name)) return slot.position;
         }
     }
 
@@ -48,25 +48,7 @@ class ZorNameIndex {
         uint32_t position = notFound;
     };
 
-    /**
-     * Eight characters at a time; the last, shorter piece is read so that it overlaps the one before, which
-     * spares a loop over single characters. Not meant to withstand chosen names.
-     */
-    static uint32_t hashOf(std::string_view name) noexcept {
-        const char* const end = name.data() + name.size();
-        uint64_t hash = name.size();
-        if (name.size() < sizeof hash) {
-            uint64_t piece = 0;
-            for (const char c : name)
-                piece = piece << 8 | static_cast<unsigned char>(c);
-            hash = mixed(hash, piece);
-        } else {
-            for (const char* at = name.data(); at < end - sizeof hash; at += sizeof hash)
-                hash = mixed(hash, pieceAt(at));
-            hash = mixed(hash, pieceAt(end - sizeof hash));
-        }
-        return static_cast<uint32_t>(hash);
-    }
+    static constexpr size_t pieceSize = sizeof(uint64_t);
 
     static uint64_t pieceAt(const char* text) noexcept {
         uint64_t piece = 0;
@@ -74,13 +56,43 @@ class ZorNameIndex {
         return piece;
     }
 
+    /** A name shorter than a piece. */
+    static uint64_t shortPiece(std::string_view name) noexcept {
+        uint64_t piece = 0;
+        for (const char c : name)
+            piece = piece << 8 | static_cast<unsigned char>(c);
+        return piece;
+    }
+
     /**
-     * A product carries differences upwards only; with its bytes turned round they are where the next
-     * product, and the mask that makes a slot of the hash, take notice of them.
+     * Eight characters at a time; the last, shorter piece is read so that it overlaps the one before, which
+     * spares a loop over single characters. Each piece has an odd factor of its own, so that the products
+     * don't wait for each other. A product carries differences upwards only, so the upper half is brought
+     * down and multiplied once more. Not meant to withstand chosen names.
      */
-    static uint64_t mixed(uint64_t hash, uint64_t piece) noexcept {
+    static uint32_t hashOf(std::string_view name) noexcept {
         constexpr uint64_t goldenRatio = 0x9E3779B97F4A7C15;
-        return __builtin_bswap64((hash ^ piece) * goldenRatio);
+        uint64_t sum = name.size();
+        if (name.size() < pieceSize) {
+            sum += shortPiece(name) * goldenRatio;
+        } else {
+            uint64_t factor = goldenRatio;
+            const char* const last = name.data() + name.size() - pieceSize;
+            for (const char* at = name.data(); at < last; at += pieceSize, factor += 2 * goldenRatio)
+                sum += pieceAt(at) * factor;
+            sum += pieceAt(last) * factor;
+        }
+        return static_cast<uint32_t>((sum ^ sum >> 32) * goldenRatio >> 32);
+    }
+
+    /** Compares in the same steps: names are too short for a call of the library's comparison to pay. */
+    static bool equal(std::string_view one, std::string_view other) noexcept {
+        if (one.size() != other.size()) return false;
+        if (one.size() < pieceSize) return one == other;
+        const size_t last = one.size() - pieceSize;
+        for (size_t at = 0; at < last; at += pieceSize)
+            if (pieceAt(one.data() + at) != pieceAt(other.data() + at)) return false;
+        return pieceAt(one.data() + last) == pieceAt(other.data() + last);
     }
 
     void place(const Slot& slot) noexcept {
