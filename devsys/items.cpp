@@ -35,9 +35,7 @@ ItemResult ItemReader::next(Item& item) {
 std::span<Byte> ItemWriter::reserve(std::uint16_t id, std::size_t length) {
     const bool isLong = length >= LONG_MARK;
     const std::size_t begin = isLong ? LONG_BEGIN : SHORT_BEGIN;
-    const std::size_t start = bytes_.size();
-    bytes_.resize(start + begin + length + ID_BYTES);
-    const std::span<Byte> whole = std::span(bytes_).subspan(start);
+    const std::span<Byte> whole = grow(begin + length + ID_BYTES);
     storeBe16(whole, 0, id);
     storeBe16(whole, ID_BYTES, isLong ? LONG_MARK : static_cast<std::uint16_t>(length));
     if (isLong) storeBe32(whole, SHORT_BEGIN, static_cast<std::uint32_t>(length));

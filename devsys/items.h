@@ -5,6 +5,7 @@
  */
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -42,20 +43,29 @@ class ItemReader {
 /** Collects a stream in one growing buffer, which is reused from call to call. */
 class ItemWriter {
   public:
-    void clear() { bytes_.clear(); }
+    void clear() { used_ = 0; }
     void item(std::uint16_t id, ByteSpan payload);
     void text(std::uint16_t id, std::string_view payload) { item(id, asBytes(payload)); }
     void flag(std::uint16_t id) { item(id, {}); }
     void number4(std::uint16_t id, std::uint32_t value);
     /** Bytes that are items already, or no items at all. */
-    void raw(ByteSpan bytes) { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
+    void raw(ByteSpan bytes) { std::ranges::copy(bytes, grow(bytes.size()).begin()); }
     /** Makes an item of `length` bytes for the caller to fill; valid until the next call. */
     std::span<Byte> reserve(std::uint16_t id, std::size_t length);
 
-    ByteSpan bytes() const { return bytes_; }
+    ByteSpan bytes() const { return ByteSpan(bytes_).first(used_); }
 
   private:
-    std::vector<Byte> bytes_;
+    /** Room at the end, which counts as written. */
+    std::span<Byte> grow(std::size_t length) {
+        if (bytes_.size() - used_ < length) bytes_.resize(std::max(2 * bytes_.size(), used_ + length));
+        used_ += length;
+        return std::span(bytes_).subspan(used_ - length, length);
+    }
+
+    std::vector<Byte>
+        bytes_; /**< Larger than what is written, so that nothing is cleared ahead of its data. */
+    std::size_t used_ = 0;
 };
 
 }  // namespace zordev

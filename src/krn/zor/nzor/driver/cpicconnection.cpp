@@ -22,7 +22,10 @@ constexpr const KEL_CHAR* SYM_DEST = "TSLZOR";
 }  // namespace
 
 CpicConnection::CpicConnection(ZorStreamOwner* owner)
-    : owner(owner), streamBuffer(std::make_unique<KEL_RAW[]>(BUFFER_SIZE)), bufferPtr(streamBuffer.get()) {}
+    : owner(owner), streamBuffer(std::make_unique<KEL_RAW[]>(BUFFER_SIZE)) {
+    bufferPtr = streamBuffer.get();
+    bytesStillFree = BUFFER_SIZE;
+}
 
 CpicConnection::~CpicConnection() {
     CpicConnection::close();

@@ -49,7 +49,6 @@ class CpicConnection final : public ZorIOStream {
     CM_RETCODE connectAsClient(ZorOptions& options) override;
 
     CM_RETCODE readBytes(KEL_RAW* dest, unsigned offset, unsigned count, unsigned& bytesRead) override {
-        // What the buffer holds is the usual case: one copy.
         if (count > bytesInBuffer) return readAcross(dest, offset, count, bytesRead);
         take(dest, offset, count, bytesRead);
         return 0;
@@ -93,9 +92,8 @@ class CpicConnection final : public ZorIOStream {
     CM_RETCODE readAcross(KEL_RAW* dest, unsigned offset, unsigned count, unsigned& bytesRead);
     CM_RETCODE writeAcross(const KEL_RAW* src, unsigned count);
     void take(KEL_RAW* dest, unsigned& offset, unsigned count, unsigned& bytesRead) {
-        if (dest != nullptr) std::memcpy(dest + offset, bufferPtr, count);
-        bufferPtr += count;
-        bytesInBuffer -= count;
+        const KEL_RAW* const source = readInPlace(count);
+        if (dest != nullptr) std::memcpy(dest + offset, source, count);
         offset += count;
         bytesRead += count;
     }
@@ -128,7 +126,4 @@ class CpicConnection final : public ZorIOStream {
     std::atomic<CANCEL_STATE> cancelState{INITIAL};
     KEL_string cpicError;  ///< Text of the last failure.
     std::unique_ptr<KEL_RAW[]> streamBuffer;
-    KEL_RAW* bufferPtr;  ///< Next position to read or write.
-    unsigned bytesStillFree = BUFFER_SIZE;
-    unsigned bytesInBuffer = 0;
 };

@@ -64,6 +64,29 @@ class ZorIOStream {
     virtual CM_RETCODE readBytes(KEL_RAW* dest, unsigned offset, unsigned count, unsigned& bytesRead) = 0;
     /** Buffers `count` bytes from `src + offset`; a full buffer is sent. */
     virtual CM_RETCODE writeBytes(const KEL_RAW* src, unsigned offset, unsigned count) = 0;
+    /** @name The buffer itself
+     * Items are small and many, so what lies in the buffer is read and written where it is, without a copy
+     * and without a call. Null if the buffer can't serve the whole: then `readBytes` and `writeBytes` do.
+     */
+    /** @{ */
+    /** The next `count` bytes, which count as read; good until the next operation. */
+    const KEL_RAW* readInPlace(unsigned count) noexcept {
+        if (count > bytesInBuffer) return nullptr;
+        const KEL_RAW* const place = bufferPtr;
+        bufferPtr += count;
+        bytesInBuffer -= count;
+        return place;
+    }
+    /** Room for the next `count` bytes, which count as written: the caller fills them at once. */
+    KEL_RAW* writeInPlace(unsigned count) noexcept {
+        if (count >= bytesStillFree) return nullptr;
+        KEL_RAW* const place = bufferPtr;
+        bufferPtr += count;
+        bytesInBuffer += count;
+        bytesStillFree -= count;
+        return place;
+    }
+    /** @} */
     virtual CM_RETCODE connectAsClient(ZorOptions&) { return CM_UNSUCCESSFUL; }
     virtual CM_RETCODE registerAsServer(ZorOptions&) { return CM_UNSUCCESSFUL; }
     virtual CM_RETCODE connectAsServer(ZorOptions&) { return CM_UNSUCCESSFUL; }
@@ -94,4 +117,12 @@ class ZorIOStream {
     bool registered = false;    ///< Registered at a gateway under a program id.
     bool justAccepted = false;  ///< Nothing of the accepted conversation was read yet.
     bool isVSL = false;         ///< The secure network layer is on.
+
+  protected:
+    /** @name The buffer of a driver that has one: it holds either what came in or what is to go out. */
+    /** @{ */
+    KEL_RAW* bufferPtr = nullptr;  ///< Next position to read or write.
+    unsigned bytesStillFree = 0;   ///< Room for writing; 0 while reading.
+    unsigned bytesInBuffer = 0;    ///< What is still to be read, or what was written.
+    /** @} */
 };

@@ -11,6 +11,7 @@
 
 #include <kelzor/types.h>
 
+#include <cstring>
 #include <map>
 #include <memory>
 #include <span>
@@ -47,7 +48,13 @@ class ZorItemStream {
 
     /** @name Writers. Text is in the own code page; nothing is sent before `writeFlush` or a full buffer. */
     /** @{ */
-    void writeBytes(const void* data, unsigned length);
+    void writeBytes(const void* data, unsigned length) {
+        if (KEL_RAW* const place = cpic_tcp->writeInPlace(length)) {
+            if (length != 0) std::memcpy(place, data, length);
+        } else {
+            cpic_tcp->writeBytes(static_cast<const KEL_RAW*>(data), 0, length);
+        }
+    }
     void writeZorIDBegin(ZORID id, unsigned length);
     void writeZorIDEnd(ZORID id);
     void writeZorData(ZORID id, std::span<const KEL_RAW> payload);
@@ -69,8 +76,16 @@ class ZorItemStream {
 
     /** @name Readers. A text longer than its buffer is cut and the rest skipped. */
     /** @{ */
-    void readBytes(void* dest, unsigned length);
-    void skipBytes(unsigned length);
+    void readBytes(void* dest, unsigned length) {
+        if (const KEL_RAW* const place = cpic_tcp->readInPlace(length)) {
+            if (length != 0) std::memcpy(dest, place, length);
+        } else {
+            readAcross(dest, length);
+        }
+    }
+    void skipBytes(unsigned length) {
+        if (length != 0 && cpic_tcp->readInPlace(length) == nullptr) readAcross(nullptr, length);
+    }
     /** The identifier of the next item, and the length of its payload in bytes. */
     ZORID readZorIDBegin(unsigned& length);
     /** As `readZorIDBegin`, behind an item whose closing identifier is still to be read and doesn't matter.
@@ -136,6 +151,8 @@ class ZorItemStream {
   private:
     friend class ZorItemReader;
 
+    /** Reads what isn't in the buffer as a whole; skips it without `dest`. */
+    void readAcross(void* dest, unsigned length);
     void readFailed(CM_RETCODE rc);
     ZORID openItem(const KEL_RAW* begin, unsigned& length);
     void readZorHeader(unsigned length);

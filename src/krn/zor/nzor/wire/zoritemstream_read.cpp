@@ -47,14 +47,10 @@ void ZorItemStream::readFailed(CM_RETCODE rc) {
     raiseCollectedError();
 }
 
-void ZorItemStream::readBytes(void* dest, unsigned length) {
+void ZorItemStream::readAcross(void* dest, unsigned length) {
     unsigned done = 0;
     if (const CM_RETCODE rc = cpic_tcp->readBytes(static_cast<KEL_RAW*>(dest), 0, length, done); rc != 0)
         readFailed(rc);
-}
-
-void ZorItemStream::skipBytes(unsigned length) {
-    if (length != 0) readBytes(nullptr, length);
 }
 
 ZORID ZorItemStream::readZorIDBegin(unsigned& length) {

@@ -29,10 +29,6 @@ ZorItemStream::ZorItemStream(std::unique_ptr<ZorIOStream> driver) : cpic_tcp(std
 
 ZorItemStream::~ZorItemStream() = default;
 
-void ZorItemStream::writeBytes(const void* data, unsigned length) {
-    cpic_tcp->writeBytes(static_cast<const KEL_RAW*>(data), 0, length);
-}
-
 void ZorItemStream::writeZorIDBegin(ZORID id, unsigned length) {
     KEL_RAW begin[8];
     putBig(begin, id, 2);
@@ -53,20 +49,19 @@ void ZorItemStream::writeZorIDEnd(ZORID id) {
 }
 
 void ZorItemStream::writeZorData(ZORID id, std::span<const KEL_RAW> payload) {
-    // Small items, which are nearly all, go to the driver in one piece.
-    constexpr size_t pieceSize = 64;
-    constexpr size_t framing = 6;
-    if (payload.size() <= pieceSize - framing) {
-        KEL_RAW piece[pieceSize];
-        putBig(piece, id, 2);
-        putBig(piece + 2, static_cast<KEL_UINT>(payload.size()), 2);
-        if (!payload.empty()) std::memcpy(piece + 4, payload.data(), payload.size());
-        putBig(piece + 4 + payload.size(), id, 2);
-        writeBytes(piece, static_cast<unsigned>(payload.size() + framing));
-        return;
+    constexpr unsigned framing = 6;
+    const auto length = static_cast<unsigned>(payload.size());
+    if (payload.size() <= maxShortLength) {
+        if (KEL_RAW* const piece = cpic_tcp->writeInPlace(length + framing)) {
+            putBig(piece, id, 2);
+            putBig(piece + 2, length, 2);
+            if (length != 0) std::memcpy(piece + 4, payload.data(), length);
+            putBig(piece + 4 + length, id, 2);
+            return;
+        }
     }
-    writeZorIDBegin(id, static_cast<unsigned>(payload.size()));
-    writeBytes(payload.data(), static_cast<unsigned>(payload.size()));
+    writeZorIDBegin(id, length);
+    writeBytes(payload.data(), length);
     writeZorIDEnd(id);
 }
 
