@@ -8,7 +8,7 @@ export DEBIAN_FRONTEND=noninteractive
 # What the library, the development system and the example are built from.
 KELZOR_BUILD_PACKAGES=(g++ cmake ninja-build ccache iso-codes libcli11-dev nlohmann-json3-dev)
 # What the tests and gates need beside that.
-KELZOR_TEST_PACKAGES=(googletest clang-format pkg-config)
+KELZOR_TEST_PACKAGES=(googletest clang-format pkg-config python3)
 # The 32-bit build runs against the compiler's own 32-bit libraries; no second architecture is needed.
 KELZOR_X86_PACKAGES=(g++-multilib)
 

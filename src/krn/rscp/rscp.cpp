@@ -1,52 +1,36 @@
 #include "krn/rscp/rscp.h"
 
 #include <algorithm>
-#include <cstring>
+#include <cstdarg>
+#include <cstdio>
 #include <functional>
+#include <new>
 
-#include "flat/utf8.h"
+#include "krn/rscp/rscpmethods.h"
 
 namespace {
 
-constexpr KEL_UINT defaultSubstitute = '#';
-constexpr KEL_UINT highestCharacter = 0x10FFFF;
+thread_local KEL_UC errorText[80];
 
-/** Input and output of one conversion. */
-struct Cursor {
-    KEL_RAW* out;
-    KEL_RAW* const outEnd;
-    const KEL_RAW* in;
-    const KEL_RAW* const inEnd;
-
-    size_t inRest() const noexcept { return static_cast<size_t>(inEnd - in); }
-    size_t outRest() const noexcept { return static_cast<size_t>(outEnd - out); }
-
-    /** Writes a whole character and steps over its input, or changes nothing. */
-    int put(const KEL_RAW* bytes, size_t count, size_t consumed) noexcept {
-        if (outRest() < count) return RSCPETOOLONG;
-        out = std::copy_n(bytes, count, out);
-        in += consumed;
-        return RSCP_OK;
-    }
-};
-
-/** Encodes a character in the output page; returns its length, or 0 if the page doesn't have it. */
-size_t encode(const rscpCObj_t& self, KEL_UINT character, KEL_RAW (&bytes)[longestUtf8Sequence]) noexcept {
-    if (self.ccci_out_set != nullptr) return self.ccci_out_set->find(character, bytes[0]) ? 1 : 0;
-    const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-    return character > highestCharacter || surrogate ? 0 : writeUtf8(character, bytes);
+/** Keeps the text of a failure for the thread and returns its code. */
+__attribute__((format(printf, 2, 3))) int fail(int rc, const char* format, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(errorText, sizeof errorText, format, arguments);
+    va_end(arguments);
+    return rc;
 }
 
-/** A character without a counterpart: the next `length` bytes of the input. */
-int writeSubstOrCopy(const rscpCObj_t& self, Cursor& cursor, size_t length) noexcept {
-    if (self.on_miss == miss_copy) return cursor.put(cursor.in, length, length);
-    if (self.on_miss != miss_substitute) return RSCPENOCONV;
-    KEL_RAW bytes[longestUtf8Sequence];
-    const size_t count = encode(self, self.ccci_subst_code_U4, bytes);
-    return count != 0 ? cursor.put(bytes, count, length) : RSCPENOCONV;
+/** The text of a failed conversion. */
+int failConversion(const rscpCObj_t& self, const RscpCursor& cursor, int rc) noexcept {
+    if (rc != RSCPEUNIQ) return fail(rc, "Conversion error");
+    const unsigned unit = rscpUnitOf(*self.ccci_in_set);
+    return fail(
+        rc, "%s",
+        cursor.inRest() % unit != 0 ? "Unicode and odd bytes" : "Input ends within a multi-byte character");
 }
 
-int convertDirect(Cursor& cursor) noexcept {
+int convertDirect(const rscpCObj_t&, RscpCursor& cursor) noexcept {
     const size_t count = std::min(cursor.inRest(), cursor.outRest());
     if (count != 0) std::memcpy(cursor.out, cursor.in, count);
     cursor.out += count;
@@ -54,56 +38,7 @@ int convertDirect(Cursor& cursor) noexcept {
     return cursor.in == cursor.inEnd ? RSCP_OK : RSCPETOOLONG;
 }
 
-int convertByTable(const rscpCObj_t& self, Cursor& cursor) noexcept {
-    int rc = RSCP_OK;
-    while (rc == RSCP_OK && cursor.in != cursor.inEnd) {
-        // One run of bytes that all have a counterpart, or one byte that has none.
-        const size_t room = std::min(cursor.inRest(), cursor.outRest());
-        size_t run = 0;
-        for (; run < room && (self.ccci_complete || !self.ccci_missing[cursor.in[run]]); ++run)
-            cursor.out[run] = self.ccci_table[cursor.in[run]];
-        cursor.in += run;
-        cursor.out += run;
-        if (run == room)
-            rc = cursor.in == cursor.inEnd ? RSCP_OK : RSCPETOOLONG;
-        else
-            rc = writeSubstOrCopy(self, cursor, 1);
-    }
-    return rc;
-}
-
-int convertToUtf8(const rscpCObj_t& self, Cursor& cursor) noexcept {
-    int rc = RSCP_OK;
-    while (rc == RSCP_OK && cursor.in != cursor.inEnd) {
-        const KEL_USHORT character = self.ccci_in_set->characters[*cursor.in];
-        if (character == RscpSingleBytePage::noCharacter) {
-            rc = writeSubstOrCopy(self, cursor, 1);
-            continue;
-        }
-        KEL_RAW bytes[longestUtf8Sequence];
-        rc = cursor.put(bytes, writeUtf8(character, bytes), 1);
-    }
-    return rc;
-}
-
-int convertOneFromUtf8(const rscpCObj_t& self, Cursor& cursor) noexcept {
-    const Utf8Step step = readUtf8(cursor.in, cursor.inEnd);
-    if (step.state == Utf8State::unfinished) return RSCPEUNIQ;
-    if (step.state == Utf8State::broken)
-        return self.on_broken == broken_like_miss ? writeSubstOrCopy(self, cursor, step.length) : RSCPENOCONV;
-    KEL_RAW bytes[longestUtf8Sequence];
-    const size_t count = encode(self, step.character, bytes);
-    return count != 0 ? cursor.put(bytes, count, step.length) : writeSubstOrCopy(self, cursor, step.length);
-}
-
-int convertFromUtf8(const rscpCObj_t& self, Cursor& cursor) noexcept {
-    int rc = RSCP_OK;
-    while (rc == RSCP_OK && cursor.in != cursor.inEnd)
-        rc = convertOneFromUtf8(self, cursor);
-    return rc;
-}
-
-bool overlap(const Cursor& cursor) noexcept {
+bool overlap(const RscpCursor& cursor) noexcept {
     const std::less<const KEL_RAW*> before;
     return before(cursor.in, cursor.outEnd) && before(cursor.out, cursor.inEnd);
 }
@@ -112,75 +47,87 @@ bool overlap(const Cursor& cursor) noexcept {
 void joinPages(rscpCObj_t& self) noexcept {
     self.ccci_complete = true;
     for (unsigned byte = 0; byte < 256; ++byte) {
-        self.ccci_missing[byte] =
-            !self.ccci_out_set->find(self.ccci_in_set->characters[byte], self.ccci_table[byte]);
+        const KEL_UINT character = self.ccci_in_set->forward.characters[byte];
+        const KEL_UINT code = character != RscpTable::noCharacter
+                                  ? self.ccci_out_set->backward.find(character)
+                                  : KEL_UINT{RscpTable::noCode};
+        self.ccci_table[byte] = static_cast<KEL_RAW>(code);
+        self.ccci_missing[byte] = code > 0xFF;  // none, or a letter with a mark in two bytes
         if (self.ccci_missing[byte]) self.ccci_complete = false;
     }
 }
 
+void encodeSubstitute(rscpCObj_t& self) noexcept {
+    const KEL_UINT substitute = self.ccci_subst_code_U4;
+    if (substitute > rscpHighestCharacter || (substitute & 0xFFFFF800) == 0xD800) return;
+    self.ccci_substituteLength = rscpWrite(*self.ccci_out_set, substitute, self.ccci_substitute);
+}
+
+bool isSamePage(const rscpCObj_t& self) noexcept {
+    return std::equal(self.ccci_incode, self.ccci_incode + rscpCodepageDigits, self.ccci_outcode);
+}
+
+int unknown(const KEL_UC* codepage) noexcept {
+    return fail(RSCPENOCONV, "character code \"%.4s\" unknown", codepage);
+}
+
 }  // namespace
+
+const KEL_UC* rscpErrorText() noexcept {
+    return errorText;
+}
 
 int rscpCInit(rscpCObj_t& self, const KEL_UC* inCodePage, const KEL_UC* outCodePage, rscpmiss_t onMiss,
               rscpbroken_t onBroken) noexcept {
-    if (inCodePage == nullptr || outCodePage == nullptr) return RSCPEINVAL;
-    self = {};
+    if (inCodePage == nullptr || outCodePage == nullptr) return fail(RSCPEINVAL, "Invalid arguments");
     std::copy_n(inCodePage, rscpCodepageDigits, self.ccci_incode);
     std::copy_n(outCodePage, rscpCodepageDigits, self.ccci_outcode);
     self.on_miss = onMiss;
     self.on_broken = onBroken;
-    self.ccci_subst_code_U4 = defaultSubstitute;
-    self.ccci_method = KELCCM_deactivated;
+    self.ccci_ctrlcodes = CtrlCodeCv_illegal;
+    self.ccci_subst_code_U4 = '#';
+    self.ccci_method = nullptr;
     return RSCP_OK;
 }
 
 int rscpCSetSubstU4(rscpCObj_t& self, KEL_UINT substitute) noexcept {
-    self.ccci_subst_code_U4 = substitute != 0 ? substitute : defaultSubstitute;
+    self.ccci_subst_code_U4 = substitute != 0 ? substitute : KEL_UINT{'#'};
     return RSCP_OK;
 }
 
-int rscpCActivate(rscpCObj_t& self) noexcept {
-    if (std::equal(self.ccci_incode, self.ccci_incode + rscpCodepageDigits, self.ccci_outcode)) {
-        self.ccci_method = KELCCM_direct;
+int rscpCSetCtrlCodeCv(rscpCObj_t& self, rscpCtrlCodeCv_t at_ctrl_code) noexcept {
+    self.ccci_ctrlcodes = at_ctrl_code;
+    return RSCP_OK;
+}
+
+int rscpCActivate(rscpCObj_t& self) noexcept try {
+    if (isSamePage(self)) {
+        self.ccci_method = convertDirect;
         return RSCP_OK;
     }
     const RscpCodepage* const in = rscpFindCodepage(self.ccci_incode);
+    if (in == nullptr) return unknown(self.ccci_incode);
     const RscpCodepage* const out = rscpFindCodepage(self.ccci_outcode);
-    if (in == nullptr || out == nullptr) return RSCPENOCONV;
-    self.ccci_in_set = in->singleByte;
-    self.ccci_out_set = out->singleByte;
-    if (in->singleByte == nullptr) {
-        self.ccci_method = KELCCM_mbconv_tab;
-    } else if (out->singleByte == nullptr) {
-        self.ccci_method = KELCCM_tab_mbtunnel;
-    } else {
-        joinPages(self);
-        self.ccci_method = KELCCM_tab;
-    }
+    if (out == nullptr) return unknown(self.ccci_outcode);
+    self.ccci_in_set = &RscpPage::load(*in);
+    self.ccci_out_set = &RscpPage::load(*out);
+    if (in->major == KELCCNLS_not && out->major == KELCCNLS_not) joinPages(self);
+    encodeSubstitute(self);
+    self.ccci_method = rscpMethodBetween(*self.ccci_in_set, *self.ccci_out_set);
     return RSCP_OK;
+} catch (const std::bad_alloc&) {
+    return fail(RSCPEINTERN, "cannot malloc for char code convert cache");
 }
 
 int rscpCConvert(const rscpCObj_t& self, KEL_RAW** pp_out, KEL_RAW* p_outend, const KEL_RAW** pp_in,
                  const KEL_RAW* p_inend) noexcept {
-    Cursor cursor{*pp_out, p_outend, *pp_in, p_inend};
-    if (overlap(cursor)) return RSCPEINVAL;
-    int rc = RSCPEINVAL;
-    switch (self.ccci_method) {
-        case KELCCM_deactivated:
-            break;
-        case KELCCM_direct:
-            rc = convertDirect(cursor);
-            break;
-        case KELCCM_tab:
-            rc = convertByTable(self, cursor);
-            break;
-        case KELCCM_mbconv_tab:
-            rc = convertFromUtf8(self, cursor);
-            break;
-        case KELCCM_tab_mbtunnel:
-            rc = convertToUtf8(self, cursor);
-            break;
-    }
+    RscpCursor cursor{*pp_out, p_outend, *pp_in, p_inend};
+    if (self.ccci_method == nullptr) return fail(RSCPEINVAL, "Invalid arguments");
+    if (overlap(cursor)) return fail(RSCPEINVAL, "overlapping buffers");
+    const int rc = self.ccci_method(self, cursor);
+    if (cursor.substitutions != 0)
+        self.ccci_noof_subst.fetch_add(cursor.substitutions, std::memory_order_relaxed);
     *pp_out = cursor.out;
     *pp_in = cursor.in;
-    return rc;
+    return rc == RSCP_OK || rc == RSCPETOOLONG ? rc : failConversion(self, cursor, rc);
 }

@@ -1,11 +1,14 @@
 #include "convert/zorconverter.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "config/immortal.h"
@@ -20,7 +23,10 @@ constexpr unsigned defaultSubstitute = '#';
 
 }  // namespace
 
-/** All converters: a list that only grows at its head, so that a search takes no lock. */
+/**
+ * All converters: lists that only grow at their heads, so that a search takes no lock. The key of a pair
+ * chooses the list.
+ */
 class ZorConverterCache {
   public:
     static ZorConverterCache& get() {
@@ -29,7 +35,7 @@ class ZorConverterCache {
     }
 
     const ZorConverter* find(const KEL_UC* from, const KEL_UC* to, ZorConverter::Mode mode) const noexcept {
-        const auto* converter = head.load(std::memory_order_acquire);
+        const auto* converter = heads[listOf(from, to, mode)].load(std::memory_order_acquire);
         while (converter != nullptr && !converter->is(from, to, mode))
             converter = converter->next;
         return converter;
@@ -40,6 +46,7 @@ class ZorConverterCache {
         const std::lock_guard lock(cs_converter);
         if (const auto* present = find(from, to, mode)) return present;
         std::unique_ptr<ZorConverter> made(new ZorConverter(from, to, mode, substitute));
+        auto& head = heads[listOf(from, to, mode)];
         made->next = head.load(std::memory_order_relaxed);
         converters.push_back(std::move(made));
         head.store(converters.back().get(), std::memory_order_release);
@@ -47,9 +54,20 @@ class ZorConverterCache {
     }
 
   private:
-    std::mutex cs_converter;  ///< Guards `converters` and every change of the list.
+    static constexpr std::uint32_t listBits = 8;
+
+    static std::uint32_t listOf(const KEL_UC* from, const KEL_UC* to, ZorConverter::Mode mode) noexcept {
+        std::uint32_t words[2];
+        std::memcpy(&words[0], from, rscpCodepageDigits);
+        std::memcpy(&words[1], to, rscpCodepageDigits);
+        constexpr std::uint32_t spread = 0x9E3779B1;  // odd, and without pattern in its upper bits
+        const std::uint32_t mixed = (words[0] * spread ^ words[1]) + static_cast<std::uint32_t>(mode);
+        return mixed * spread >> (32 - listBits);
+    }
+
+    std::mutex cs_converter;  ///< Guards `converters` and every change of the lists.
     std::vector<std::unique_ptr<const ZorConverter>> converters;
-    std::atomic<const ZorConverter*> head{nullptr};
+    std::array<std::atomic<const ZorConverter*>, 1u << listBits> heads{};
 };
 
 void ZorConverter::init() {
@@ -69,7 +87,8 @@ const ZorConverter* ZorConverter::getConverter(const KEL_UC* fromCodepage, const
     if (fromCodepage == nullptr || toCodepage == nullptr) return nullptr;
     const Mode mode = ignoreConvErrors <= 0   ? Mode::stop
                       : ignoreConvErrors == 1 ? Mode::copy
-                                              : Mode::substitute;
+                      : ignoreConvErrors == 2 ? Mode::substitute
+                                              : Mode::substituteDefault;
     return find(fromCodepage, toCodepage, mode, substitute);
 }
 
@@ -83,12 +102,16 @@ ZorConverter::ZorConverter(const KEL_UC* fromCodepage, const KEL_UC* toCodepage,
     check(rscpCInit(cpcObj, fromCodepage, toCodepage, onMiss,
                     brokenStops ? broken_stop_finally : broken_like_miss),
           "rscpCInit");
-    check(rscpCSetSubstU4(cpcObj, substitute), "rscpCSetSubstU4");
+    if (mode == Mode::substitute) check(rscpCSetSubstU4(cpcObj, substitute), "rscpCSetSubstU4");
+    check(rscpCSetCtrlCodeCv(cpcObj, mode == Mode::substitute ? CtrlCodeCv_illegal : CtrlCodeCv_try),
+          "rscpCSetCtrlCodeCv");
     check(rscpCActivate(cpcObj), "rscpCActivate");
 }
 
 void ZorConverter::check(int rc, const KEL_UC* function) const {
     if (rc == RSCP_OK) return;
+    if (rc == RSCPEINTERN) throw std::bad_alloc();
+    if (ZorConfig::getGlobalTraceLevel() >= 2) ZorTraceWrite("%s", rscpErrorText());
     throw ZorCodepageConversionException("Could not instantiate converter from codepage " +
                                          KEL_string(cpcObj.ccci_incode, rscpCodepageDigits) +
                                          " to codepage " +

@@ -22,7 +22,8 @@ class ZorConverter {
      * The converter between two pages of four digits (no terminator needed); NULL if one of them is NULL.
      *
      * @param ignoreConvErrors what happens to a character without a counterpart: 0 or below stops with
-     *        an exception, 1 copies its bytes, 2 and above writes the substitute.
+     *        an exception, 1 copies its bytes, 2 writes the substitute, and takes control characters
+     *        between two Unicode forms for such characters too; above 2 writes '#'.
      * @param substitute number of the substitute character. It isn't part of what a converter is found
      *        by: the first request for a pair and mode decides.
      * Throws ZorCodepageConversionException for pages that the engine doesn't know.
@@ -88,7 +89,13 @@ class ZorConverter {
   private:
     friend class ZorConverterCache;
 
-    enum class Mode { stop, copy, substitute, substituteMissing };
+    enum class Mode {
+        stop,
+        copy,
+        substitute,
+        substituteDefault,  ///< The same with '#', and control characters convert.
+        substituteMissing   ///< Missing characters become '#', a broken sequence stops.
+    };
 
     ZorConverter(const KEL_UC* fromCodepage, const KEL_UC* toCodepage, Mode mode, unsigned substitute);
 

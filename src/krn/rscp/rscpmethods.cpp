@@ -1,0 +1,246 @@
+#include "krn/rscp/rscpmethods.h"
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#include "krn/rscp/rscpcodecs.h"
+
+namespace {
+
+constexpr unsigned blockSize = 16;  // characters that a run of ASCII goes by at once
+
+/** Units of a block as vectors, so that the compiler uses the machine's wide registers. */
+template <unsigned width>
+struct Vector;
+template <>
+struct Vector<1> {
+    typedef KEL_RAW Type __attribute__((vector_size(blockSize)));
+    static constexpr KEL_RAW beyondAscii = 0x80;
+};
+template <>
+struct Vector<2> {
+    typedef KEL_USHORT Type __attribute__((vector_size(2 * blockSize)));
+    static constexpr KEL_USHORT beyondAscii = 0xFF80;
+};
+template <>
+struct Vector<4> {
+    typedef KEL_UINT Type __attribute__((vector_size(4 * blockSize)));
+    static constexpr KEL_UINT beyondAscii = 0xFFFFFF80;
+};
+
+template <class Form>
+constexpr bool isSwapped = Form::unit != 1 && Form::byteOrder != std::endian::native;
+
+/** The value of an ASCII unit in the other byte order; a mask likewise. */
+template <class Form, class Units>
+void swapUnits(Units& units) noexcept {
+    if constexpr (isSwapped<Form> && Form::unit == 2)
+        units = units >> 8 | units << 8;
+    else if constexpr (isSwapped<Form> && Form::unit == 4)
+        units = units >> 24 | (units >> 8 & 0xFF00) | (units << 8 & 0xFF0000) | units << 24;
+}
+
+/** Place of the first unit beyond ASCII in a block, of which `words` are the bits beyond. */
+template <unsigned unit, size_t count>
+size_t firstBeyond(const std::uint64_t (&words)[count]) noexcept {
+    size_t word = 0;
+    while (words[word] == 0)
+        ++word;
+    const int bit = std::endian::native == std::endian::little ? std::countr_zero(words[word])
+                                                               : std::countl_zero(words[word]);
+    return (word * 64 + static_cast<size_t>(bit)) / (8 * unit);
+}
+
+/**
+ * Converts ASCII up to the first other character, block by block. The block that holds that character is
+ * written as a whole if so much input follows that its end is written again: the longest code has four
+ * units. Else, and behind the last block, characters go one by one.
+ */
+template <class From, class To>
+[[gnu::always_inline]] inline void convertAscii(const KEL_RAW*& in, const KEL_RAW* inEnd, KEL_RAW*& out,
+                                                const KEL_RAW* outEnd) noexcept {
+    size_t count =
+        std::min(static_cast<size_t>(inEnd - in) / From::unit, static_cast<size_t>(outEnd - out) / To::unit);
+    for (; count >= blockSize; count -= blockSize) {
+        typename Vector<From::unit>::Type units;
+        std::memcpy(&units, in, sizeof units);
+        swapUnits<From>(units);
+        const auto beyond = units & Vector<From::unit>::beyondAscii;
+        std::uint64_t words[sizeof beyond / 8];
+        std::memcpy(words, &beyond, sizeof words);
+        std::uint64_t any = 0;
+        for (const std::uint64_t word : words)
+            any |= word;
+        if (any != 0 && count < (1 + rscpLongestCode) * blockSize) break;
+        auto converted = __builtin_convertvector(units, typename Vector<To::unit>::Type);
+        swapUnits<To>(converted);
+        std::memcpy(out, &converted, sizeof converted);
+        const size_t done = any == 0 ? blockSize : firstBeyond<From::unit>(words);
+        in += done * From::unit;
+        out += done * To::unit;
+        if (any != 0) return;
+    }
+    for (; count > 0; --count) {
+        const KEL_UINT unit = From::get(in);
+        if (unit >= 0x80) return;
+        To::set(unit, out);
+        in += From::unit;
+        out += To::unit;
+    }
+}
+
+/** Two characters that one code stands for: both are written, or none. */
+template <class To>
+int convertPair(const rscpCObj_t& self, const To& to, RscpCursor& cursor, KEL_UINT pair,
+                unsigned length) noexcept {
+    KEL_RAW bytes[2 * rscpLongestCode];
+    const unsigned first = to.write((pair & ~rscpPair) >> 16, bytes);
+    const unsigned second = to.write(pair & 0xFFFF, bytes + first);
+    if (first == 0 || second == 0) return rscpMiss(self, cursor, length);
+    return cursor.put(bytes, first + second, length);
+}
+
+constexpr bool isControl(KEL_UINT character) {
+    return character < 0x20 || (character >= 0x7F && character < 0xA0);
+}
+
+/** One character with all checks: there is little input or room, or something is wrong. */
+template <class From, class To>
+[[gnu::noinline]] int convertOne(const rscpCObj_t& self, RscpCursor& cursor, bool noControls) noexcept {
+    const From from(*self.ccci_in_set);
+    const To to(*self.ccci_out_set);
+    const auto [character, length] = from.read(cursor.in, cursor.inEnd);
+    if (character >= rscpMissing) return rscpNoCharacter(self, cursor, {character, length});
+    if (character > rscpHighestCharacter) return convertPair(self, to, cursor, character, length);
+    if (noControls && isControl(character)) return rscpMiss(self, cursor, length);
+    KEL_RAW bytes[rscpLongestCode];
+    const unsigned count = to.write(character, bytes);
+    return count != 0 ? cursor.put(bytes, count, length) : rscpMiss(self, cursor, length);
+}
+
+/** Characters that a plain step converts, as long as input and room suffice for the longest codes. */
+template <class From, class To>
+void convertPlain(const rscpCObj_t& self, RscpCursor& cursor, bool asciiRuns, bool noControls) noexcept {
+    // All in variables of its own: a store to the output might change anything else, as the compiler sees it.
+    const From from(*self.ccci_in_set);
+    const To to(*self.ccci_out_set);
+    const KEL_RAW* in = cursor.in;
+    const KEL_RAW* const inEnd = cursor.inEnd;
+    KEL_RAW* out = cursor.out;
+    const KEL_RAW* const outEnd = cursor.outEnd;
+    constexpr std::ptrdiff_t longest = rscpLongestCode;
+    while (inEnd - in >= longest && outEnd - out >= longest) {
+        const auto [character, length] = from.read(in, in + longest);
+        if (character < 0x80 && asciiRuns) {
+            convertAscii<From, To>(in, inEnd, out, outEnd);
+            continue;
+        }
+        if (character > rscpHighestCharacter || (noControls && isControl(character))) [[unlikely]]
+            break;
+        const unsigned count = to.write(character, out);
+        if (count == 0) [[unlikely]]
+            break;
+        in += length;
+        out += count;
+    }
+    cursor.in = in;
+    cursor.out = out;
+}
+
+template <class From, class To>
+int convertCharacters(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
+    const bool noControls = From::unicode && To::unicode && self.ccci_ctrlcodes == CtrlCodeCv_illegal;
+    const bool asciiRuns =
+        From(*self.ccci_in_set).isAscii() && To(*self.ccci_out_set).isAscii() && !noControls;
+    for (;;) {
+        convertPlain<From, To>(self, cursor, asciiRuns, noControls);
+        if (cursor.in == cursor.inEnd) return RSCP_OK;
+        const int rc = convertOne<From, To>(self, cursor, noControls);
+        if (rc != RSCP_OK) return rc;
+    }
+}
+
+/** Bytes that all have a counterpart; returns how many. */
+size_t convertRun(const rscpCObj_t& self, const KEL_RAW* in, KEL_RAW* out, size_t count) noexcept {
+    const KEL_RAW* const table = self.ccci_table;
+    size_t done = 0;
+    if (self.ccci_complete) {
+        for (; done < count; ++done)
+            out[done] = table[in[done]];
+        return done;
+    }
+    for (; done < count && !self.ccci_missing[in[done]]; ++done)
+        out[done] = table[in[done]];
+    return done;
+}
+
+/** Between two single-byte pages, by one table. */
+int convertByTable(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
+    while (cursor.in != cursor.inEnd) {
+        const size_t room = std::min(cursor.inRest(), cursor.outRest());
+        const size_t run = convertRun(self, cursor.in, cursor.out, room);
+        cursor.in += run;
+        cursor.out += run;
+        if (run == room) return cursor.in == cursor.inEnd ? RSCP_OK : RSCPETOOLONG;
+        const int rc = rscpMiss(self, cursor, 1);
+        if (rc != RSCP_OK) return rc;
+    }
+    return RSCP_OK;
+}
+
+}  // namespace
+
+unsigned rscpUnitOf(const RscpPage& page) noexcept {
+    return rscpWithForm(page.major(), []<class Form>() { return Form::unit; });
+}
+
+RscpStep rscpRead(const RscpPage& page, const KEL_RAW* in, const KEL_RAW* end) noexcept {
+    return rscpWithForm(page.major(), [&]<class Form>() { return Form(page).read(in, end); });
+}
+
+unsigned rscpWrite(const RscpPage& page, KEL_UINT character, KEL_RAW* out) noexcept {
+    return rscpWithForm(page.major(), [&]<class Form>() { return Form(page).write(character, out); });
+}
+
+unsigned rscpReplacement(const rscpCObj_t& self, const KEL_RAW* in, unsigned length,
+                         KEL_RAW (&bytes)[rscpLongestPiece]) noexcept {
+    if (self.on_miss == miss_substitute) {
+        std::copy_n(self.ccci_substitute, self.ccci_substituteLength, bytes);
+        return self.ccci_substituteLength;
+    }
+    if (self.on_miss != miss_copy) return 0;
+    const unsigned unit = rscpUnitOf(*self.ccci_out_set);
+    if (length % unit == 0) {
+        std::copy_n(in, length, bytes);
+        return length;
+    }
+    for (unsigned i = 0; i < length; ++i)
+        rscpWrite(*self.ccci_out_set, in[i], bytes + i * unit);
+    return length * unit;
+}
+
+int rscpMiss(const rscpCObj_t& self, RscpCursor& cursor, unsigned length) noexcept {
+    KEL_RAW bytes[rscpLongestPiece];
+    const unsigned count = rscpReplacement(self, cursor.in, length, bytes);
+    if (count == 0) return RSCPENOCONV;
+    const int rc = cursor.put(bytes, count, length);
+    if (rc == RSCP_OK) ++cursor.substitutions;
+    return rc;
+}
+
+int rscpNoCharacter(const rscpCObj_t& self, RscpCursor& cursor, RscpStep found) noexcept {
+    if (found.character == rscpCut) return RSCPEUNIQ;
+    if (found.character == rscpBroken && self.on_broken != broken_like_miss) return RSCPENOCONV;
+    return rscpMiss(self, cursor, found.length);
+}
+
+rscpMethod rscpMethodBetween(const RscpPage& in, const RscpPage& out) noexcept {
+    if (in.major() == KELCCNLS_JIS) return rscpFromJis;
+    if (out.major() == KELCCNLS_JIS) return rscpToJis;
+    if (in.major() == KELCCNLS_not && out.major() == KELCCNLS_not) return convertByTable;
+    return rscpWithForm(in.major(), [&out]<class From>() {
+        return rscpWithForm(out.major(),
+                            []<class To>() -> rscpMethod { return convertCharacters<From, To>; });
+    });
+}
