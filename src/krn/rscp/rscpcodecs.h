@@ -4,6 +4,10 @@
  * character and its length in bytes, or what stands there instead of one (rscppage.h); it is asked only
  * where the input isn't empty. A writer writes a character, which is never a surrogate, into room for the
  * longest code and returns its length, 0 if its page doesn't have it.
+ *
+ * Most text beyond ASCII is made of few kinds of characters. Forms that have one length of code for most of
+ * them, `commonLength`, read those with fewer checks: `readCommon` is asked where four bytes of input
+ * follow, and gives 0 for all others.
  */
 #pragma once
 
@@ -40,6 +44,7 @@ constexpr bool rscpIsSurrogate(KEL_UINT unit) {
 /** A page with a table: one byte a character, or codes of one to four bytes. */
 struct RscpTableForm : RscpUnits<1, std::endian::native> {
     static constexpr bool unicode = false;
+    static constexpr unsigned commonLength = 2;
 
     explicit RscpTableForm(const RscpPage& page)
         : page(page), forward(page.forward), backward(page.backward) {}
@@ -60,6 +65,14 @@ struct RscpTableForm : RscpUnits<1, std::endian::native> {
         return page.readRare(in, end);
     }
 
+    KEL_UINT readCommon(const KEL_RAW* in) const noexcept {
+        const KEL_UINT cells = forward.rows[*in];
+        const KEL_UINT column = static_cast<KEL_UINT>(in[1]) - forward.firstTrail;
+        if (cells == RscpForward::noRow || column >= forward.columns) return 0;
+        const KEL_UINT cell = forward.pairs[cells + column];
+        return cell < RscpTable::firstWide ? cell : 0;
+    }
+
     unsigned write(KEL_UINT character, KEL_RAW* out) const noexcept {
         const KEL_UINT code = backward.find(character);
         if (code <= 0xFF) {
@@ -74,6 +87,8 @@ struct RscpTableForm : RscpUnits<1, std::endian::native> {
     }
 
     bool isAscii() const noexcept { return page.isAscii(); }
+    /** Bytes of the ASCII characters if they have one each; NULL if not. */
+    const KEL_RAW* asciiCodes() const noexcept { return page.asciiCodes(); }
 
   private:
     const RscpPage& page;
@@ -84,6 +99,7 @@ struct RscpTableForm : RscpUnits<1, std::endian::native> {
 
 struct RscpUtf8Form : RscpUnits<1, std::endian::native> {
     static constexpr bool unicode = true;
+    static constexpr unsigned commonLength = 3;
 
     explicit RscpUtf8Form(const RscpPage&) {}
 
@@ -99,6 +115,13 @@ struct RscpUtf8Form : RscpUnits<1, std::endian::native> {
                 return {character, 3};
         }
         return readRare(in, end);
+    }
+
+    /** Sequences of three bytes whose lead byte leaves no doubt. */
+    KEL_UINT readCommon(const KEL_RAW* in) const noexcept {
+        const KEL_UINT lead = *in;
+        if (lead - 0xE1 > 0xEC - 0xE1 || (in[1] & 0xC0) != 0x80 || (in[2] & 0xC0) != 0x80) return 0;
+        return (lead & 0xF) << 12 | (in[1] & 0x3Fu) << 6 | (in[2] & 0x3Fu);
     }
 
     unsigned write(KEL_UINT character, KEL_RAW* out) const noexcept {
@@ -125,6 +148,7 @@ struct RscpUtf8Form : RscpUnits<1, std::endian::native> {
     }
 
     static constexpr bool isAscii() noexcept { return true; }
+    static constexpr const KEL_RAW* asciiCodes() noexcept { return nullptr; }
 
   private:
     static RscpStep readRare(const KEL_RAW* in, const KEL_RAW* end) noexcept {
@@ -166,6 +190,7 @@ struct RscpUtf16Form : RscpUnits<2, order> {
     }
 
     static constexpr bool isAscii() noexcept { return true; }
+    static constexpr const KEL_RAW* asciiCodes() noexcept { return nullptr; }
 
   private:
     RscpStep readPair(KEL_UINT high, const KEL_RAW* in, const KEL_RAW* end) const noexcept {
@@ -197,6 +222,7 @@ struct RscpUtf32Form : RscpUnits<4, order> {
     }
 
     static constexpr bool isAscii() noexcept { return true; }
+    static constexpr const KEL_RAW* asciiCodes() noexcept { return nullptr; }
 };
 
 /** Calls a function with the type of a page's form. */

@@ -52,14 +52,29 @@ size_t firstBeyond(const std::uint64_t (&words)[count]) noexcept {
     return (word * 64 + static_cast<size_t>(bit)) / (8 * unit);
 }
 
+/** Writes a block of ASCII, by the codes of a page that has others for it. */
+template <class From, class To, class Units>
+[[gnu::always_inline]] inline void writeBlock(const Units& units, const KEL_RAW* codes,
+                                              KEL_RAW* out) noexcept {
+    if (To::unit == 1 && codes != nullptr) {
+        for (unsigned i = 0; i < blockSize; ++i)
+            out[i] = codes[units[i]];
+        return;
+    }
+    auto converted = __builtin_convertvector(units, typename Vector<To::unit>::Type);
+    swapUnits<To>(converted);
+    std::memcpy(out, &converted, sizeof converted);
+}
+
 /**
  * Converts ASCII up to the first other character, block by block. The block that holds that character is
  * written as a whole if so much input follows that its end is written again: the longest code has four
- * units. Else, and behind the last block, characters go one by one.
+ * units. Else, and behind the last block, characters go one by one. `codes` are those of the output page if
+ * it isn't ASCII there.
  */
 template <class From, class To>
 [[gnu::always_inline]] inline void convertAscii(const KEL_RAW*& in, const KEL_RAW* inEnd, KEL_RAW*& out,
-                                                const KEL_RAW* outEnd) noexcept {
+                                                const KEL_RAW* outEnd, const KEL_RAW* codes) noexcept {
     size_t count =
         std::min(static_cast<size_t>(inEnd - in) / From::unit, static_cast<size_t>(outEnd - out) / To::unit);
     for (; count >= blockSize; count -= blockSize) {
@@ -72,10 +87,8 @@ template <class From, class To>
         std::uint64_t any = 0;
         for (const std::uint64_t word : words)
             any |= word;
-        if (any != 0 && count < (1 + rscpLongestCode) * blockSize) break;
-        auto converted = __builtin_convertvector(units, typename Vector<To::unit>::Type);
-        swapUnits<To>(converted);
-        std::memcpy(out, &converted, sizeof converted);
+        if (any != 0 && (codes != nullptr || count < (1 + rscpLongestCode) * blockSize)) break;
+        writeBlock<From, To>(units, codes, out);
         const size_t done = any == 0 ? blockSize : firstBeyond<From::unit>(words);
         in += done * From::unit;
         out += done * To::unit;
@@ -84,7 +97,7 @@ template <class From, class To>
     for (; count > 0; --count) {
         const KEL_UINT unit = From::get(in);
         if (unit >= 0x80) return;
-        To::set(unit, out);
+        To::set(codes != nullptr ? codes[unit] : unit, out);
         in += From::unit;
         out += To::unit;
     }
@@ -119,9 +132,21 @@ template <class From, class To>
     return count != 0 ? cursor.put(bytes, count, length) : rscpMiss(self, cursor, length);
 }
 
+/** What a conversion finds out about ASCII before it begins. */
+struct AsciiRuns {
+    bool possible;         ///< Whether its characters have one unit on both sides.
+    const KEL_RAW* codes;  ///< Those of the output page, if they aren't the same; else NULL.
+};
+
+template <class From, class To>
+AsciiRuns asciiRunsOf(const From& from, const To& to, bool noControls) noexcept {
+    const KEL_RAW* const codes = to.isAscii() ? nullptr : to.asciiCodes();
+    return {from.isAscii() && !noControls && (to.isAscii() || codes != nullptr), codes};
+}
+
 /** Characters that a plain step converts, as long as input and room suffice for the longest codes. */
 template <class From, class To>
-void convertPlain(const rscpCObj_t& self, RscpCursor& cursor, bool asciiRuns, bool noControls) noexcept {
+void convertPlain(const rscpCObj_t& self, RscpCursor& cursor, AsciiRuns ascii, bool noControls) noexcept {
     // All in variables of its own: a store to the output might change anything else, as the compiler sees it.
     const From from(*self.ccci_in_set);
     const To to(*self.ccci_out_set);
@@ -130,10 +155,22 @@ void convertPlain(const rscpCObj_t& self, RscpCursor& cursor, bool asciiRuns, bo
     KEL_RAW* out = cursor.out;
     const KEL_RAW* const outEnd = cursor.outEnd;
     constexpr std::ptrdiff_t longest = rscpLongestCode;
-    while (inEnd - in >= longest && outEnd - out >= longest) {
+    // Behind an ASCII character the next unit is looked at too.
+    constexpr std::ptrdiff_t enough = std::max<std::ptrdiff_t>(longest, 2 * From::unit);
+    while (inEnd - in >= enough && outEnd - out >= longest) {
+        if constexpr (requires { From::commonLength; }) {
+            if (const KEL_UINT common = from.readCommon(in); common >= 0x800) {
+                const unsigned count = to.write(common, out);
+                if (count == 0) [[unlikely]]
+                    break;
+                in += From::commonLength;
+                out += count;
+                continue;
+            }
+        }
         const auto [character, length] = from.read(in, in + longest);
-        if (character < 0x80 && asciiRuns) {
-            convertAscii<From, To>(in, inEnd, out, outEnd);
+        if (character < 0x80 && ascii.possible && From::get(in + From::unit) < 0x80) {
+            convertAscii<From, To>(in, inEnd, out, outEnd, ascii.codes);
             continue;
         }
         if (character > rscpHighestCharacter || (noControls && isControl(character))) [[unlikely]]
@@ -151,42 +188,13 @@ void convertPlain(const rscpCObj_t& self, RscpCursor& cursor, bool asciiRuns, bo
 template <class From, class To>
 int convertCharacters(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
     const bool noControls = From::unicode && To::unicode && self.ccci_ctrlcodes == CtrlCodeCv_illegal;
-    const bool asciiRuns =
-        From(*self.ccci_in_set).isAscii() && To(*self.ccci_out_set).isAscii() && !noControls;
+    const AsciiRuns ascii = asciiRunsOf(From(*self.ccci_in_set), To(*self.ccci_out_set), noControls);
     for (;;) {
-        convertPlain<From, To>(self, cursor, asciiRuns, noControls);
+        convertPlain<From, To>(self, cursor, ascii, noControls);
         if (cursor.in == cursor.inEnd) return RSCP_OK;
         const int rc = convertOne<From, To>(self, cursor, noControls);
         if (rc != RSCP_OK) return rc;
     }
-}
-
-/** Bytes that all have a counterpart; returns how many. */
-size_t convertRun(const rscpCObj_t& self, const KEL_RAW* in, KEL_RAW* out, size_t count) noexcept {
-    const KEL_RAW* const table = self.ccci_table;
-    size_t done = 0;
-    if (self.ccci_complete) {
-        for (; done < count; ++done)
-            out[done] = table[in[done]];
-        return done;
-    }
-    for (; done < count && !self.ccci_missing[in[done]]; ++done)
-        out[done] = table[in[done]];
-    return done;
-}
-
-/** Between two single-byte pages, by one table. */
-int convertByTable(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
-    while (cursor.in != cursor.inEnd) {
-        const size_t room = std::min(cursor.inRest(), cursor.outRest());
-        const size_t run = convertRun(self, cursor.in, cursor.out, room);
-        cursor.in += run;
-        cursor.out += run;
-        if (run == room) return cursor.in == cursor.inEnd ? RSCP_OK : RSCPETOOLONG;
-        const int rc = rscpMiss(self, cursor, 1);
-        if (rc != RSCP_OK) return rc;
-    }
-    return RSCP_OK;
 }
 
 }  // namespace
@@ -235,12 +243,16 @@ int rscpNoCharacter(const rscpCObj_t& self, RscpCursor& cursor, RscpStep found) 
     return rscpMiss(self, cursor, found.length);
 }
 
+int rscpConvertCharacters(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
+    return rscpWithForm(self.ccci_in_set->major(), [&]<class From>() {
+        return rscpWithForm(self.ccci_out_set->major(),
+                            [&]<class To>() { return convertCharacters<From, To>(self, cursor); });
+    });
+}
+
 rscpMethod rscpMethodBetween(const RscpPage& in, const RscpPage& out) noexcept {
     if (in.major() == KELCCNLS_JIS) return rscpFromJis;
     if (out.major() == KELCCNLS_JIS) return rscpToJis;
-    if (in.major() == KELCCNLS_not && out.major() == KELCCNLS_not) return convertByTable;
-    return rscpWithForm(in.major(), [&out]<class From>() {
-        return rscpWithForm(out.major(),
-                            []<class To>() -> rscpMethod { return convertCharacters<From, To>; });
-    });
+    const rscpMethod quick = rscpSingleByteMethod(in, out);
+    return quick != nullptr ? quick : rscpConvertCharacters;
 }

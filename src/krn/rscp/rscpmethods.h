@@ -50,6 +50,12 @@ int rscpNoCharacter(const rscpCObj_t& self, RscpCursor& cursor, RscpStep found) 
 /** The method between two pages that aren't the same. */
 rscpMethod rscpMethodBetween(const RscpPage& in, const RscpPage& out) noexcept;
 
+/** The method of a pair with a single-byte page for which there is a quick one; NULL if there is none. */
+rscpMethod rscpSingleByteMethod(const RscpPage& in, const RscpPage& out) noexcept;
+
+/** The method for all forms but the page with escape sequences. */
+int rscpConvertCharacters(const rscpCObj_t& self, RscpCursor& cursor) noexcept;
+
 /** @name Reading and writing of one character, whatever the form of the page */
 /** @{ */
 RscpStep rscpRead(const RscpPage& page, const KEL_RAW* in, const KEL_RAW* end) noexcept;

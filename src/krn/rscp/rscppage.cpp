@@ -4,6 +4,8 @@
 #include <atomic>
 #include <memory>
 
+#include "flat/utf8.h"
+
 namespace {
 
 constexpr KEL_RAW shiftTwo = 0x8E;    // EUC: one byte of half-width kana follows
@@ -62,15 +64,20 @@ RscpPage::RscpPage(const RscpCodepage& codepage) : codepage(codepage) {
         readTable();
         if (codepage.minor == rscpEdition2000) exchange(0x1E3F, 0xE7C7);
         setCodes();
+        makeSequences();
     }
     forward.characters = characters.data();
     forward.rows = rows.data();
     backward.blockOf = blockOf.data();
     backward.blockCount = static_cast<KEL_UINT>(blockOf.size());
     backward.codes = codes.data();
-    asciiBytes = true;
-    for (KEL_UINT byte = 0; byte < 128; ++byte)
-        if (characters[byte] != byte || backward.find(byte) != byte) asciiBytes = false;
+    asciiBytes = hasAsciiCodes = true;
+    for (KEL_UINT character = 0; character < 128; ++character) {
+        const KEL_UINT code = backward.find(character);
+        codesOfAscii[character] = static_cast<KEL_RAW>(code);
+        if (code > 0xFF) hasAsciiCodes = false;
+        if (characters[character] != character || code != character) asciiBytes = false;
+    }
 }
 
 void RscpPage::readTable() {
@@ -84,6 +91,15 @@ void RscpPage::readTable() {
     ranges.assign(table.ranges.begin(), table.ranges.end());
     backward.longForms = table.second != nullptr;
     if (table.pairs != nullptr) readRows();
+}
+
+void RscpPage::makeSequences() {
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        if (characters[byte] == RscpTable::noCharacter) continue;
+        KEL_RAW* const sequence = utf8Sequences[byte];
+        sequence[rscpLongestCode - 1] =
+            static_cast<KEL_RAW>(writeUtf8(characters[byte], utf8Sequences[byte]));
+    }
 }
 
 void RscpPage::readRows() {

@@ -75,6 +75,12 @@ class RscpPage {
     /** Whether the bytes below 128 are ASCII, each a character of its own. */
     bool isAscii() const noexcept { return asciiBytes; }
 
+    /** The byte of each ASCII character if all of them have one; NULL if not. */
+    const KEL_RAW* asciiCodes() const noexcept { return hasAsciiCodes ? codesOfAscii.data() : nullptr; }
+
+    /** Of a single-byte page: each byte's character in UTF-8, and the length as the last byte; 0 for none. */
+    const KEL_RAW (*sequences() const noexcept)[rscpLongestCode] { return utf8Sequences; }
+
     /** Reads what the tables of `forward` alone don't tell: codes of other lengths, and what is no code. */
     RscpStep readRare(const KEL_RAW* in, const KEL_RAW* end) const noexcept;
 
@@ -93,6 +99,7 @@ class RscpPage {
 
     void readTable();
     void readRows();
+    void makeSequences();
     void setCodes();
     void setPairCodes(const char16_t* cells, KEL_UINT trailMask);
     void setCode(KEL_UINT character, KEL_UINT code, bool replace);
@@ -105,8 +112,11 @@ class RscpPage {
     const RscpCodepage& codepage;
     std::array<KEL_USHORT, 256> characters;
     std::array<KEL_UINT, 256> rows;
+    KEL_RAW utf8Sequences[256][rscpLongestCode] = {};
     std::vector<char16_t> ownPairs;  ///< When they differ from the table's.
     bool asciiBytes = false;
+    bool hasAsciiCodes = false;
+    std::array<KEL_RAW, 128> codesOfAscii{};
 
     std::vector<KEL_USHORT> blockOf;
     std::vector<KEL_USHORT> codes;  ///< The block 0 has none.
