@@ -75,4 +75,6 @@ class ZorAbstractMetaData {
     /** Number of references; `removedMark` from the moment the last one is gone. */
     mutable std::atomic<unsigned> refCounter{0};
     static constexpr unsigned removedMark = 0xFEFEFEFE;  ///< Far above what a count can reach.
+    /** Links the descriptions that wait for their deletion. */
+    mutable const ZorAbstractMetaData* nextDead = nullptr;
 };

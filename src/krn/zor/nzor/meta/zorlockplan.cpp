@@ -23,8 +23,16 @@ bool ZorLockPlan::enter(ZorAbstractMetaData& description) {
     return true;
 }
 
+void ZorLockPlan::checkNesting(unsigned nesting) {
+    constexpr unsigned deepest = 100;
+    if (nesting > deepest) throw ZorInvalidParameterException("structures are nested too deeply");
+}
+
 void ZorLockPlan::prepare(ZorAbstractMetaData& nested) {
-    if (!nested.isLocked()) nested.prepareLock(*this);
+    if (nested.isLocked()) return;
+    checkNesting(++depth);
+    nested.prepareLock(*this);
+    --depth;
 }
 
 ZorLockShape& ZorLockPlan::shapeOf(const ZorAbstractMetaData& description) {
@@ -45,6 +53,11 @@ bool ZorLockPlan::isFlat(const ZorRecordMetaData& record) const noexcept {
 unsigned ZorLockPlan::leafCount(const ZorRecordMetaData& record) const noexcept {
     const ZorLockShape* const shape = find(record);
     return shape != nullptr ? shape->leafCount : record.leafCount;
+}
+
+unsigned ZorLockPlan::nesting(const ZorRecordMetaData& record) const noexcept {
+    const ZorLockShape* const shape = find(record);
+    return shape != nullptr ? shape->nesting : record.nesting;
 }
 
 bool ZorLockPlan::containsTable(const ZorRecordMetaData& record) const noexcept {

@@ -22,6 +22,7 @@ struct ZorLockShape {
     unsigned imageLength = 0;  ///< length1 without the room that pointers take.
     STRUCTURE_TYPE layout = STRUCTURE_TYPE_0;
     unsigned leafCount = 0;
+    unsigned nesting = 0;  ///< Records within records below this one.
     bool containsTable = false;
     bool containsObject = false;
     std::unique_ptr<ZorRecordType1MetaData> type1MetaData;
@@ -44,10 +45,17 @@ class ZorLockPlan {
     /** The shape of a description that has entered. */
     ZorLockShape& shapeOf(const ZorAbstractMetaData& description);
 
+    /**
+     * Throws ZorInvalidParameterException for records within records beyond all reason: what goes through
+     * nested data calls itself, and descriptions come from partners too.
+     */
+    static void checkNesting(unsigned nesting);
+
     /** @name Facts about a nested record, from its shape or, once it is locked, from itself. */
     /** @{ */
     bool isFlat(const ZorRecordMetaData& record) const noexcept;
     unsigned leafCount(const ZorRecordMetaData& record) const noexcept;
+    unsigned nesting(const ZorRecordMetaData& record) const noexcept;
     bool containsTable(const ZorRecordMetaData& record) const noexcept;
     bool containsObject(const ZorRecordMetaData& record) const noexcept;
     const ZorRecordType1MetaData* flattened(const ZorRecordMetaData& record) const noexcept;
@@ -58,4 +66,5 @@ class ZorLockPlan {
 
     std::unordered_map<const ZorAbstractMetaData*, ZorLockShape> shapes;
     std::vector<ZorAbstractMetaData*> order;
+    unsigned depth = 0;  ///< Of the record that is preparing itself.
 };

@@ -67,7 +67,23 @@ void ZorMetaDataStatics::releaseMetaData(const ZorAbstractMetaData* description)
     }
     // From here on nobody gets a new reference, not even from a destructor below.
     description->refCounter.store(ZorAbstractMetaData::removedMark, std::memory_order_relaxed);
-    delete description;
+    bury(description);
+}
+
+void ZorMetaDataStatics::bury(const ZorAbstractMetaData* dead) noexcept {
+    // A description releases those behind its fields while it is deleted. They wait in a list: a long chain
+    // of descriptions must not become a deep chain of calls.
+    thread_local const ZorAbstractMetaData* waiting = nullptr;
+    thread_local bool burying = false;
+    dead->nextDead = waiting;
+    waiting = dead;
+    if (burying) return;
+    burying = true;
+    while (const ZorAbstractMetaData* const next = waiting) {
+        waiting = next->nextDead;
+        delete next;
+    }
+    burying = false;
 }
 
 void ZorMetaDataStatics::addPending(const ZorAbstractMetaData* description) {

@@ -100,6 +100,8 @@ class ZorMetaDataStatics {
     /** @} */
 
   private:
+    /** Deletes a description, and those whose last reference falls with it, one after the other. */
+    static void bury(const ZorAbstractMetaData* dead) noexcept;
     static void enterLive(const ZorAbstractMetaData& description, bool pending);
     /** Takes a reference to what lives at an address; empty if nothing does. */
     static ZorMetaDataRef<ZorAbstractMetaData> hold(const void* handle);

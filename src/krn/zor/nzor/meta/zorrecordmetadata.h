@@ -130,6 +130,7 @@ class ZorRecordMetaData : public ZorMetaDataBase<ZorRecordFieldType> {
     STRUCTURE_TYPE layout = STRUCTURE_TYPE_0;
     std::unique_ptr<ZorRecordType1MetaData> type1MetaData;
     unsigned leafCount = 0;
+    unsigned nesting = 0;  ///< Records within records below this one. Known once locked.
     bool tableContained = false;
     bool objectContained = false;
     bool childrenHeld = false;

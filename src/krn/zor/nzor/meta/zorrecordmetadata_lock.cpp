@@ -42,24 +42,30 @@ void settleLengths(const ZorRecordMetaData& record, ZorLockShape& shape) {
     shape.length2 = checkedOffset(std::max<uint64_t>(end2, shape.length1));
 }
 
-/** Number of leaves and what occurs among them, from the fields and the shapes of what they contain. */
-void countLeaves(const ZorRecordMetaData& record, const ZorLockPlan& plan, ZorLockShape& shape) {
+/** Adds what is known of the structure in a field; gives the number of its leaves. */
+unsigned surveyStructure(const ZorRecordMetaData& nested, const ZorLockPlan& plan, ZorLockShape& shape) {
+    shape.containsTable |= plan.containsTable(nested);
+    shape.containsObject |= plan.containsObject(nested);
+    return plan.leafCount(nested);
+}
+
+/** Leaves, depth and what occurs in a record, from its fields and the shapes of what they contain. */
+void surveyFields(const ZorRecordMetaData& record, bool flat, const ZorLockPlan& plan, ZorLockShape& shape) {
     uint64_t leaves = 0;
     for (unsigned i = 0; i < record.getFieldCount(); ++i) {
         const ZORTYPE type = record.getType(i);
+        const ZorRecordMetaData* const nested = record.getRecordMetaData(i);
+        if (nested != nullptr) shape.nesting = std::max(shape.nesting, plan.nesting(*nested) + 1);
         shape.containsTable |= type == ZORTYPE_TABLE;
         shape.containsObject |= type == ZORTYPE_UBIXOBJECT;
-        if (type != ZORTYPE_STRUCTURE) {
+        if (type != ZORTYPE_STRUCTURE)
             ++leaves;
-        } else if (const ZorRecordMetaData* const nested = record.getRecordMetaData(i)) {
-            leaves += plan.leafCount(*nested);
-            shape.containsTable |= plan.containsTable(*nested);
-            shape.containsObject |= plan.containsObject(*nested);
-        }
+        else if (nested != nullptr)
+            leaves += surveyStructure(*nested, plan, shape);
     }
-    if (shape.layout == STRUCTURE_TYPE_1) shape.containsTable = false;
-    if (leaves > maxLeaves && shape.layout == STRUCTURE_TYPE_1)
-        throw ZorInvalidParameterException("structures are nested too often");
+    ZorLockPlan::checkNesting(shape.nesting);
+    if (flat) shape.containsTable = false;
+    if (flat && leaves > maxLeaves) throw ZorInvalidParameterException("structures are nested too often");
     shape.leafCount = static_cast<unsigned>(std::min<uint64_t>(leaves, UINT32_MAX));
 }
 
@@ -121,7 +127,7 @@ void ZorRecordMetaData::prepareLock(ZorLockPlan& plan) {
     shape.imageLength = shape.length1;
     prepareNested(plan);
     const bool flat = ZorMetaDataStatics::checkType1(*this, plan);
-    countLeaves(*this, plan, shape);
+    surveyFields(*this, flat, plan, shape);
     if (flat && hasComplexFields())
         shape.type1MetaData = std::make_unique<ZorRecordType1MetaData>(*this, shape.leafCount, plan);
     if (needsRoom(*this)) rebuildPlaces(*this, shape);
@@ -134,6 +140,7 @@ void ZorRecordMetaData::commitLock(ZorLockShape& shape) noexcept {
     imageLength = shape.imageLength;
     layout = shape.layout;
     leafCount = shape.leafCount;
+    nesting = shape.nesting;
     tableContained = shape.containsTable;
     objectContained = shape.containsObject;
     childrenHeld = hasComplexFields() || std::any_of(fields.begin(), fields.end(), [](const auto& field) {
@@ -174,6 +181,10 @@ void ZorRecordType1MetaData::constructMetaData(const ZorRecordMetaData& source, 
         }
         const ZorRecordMetaData* const nested = source.getRecordMetaData(i);
         if (nested == nullptr) continue;  // without description there are no leaves in it
+        if (!plan.isFlat(*nested)) {
+            addLeaf(field, prefix, base1, base2);
+            continue;
+        }
         // The nested record's own copy has the offsets from before pointers took their places.
         const ZorRecordType1MetaData* const flat = plan.flattened(*nested);
         constructMetaData(flat != nullptr ? *flat : *nested, KEL_string(prefix) + field.name + "-",

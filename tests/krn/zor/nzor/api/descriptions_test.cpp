@@ -1,10 +1,13 @@
 // The exported functions of type and function descriptions, as a caller sees them.
 
 #include <gtest/gtest.h>
+#include <kelzor/classes.h>
+#include <kelzor/function.h>
 #include <kelzor/metadata.h>
 
 #include <cstring>
 
+#include "krn/zor/nzor/config/process_fixture.h"
 #include "said.h"
 
 namespace {
@@ -222,6 +225,101 @@ TEST(DescriptionHandles, ANestedOneOutlivesItsCreatorsHandle) {
     EXPECT_EQ(said([&](auto* e) { return ZorDestroyFunctionDesc(other, e); }), "0");
     EXPECT_EQ(said([&](auto* e) { return ZorDestroyFunctionDesc(other, e); }),
               removed("ZOR_FUNCTION_DESC_HANDLE", other));
+}
+
+TEST_F(Descriptions, NamesOfFieldsMayFillTheirField) {
+    ZOR_FIELD_DESC in = field("", ZORTYPE_CHAR, 1, 3, 2, 6);
+    std::memset(in.name, 'N', sizeof in.name);
+    EXPECT_EQ(ZorAddTypeField(type, &in, nullptr), ZOR_OK);
+    ZOR_FIELD_DESC out{};
+    EXPECT_EQ(ZorGetFieldDescByName(type, string(31, 'N').c_str(), &out, nullptr), ZOR_OK);
+    EXPECT_EQ(out.nucOffset, 3u);
+    EXPECT_STREQ(out.name, "");  // no room for the terminator
+    ZOR_PARAMETER_DESC param = parameter("", ZORTYPE_CHAR, ZOR_IMPORT, 1, 2);
+    std::memset(param.name, 'N', sizeof param.name);
+    EXPECT_EQ(ZorAddParameter(function, &param, nullptr), ZOR_OK);
+    EXPECT_EQ(ZorGetParameterDescByName(function, string(30, 'N').c_str(), &param, nullptr), ZOR_OK);
+    EXPECT_EQ(param.name, string(30, 'N'));
+}
+
+TEST_F(Descriptions, AClassBehindAFieldIsNotGivenAsAType) {
+    const auto classDesc = ZorCreateClassDesc("CL", nullptr);
+    const auto asType = reinterpret_cast<ZOR_TYPE_DESC_HANDLE>(classDesc);
+    ZOR_FIELD_DESC object = field("O", ZORTYPE_UBIXOBJECT, 8, 8, 8, 8, asType);
+    ZOR_PARAMETER_DESC param = parameter("O", ZORTYPE_UBIXOBJECT, ZOR_EXPORT, 8, 8);
+    param.typeDescHandle = asType;
+    EXPECT_EQ(ZorAddTypeField(type, &object, nullptr), ZOR_OK);
+    EXPECT_EQ(ZorAddParameter(function, &param, nullptr), ZOR_OK);
+    EXPECT_EQ(ZorGetFieldDescByName(type, "O", &object, nullptr), ZOR_OK);
+    EXPECT_EQ(ZorGetParameterDescByName(function, "O", &param, nullptr), ZOR_OK);
+    EXPECT_EQ(object.typeDescHandle, nullptr);
+    EXPECT_EQ(param.typeDescHandle, nullptr);
+    EXPECT_EQ(ZorDestroyClassDesc(classDesc, nullptr), ZOR_OK);
+}
+
+class DescriptionTrace : public ProcessFixture {};
+
+TEST_F(DescriptionTrace, LinesOfTheLookupsByName) {
+    const auto type = ZorCreateTypeDesc("ROW", nullptr);
+    const auto desc = ZorCreateFunctionDesc("FN", nullptr);
+    ZOR_FIELD_DESC in = field("A", ZORTYPE_BCD, 5, 1, 6, 2);
+    in.decimals = 3;
+    ZorAddTypeField(type, &in, nullptr);
+    ZOR_PARAMETER_DESC param = parameter("P", ZORTYPE_CHAR, ZOR_CHANGING, 7, 14);
+    std::strcpy(param.defaultValue, "'X'");
+    std::strcpy(param.parameterText, "text");
+    param.optional = 1;
+    ZorAddParameter(desc, &param, nullptr);
+    const auto function = ZorCreateFunction(desc, nullptr);
+
+    ZOR_ERROR_INFO info;
+    ZorConfig::setGlobalTraceLevel(1);
+    ZorGetFieldDescByName(type, "A", &in, &info);
+    ZorGetParameterDescByName(desc, "P", &param, &info);
+    ZorGetParameterDescByName(desc, "Q", &param, &info);
+    ZorConfig::setGlobalTraceLevel(0);
+    const string trace = readFile(directory / ZorTrace::getFileName());
+    const auto expectLine = [&](const char* format, auto... arguments) {
+        char line[300];
+        std::snprintf(line, sizeof line, format, arguments...);
+        EXPECT_NE(trace.find(string(line) + "\n"), trace.npos) << line << " in " << trace;
+    };
+    void* const none = nullptr;
+    const auto at = [](auto* pointer) { return static_cast<void*>(pointer); };
+    expectLine("ZorGetFieldDescByName(typeHandle=%p, name=A, in=%p, error=%p)", at(type), at(&in), at(&info));
+    expectLine("ZorGetFieldDescByName(typeHandle=%p, name=A) returns (A, 2, 5, 1, 6, 2, 3, %p, %p)", at(type),
+               none, none);
+    expectLine("ZorGetParameterDescByName(funcHandle=%p, name=P, in=%p, error=%p)", at(desc), at(&param),
+               at(&info));
+    expectLine(
+        "ZorGetParameterDescByName(funcHandle=%p, name=P) returns (P, 0, 3, 7, 14, 0, %p, 'X', text, 1, "
+        "%p)",
+        at(desc), none, none);
+    expectLine("\tZOR_ERROR_INFO.message: field 'Q' not found");
+    ZorDestroyFunction(function, nullptr);
+    ZorDestroyFunctionDesc(desc, nullptr);
+    ZorDestroyTypeDesc(type, nullptr);
+}
+
+TEST_F(DescriptionTrace, LinesOfDescribingAFunction) {
+    ZorConfig::setGlobalTraceLevel(1);
+    const auto desc = ZorCreateFunctionDesc("fn_small", nullptr);
+    const auto function = ZorCreateFunction(desc, nullptr);
+    alignas(16) unsigned char foreign[256] = {};
+    const auto unmarked = reinterpret_cast<ZOR_FUNCTION_HANDLE>(foreign);
+    EXPECT_EQ(ZorDescribeFunction(function, nullptr), desc);
+    EXPECT_EQ(ZorDescribeFunction(unmarked, nullptr), nullptr);
+    ZorDestroyFunction(function, nullptr);
+    ZorConfig::setGlobalTraceLevel(0);
+    const string trace = readFile(directory / ZorTrace::getFileName());
+    char line[200];
+    std::snprintf(line, sizeof line, "ZorDescribeFunction(%p) returns %p: fn_small (origin=custom)\n",
+                  static_cast<void*>(function), static_cast<void*>(desc));
+    EXPECT_NE(trace.find(line), trace.npos) << trace;
+    std::snprintf(line, sizeof line, "ZorDescribeFunction(%p) failed: isValid==0, isFunction==0\n",
+                  static_cast<void*>(unmarked));
+    EXPECT_NE(trace.find(line), trace.npos) << trace;
+    ZorDestroyFunctionDesc(desc, nullptr);
 }
 
 }  // namespace

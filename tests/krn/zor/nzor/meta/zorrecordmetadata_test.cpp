@@ -314,6 +314,36 @@ TEST(RecordMetaData, ATypeMayContainTablesOfItself) {
     EXPECT_TRUE(*tree[0] == *tree[1]);
 }
 
+TEST(RecordMetaData, NestingHasBounds) {
+    // A chain of structures, locked piece by piece or at once; it is gone without a deep chain of calls too.
+    for (const bool lockEach : {true, false}) {
+        RecordRef outer = makeRecord("LEAF");
+        outer->add("C", ZORTYPE_CHAR, 1, 0, 2, 0, 0);
+        outer->setRecordLength(1, 2);
+        const unsigned links = lockEach ? 101 : 100000;
+        for (unsigned i = 0; i < links; ++i) {
+            if (lockEach) outer->lock();
+            const RecordRef next = makeRecord("LINK");
+            next->add("S", ZORTYPE_STRUCTURE, 8, 0, 8, 0, 0, outer.get());
+            next->setRecordLength(8, 8);
+            outer = next;
+        }
+        EXPECT_EQ(failure([&] { outer->lock(); }), "20 structures are nested too deeply");
+        EXPECT_FALSE(outer->isLocked());
+    }
+    // Leaves multiply with each level.
+    const RecordRef inner = makeRecord("INNER");
+    for (unsigned i = 0; i < 1024; ++i)
+        inner->add("F" + std::to_string(i), ZORTYPE_CHAR, 1, i, 2, 2 * i, 0);
+    inner->setRecordLength(1024, 2048);
+    const RecordRef outer = makeRecord("OUTER");
+    for (unsigned i = 0; i < 1025; ++i)
+        outer->add("S" + std::to_string(i), ZORTYPE_STRUCTURE, 1024, 1024 * i, 2048, 2048 * i, 0,
+                   inner.get());
+    outer->setRecordLength(1024 * 1025, 2048 * 1025);
+    EXPECT_EQ(failure([&] { outer->lock(); }), "20 structures are nested too often");
+}
+
 TEST(RecordMetaData, EqualityOfNamesFieldsAndWhatStandsBehindThem) {
     const auto make = [](const char* name, unsigned decimals, unsigned offset, ZorRecordMetaData* rows) {
         RecordRef record = makeRecord(name);
