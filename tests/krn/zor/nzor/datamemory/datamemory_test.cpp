@@ -5,10 +5,13 @@
 #include <kelzor/classes.h>
 #include <kelzor/data.h>
 #include <kelzor/function.h>
+#include <kelzor/metadata.h>
 #include <kelzor/objects.h>
+#include <kelzor/repository.h>
 #include <kelzor/table.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <new>
 
@@ -277,6 +280,41 @@ TEST_F(DataMemory, DescribingClasses) {
     }
     EXPECT_EQ(ZorMetaDataStatics::classMetaDataFromHandle(made)->getDescription(7), std::string(100, 't'));
     ZorDestroyClassDesc(made, nullptr);
+}
+
+TEST_F(DataMemory, ARepositoryTakesAllOrNothing) {
+    const char* const repository = "A_REPOSITORY_OF_A_LONG_NAME";
+    const auto row = deepRow();
+    const auto desc = ZorCreateFunctionDesc("A_FUNCTION_OF_A_LONG_NAME", nullptr);
+    ZOR_PARAMETER_DESC parameter{};
+    std::strcpy(parameter.name, "ROWS");
+    parameter.type = ZORTYPE_TABLE;
+    parameter.direction = ZOR_TABLES;
+    parameter.typeDescHandle = ZorMetaDataStatics::toHandle(row.get());
+    ZorAddParameter(desc, &parameter, nullptr);
+    ZorDestroyFunction(ZorCreateFunction(desc, nullptr), nullptr);  // locks the descriptions
+    ZorClearRepository(repository, nullptr);                        // makes the repository
+    failEachAllocation(
+        [&](ZOR_ERROR_INFO& info) { return ZorAddFunctionDesc(repository, desc, &info); },
+        [&] {
+            ASSERT_EQ(ZorGetCachedFunctionDesc(repository, "A_FUNCTION_OF_A_LONG_NAME", nullptr), nullptr);
+            ASSERT_EQ(ZorGetCachedTypeDesc(repository, "INNER", nullptr), nullptr);
+        });
+    EXPECT_EQ(ZorGetCachedFunctionDesc(repository, "A_FUNCTION_OF_A_LONG_NAME", nullptr), desc);
+    EXPECT_NE(ZorGetCachedTypeDesc(repository, "INNER", nullptr), nullptr);
+    ZorClearRepository(repository, nullptr);
+}
+
+TEST_F(DataMemory, AQueryResultHasItsOwnWordsForIt) {
+    ZOR_ERROR_INFO info{};
+    failAfter = 0;
+    const auto result = ZorCreateMetadataQueryResult(&info);
+    failAfter = -1;
+    EXPECT_EQ(result, nullptr);
+    EXPECT_EQ(info.code, ZOR_MEMORY_INSUFFICIENT);
+    EXPECT_EQ(info.group, EXTERNAL_RUNTIME_FAILURE);
+    EXPECT_STREQ(info.key, "EXTERNAL_RUNTIME_FAILURE");
+    EXPECT_STREQ(info.message, "Not enough memory to allocate a query reqult instance.");
 }
 
 }  // namespace
