@@ -151,6 +151,56 @@ void setByName(benchmark::State& state) {
     });
 }
 
+// Text of 40 characters into a field of that length, against the same copy behind a call.
+
+constexpr unsigned textLength = 40;
+constexpr char text[textLength + 1] = "Forty characters that fill up the field.";
+
+struct TextStructure {
+    TextStructure() {
+        ZOR_ERROR_INFO info;
+        const TypeDesc type(ZorCreateTypeDesc("TEXT", &info));
+        ZOR_FIELD_DESC field{};
+        std::strcpy(field.name, "TEXT");
+        field.type = ZORTYPE_CHAR;
+        field.nucLength = textLength;
+        check(ZorAddTypeField(type.get(), &field, &info), info);
+        check(ZorSetTypeLength(type.get(), textLength, 0, &info), info);
+        owner.reset(ZorCreateStructure(type.get(), &info));
+    }
+    Owned<ZOR_STRUCTURE_HANDLE, ZorDestroyStructure> owner;
+};
+
+[[gnu::noinline]] void copyText(char* target, const char* source, size_t length) {
+    std::memcpy(target, source, length);
+}
+
+void setCharsReference(benchmark::State& state) {
+    char target[textLength];
+    repeat(state, [&](ZOR_INT&, ZOR_ERROR_INFO*) {
+        copyText(target, text, textLength);
+        benchmark::DoNotOptimize(target);
+        return ZOR_OK;
+    });
+}
+
+void setChars(benchmark::State& state) {
+    const TextStructure structure;
+    repeat(state, [&](ZOR_INT&, ZOR_ERROR_INFO* info) {
+        return ZorSetChars(structure.owner.get(), "TEXT", text, textLength, info);
+    });
+}
+
+void setCharsByIndex(benchmark::State& state) {
+    const TextStructure structure;
+    repeat(state, [&](ZOR_INT&, ZOR_ERROR_INFO* info) {
+        return ZorSetCharsByIndex(structure.owner.get(), 0, text, textLength, info);
+    });
+}
+
+BENCHMARK(setCharsReference);
+BENCHMARK(setCharsByIndex);
+BENCHMARK(setChars);
 BENCHMARK(getReference);
 BENCHMARK_TEMPLATE(getByIndex, Structure);
 BENCHMARK_TEMPLATE(getByIndex, Row);

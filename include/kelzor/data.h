@@ -19,7 +19,9 @@
  * and a length argument receives the length of the value.
  *
  * Among integers what doesn't fit is cut to its low-order bits without a word; text to an integer field
- * is checked. Fields of decimal floating point type travel, and are read and written as bytes.
+ * is checked. Decimal floating point converts exactly or fails, but for doubles, which are rounded; whatever
+ * touches such a value or field, but for its bytes, gives `ZOR_UBIX_RUNTIME_FAILURE` if the decimal library
+ * can't be loaded or is too old.
  */
 #ifndef KELZOR_DATA_H
 #define KELZOR_DATA_H
@@ -156,8 +158,9 @@ KELZOR_API ZOR_RC ZorGetXStringByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigne
                                        ZOR_ERROR_INFO* errorInfo);
 
 /**
- * Reads an integer field. Also: CHAR and NUM as far as they are a number; BCD and FLOAT without their
- * fraction; BYTE of length 1, 2, 4 or 8, the most significant byte first. Text and BCD clamp to 32 bits.
+ * Reads an integer field. Also: CHAR and NUM as far as they are a number; BCD, FLOAT and DECF without their
+ * fraction; BYTE of length 1, 2, 4 or 8, the most significant byte first. Text, BCD and DECF clamp to 32
+ * bits.
  */
 KELZOR_API ZOR_RC ZorGetInt(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_INT* value,
                             ZOR_ERROR_INFO* errorInfo);
@@ -195,6 +198,26 @@ KELZOR_API ZOR_RC ZorGetFloat(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* na
                               ZOR_ERROR_INFO* errorInfo);
 KELZOR_API ZOR_RC ZorGetFloatByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_FLOAT* value,
                                      ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Reads a DECF16 field. Also: DECF34, integers, and CHAR, NUM, STRING and BCD as text, if they fit into 16
+ * digits and their exponents; FLOAT, of which the first 17 digits are rounded to 16; BYTE of length 8 as it
+ * stands. Text has nothing around the number; "Infinity" and "NaN" are numbers too.
+ *
+ * Further failure: `ZOR_UBIX_RUNTIME_FAILURE` (no decimal library, before all that is wrong with the field).
+ */
+KELZOR_API ZOR_RC ZorGetDecF16(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_DECF16* value,
+                               ZOR_ERROR_INFO* errorInfo);
+KELZOR_API ZOR_RC ZorGetDecF16ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_DECF16* value,
+                                      ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * As `ZorGetDecF16`, with 34 digits; DECF16 widens, a FLOAT gives 17 digits, BYTE has length 16.
+ */
+KELZOR_API ZOR_RC ZorGetDecF34(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_DECF34* value,
+                               ZOR_ERROR_INFO* errorInfo);
+KELZOR_API ZOR_RC ZorGetDecF34ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_DECF34* value,
+                                      ZOR_ERROR_INFO* errorInfo);
 
 /**
  * Gives the structure in a STRUCTURE field, made on first use. It belongs to the container and lives as
@@ -242,7 +265,8 @@ KELZOR_API ZOR_RC ZorGetStringLengthByIndex(DATA_CONTAINER_HANDLE dataHandle, un
 /**
  * Writes text to any scalar or string field. CHAR cuts what is too long and pads with blanks; DATE takes
  * YYYYMMDD or 10 characters with separators, TIME HHMMSS or 8; BCD rounds half up; BYTE and XSTRING take
- * hexadecimal digits in capitals. Numbers must fit. A failed write resets BCD and NUM fields.
+ * hexadecimal digits in capitals. Numbers must fit, and DECF takes them exactly, without blanks. A failed
+ * write resets BCD and NUM fields.
  *
  * @param value needs no terminator.
  * @param length its length in characters. Numbers and strings refuse more than 2147483647 with
@@ -338,12 +362,33 @@ KELZOR_API ZOR_RC ZorSetInt8ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned i
                                     ZOR_ERROR_INFO* errorInfo);
 
 /**
- * Writes to a FLOAT field, or as text of up to 17 digits to a CHAR, BCD, NUM or STRING field.
+ * Writes to a FLOAT field, as text of up to 17 digits to a CHAR, BCD, NUM or STRING field, or rounded to the
+ * digits of a DECF field.
  */
 KELZOR_API ZOR_RC ZorSetFloat(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_FLOAT value,
                               ZOR_ERROR_INFO* errorInfo);
 KELZOR_API ZOR_RC ZorSetFloatByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_FLOAT value,
                                      ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Writes to a DECF16 or DECF34 field. Also: to an integer field, if it is an integer of 32 bits (64 for
+ * INT8), of which the low-order bits go in; to FLOAT the nearest double; to CHAR, NUM, STRING and BCD its
+ * text, which BCD refuses when it has an exponent; to BYTE of length 8 as it stands.
+ *
+ * Further failure: `ZOR_UBIX_RUNTIME_FAILURE` (no decimal library, before all that is wrong with the field).
+ */
+KELZOR_API ZOR_RC ZorSetDecF16(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_DECF16 value,
+                               ZOR_ERROR_INFO* errorInfo);
+KELZOR_API ZOR_RC ZorSetDecF16ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_DECF16 value,
+                                      ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * As `ZorSetDecF16`; a DECF16 field takes it if 16 digits hold it, BYTE has length 16.
+ */
+KELZOR_API ZOR_RC ZorSetDecF34(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, ZOR_DECF34 value,
+                               ZOR_ERROR_INFO* errorInfo);
+KELZOR_API ZOR_RC ZorSetDecF34ByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, ZOR_DECF34 value,
+                                      ZOR_ERROR_INFO* errorInfo);
 
 /**
  * Replaces the structure in a STRUCTURE field by a deep copy; the value stays the caller's. What is no

@@ -12,10 +12,6 @@ constexpr size_t longestValue = sizeof ZOR_ERROR_INFO::message;
 
 constexpr std::string_view hiddenValue = "***";
 
-std::string_view shown(const ZorFieldTypeBase& field, std::string_view value) noexcept {
-    return isSecretName(field.name) ? hiddenValue : value.substr(0, longestValue);
-}
-
 void appendPosition(KEL_string& text, int position) {
     if (position >= 0) text.append(" at position ").append(std::to_string(position));
 }
@@ -32,12 +28,12 @@ void throwWriteFailure(const ZorFieldTypeBase& field, std::string_view source) {
 
 void throwValueFailure(const ZorFieldTypeBase& field, ZORTYPE source, std::string_view value,
                        std::string_view wanted) {
-    throw ZorTypeConversionException(field.name, source, shown(field, value), wanted);
+    throw ZorTypeConversionException(field.name, source, shownValue(field, value), wanted);
 }
 
 void throwTextFailure(const ZorFieldTypeBase& field, std::string_view value, int position) {
     KEL_string text("Cannot convert string value ");
-    text.append(shown(field, value));
+    text.append(shownValue(field, value));
     appendPosition(text, position);
     text.append(" for the field ").append(field.name).append(" to type ").append(zorTypeName(field.type));
     throw ZorTypeConversionException(text);
@@ -47,7 +43,7 @@ void throwRenderFailure(const ZorFieldTypeBase& field, std::span<const KEL_RAW> 
     KEL_string hex;
     Hex::encode(content.first(std::min(content.size(), longestValue / 2)), hex);
     KEL_string text("Cannot convert ");
-    if (!hex.empty()) text.append("byte value ").append(shown(field, hex));
+    if (!hex.empty()) text.append("byte value ").append(shownValue(field, hex));
     appendPosition(text, position);
     text.append(" for ").append(field.name).append(" of type ").append(zorTypeName(field.type));
     throw ZorTypeConversionException(text);
@@ -55,6 +51,10 @@ void throwRenderFailure(const ZorFieldTypeBase& field, std::span<const KEL_RAW> 
 
 void throwBufferFailure(ZORTYPE type, unsigned length, size_t required) {
     throw ZorBufferTooSmallException({}, zorTypeName(type), length, static_cast<unsigned>(required));
+}
+
+std::string_view shownValue(const ZorFieldTypeBase& field, std::string_view value) noexcept {
+    return isSecretName(field.name) ? hiddenValue : value.substr(0, longestValue);
 }
 
 bool isSecretName(std::string_view name) noexcept {

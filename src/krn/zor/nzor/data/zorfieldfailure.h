@@ -26,5 +26,15 @@
 /** A value of a type needs `required` characters or bytes where the buffer has `length`. */
 [[noreturn]] void throwBufferFailure(ZORTYPE type, unsigned length, size_t required);
 
+/**
+ * Longest text or byte string that is taken, and longest buffer that is filled, in bytes: a larger number
+ * comes from a negative one, and no buffer has that many.
+ */
+inline constexpr unsigned zorLongestValue = 0x7FFFFFFF;
+
+/** A value as messages show it: cut to what a message holds, and hidden if the field's name tells a secret.
+ */
+std::string_view shownValue(const ZorFieldTypeBase& field, std::string_view value) noexcept;
+
 /** True for names of fields whose content must not appear in traces or messages. */
 bool isSecretName(std::string_view name) noexcept;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstring>
+#include <memory>
 
 #include "data/zorrecord.h"
 
@@ -38,6 +39,17 @@ T* loadChild(const KEL_RAW* addr) noexcept {
 template <class T>
 void storeChild(KEL_RAW* addr, T* child) noexcept {
     std::memcpy(addr, &child, sizeof child);
+}
+
+/** The string or byte string behind a pointer slot, made if there is none. */
+template <class T>
+T& childMade(const ZorFieldSlot& slot) {
+    T* child = loadChild<T>(slot.addr);
+    if (child == nullptr) {
+        child = std::make_unique<T>().release();
+        storeChild(slot.addr, child);
+    }
+    return *child;
 }
 
 /** True for types whose slot holds a pointer to a child that the record owns. */

@@ -48,6 +48,10 @@ template <>
 inline constexpr ZORTYPE zorTypeOf<ZOR_INT2> = ZORTYPE_INT2;
 template <>
 inline constexpr ZORTYPE zorTypeOf<ZOR_INT8> = ZORTYPE_INT8;
+template <>
+inline constexpr ZORTYPE zorTypeOf<ZOR_DECF16> = ZORTYPE_DECF16;
+template <>
+inline constexpr ZORTYPE zorTypeOf<ZOR_DECF34> = ZORTYPE_DECF34;
 
 /**
  * A data container: a sequence of fields, by index or by name. A structure has the fields of its
@@ -129,18 +133,31 @@ class ZorRecord {
     void setValue(unsigned index, const KEL_RAW* value, unsigned length, ZORTYPE source);
     /** @} */
 
-    /** @name Numbers. Among integers what doesn't fit is cut to its low-order bits. */
+    /**
+     * @name Numbers
+     * Among integers what doesn't fit is cut to its low-order bits. Decimal floats convert exactly or fail,
+     * but for doubles; ZorSystemException if the decimal library isn't there.
+     */
     /** @{ */
     void getValue(unsigned index, ZOR_INT* value);
     void getValue(unsigned index, ZOR_INT1* value);
     void getValue(unsigned index, ZOR_INT2* value);
     void getValue(unsigned index, ZOR_INT8* value);
     void getValue(unsigned index, ZOR_FLOAT* value);
+    void getValue(unsigned index, ZOR_DECF16* value);
+    void getValue(unsigned index, ZOR_DECF34* value);
     void setValue(unsigned index, ZOR_INT value);
     void setValue(unsigned index, ZOR_INT1 value);
     void setValue(unsigned index, ZOR_INT2 value);
     void setValue(unsigned index, ZOR_INT8 value);
     void setValue(unsigned index, ZOR_FLOAT value);
+    void setValue(unsigned index, ZOR_DECF16 value);
+    void setValue(unsigned index, ZOR_DECF34 value);
+    /**
+     * Has decimal floating point loaded, which all that touches a decimal value needs. Throws
+     * ZorSystemException. Any thread.
+     */
+    static void initDecfloatLib();
     /** @} */
 
     /** @name Plain numbers

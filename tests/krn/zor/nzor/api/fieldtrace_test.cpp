@@ -24,7 +24,9 @@ class FieldTrace : public ProcessFixture {
         ZorStructure record(datatest::makeType({{"COUNT", ZORTYPE_INT, 4},
                                                 {"NAME", ZORTYPE_CHAR, 4},
                                                 {"PASSWORD", ZORTYPE_CHAR, 8},
-                                                {"PassWd", ZORTYPE_INT, 4}})
+                                                {"PassWd", ZORTYPE_INT, 4},
+                                                {"DECF", ZORTYPE_DECF34, 16},
+                                                {"PASSWORD2", ZORTYPE_DECF16, 8}})
                                 .get());
         work(record.toHandle());
         const std::string trace = readFile(directory / ZorTrace::getFileName());
@@ -66,6 +68,24 @@ TEST_F(FieldTrace, ShowsArgumentsAndValues) {
     EXPECT_TRUE(contains(trace, "ZorSetChars(NAME) buffer:")) << trace;
     EXPECT_TRUE(contains(trace, "ZorGetCharsByIndex(1) buffer:")) << trace;
     EXPECT_TRUE(contains(trace, "Zab7")) << trace;
+}
+
+TEST_F(FieldTrace, ShowsDecimalsAsText) {
+    const std::string trace = traceAt(3, [](auto record) {
+        ZOR_DECF34 value;
+        ZOR_DECF16 secret;
+        EXPECT_EQ(ZorSetChars(record, "DECF", "-7.50", 5, nullptr), ZOR_OK);
+        EXPECT_EQ(ZorGetDecF34(record, "DECF", &value, nullptr), ZOR_OK);
+        EXPECT_EQ(ZorSetDecF34ByIndex(record, 4, value, nullptr), ZOR_OK);
+        EXPECT_EQ(ZorSetChars(record, "PASSWORD2", "271828", 6, nullptr), ZOR_OK);
+        EXPECT_EQ(ZorGetDecF16(record, "PASSWORD2", &secret, nullptr), ZOR_OK);
+        EXPECT_EQ(ZorSetDecF16(record, "PASSWORD2", secret, nullptr), ZOR_OK);
+    });
+    EXPECT_TRUE(contains(trace, "ZorGetDecF34(DECF) returns -7.50")) << trace;
+    EXPECT_TRUE(contains(trace, ", 4, value=-7.50, errorInfo=")) << trace;
+    EXPECT_TRUE(contains(trace, "ZorGetDecF16(PASSWORD2) returns ***")) << trace;
+    EXPECT_FALSE(contains(trace, "271828")) << trace;
+    EXPECT_TRUE(contains(trace, "Version of libdecnumber library: 3.")) << trace;
 }
 
 TEST_F(FieldTrace, NeverShowsAPassword) {
