@@ -18,6 +18,30 @@ enum DELTA_STATE {
     DELTA_SWITHDRAW = 3,
 };
 
+/** What the partner did to a table that it was sent. */
+enum DELTA_OPCODE : KEL_INT {
+    DELTA_CONFIRM = 0,
+    DELTA_REJECT = 1,
+    DELTA_START = 2,
+    DELTA_END = 3,
+    DELTA_APPEND = 4,
+    DELTA_DELETE = 5,
+    DELTA_INSERT = 6,
+    DELTA_UPDATE = 7,
+    DELTA_FREE = 8,
+    DELTA_DISCARD = 9,
+    DELTA_REBUILD = 10,
+    DELTA_CORRECTION = 11,
+    DELTA_POP = 12,
+};
+
+/** One change of a table. */
+struct DELTA_LOG {
+    KEL_INT opcode = DELTA_CONFIRM;  ///< A DELTA_OPCODE, if the partner is right.
+    KEL_INT objectId = -1;           ///< Id under which the table was sent.
+    KEL_INT line = 0;                ///< Row, counted from 1.
+};
+
 /**
  * A table. Its fields are those of the row under the cursor. The cursor lies in 0 to `getCount`, the
  * latter meaning past the last row.
@@ -123,6 +147,13 @@ class ZorTable : public ZorRecord {
     /** @{ */
     void zorSerialize(ZorItemStream& conn);
     void zorDeserializeRow(ZorItemStream& conn, unsigned length, bool simpleDecompress);
+    /**
+     * Makes a change of the partner's here too. `length` bytes of a row's image are next in the stream, and
+     * are read or skipped in any case; without them a change that needs them is none. A table that isn't
+     * under the delta manager stays as it is. Throws ZorIllegalStateException for an operation that
+     * doesn't exist; the connection is closed then, as for a row number below 1.
+     */
+    void mergeDelta(ZorItemStream& conn, const DELTA_LOG& log, unsigned length = 0);
     /** @} */
 
     DELTA_STATE deltaState = DELTA_SINITIAL;
@@ -149,6 +180,8 @@ class ZorTable : public ZorRecord {
     /** Moves the row behind the room's last one to the cursor's place; it becomes part of the table. */
     void rotateIn(unsigned from) noexcept;
     void checkRowType(const ZorStructure& row) const;
+    /** Moves the cursor to a row that the partner counts from 1; false if there is none. */
+    bool moveToLine(ZorItemStream& conn, KEL_INT line);
     /** Sees to it that the first row asked for after a recall is lent without an allocation. */
     void makeView();
     /** Takes back all row objects that were lent. */

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <iterator>
 #include <string>
 
@@ -52,10 +53,10 @@ const ZorItemReader::Row ZorItemReader::rows[] = {
     {ZORID_TableContLZ, ZORGET_TABLECONTENT, sameState, &ZorItemReader::unsupported},
     {ZORID_TableEndLZ, anyState, ZORGET_DATA, &ZorItemReader::skip},
     {ZORID_DeltaConfirm, anyState, sameState, &ZorItemReader::deltaState},
-    {ZORID_DeltaLog, anyState, sameState, &ZorItemReader::unsupported},
-    {ZORID_DeltaLogMore, anyState, sameState, &ZorItemReader::unsupported},
-    {ZORID_DeltaData, anyState, sameState, &ZorItemReader::unsupported},
-    {ZORID_DeltaFull, anyState, sameState, &ZorItemReader::unsupported},
+    {ZORID_DeltaLog, anyState, sameState, &ZorItemReader::deltaLog},
+    {ZORID_DeltaLogMore, anyState, ZORGET_DELTADATA, &ZorItemReader::deltaLogMore},
+    {ZORID_DeltaData, anyState, ZORGET_DATA, &ZorItemReader::deltaData},
+    {ZORID_DeltaFull, anyState, ZORGET_TABLEINFO, &ZorItemReader::deltaLogMore},
     {ZORID_DeltaWithdraw, anyState, sameState, &ZorItemReader::deltaState},
     {ZORID_Exception, anyState, sameState, &ZorItemReader::errorItem},
     {ZORID_ErrorMessage, anyState, sameState, &ZorItemReader::errorItem},
@@ -229,6 +230,7 @@ void ZorItemReader::fieldIsSupplied(ZORID, unsigned length) {
 
 void ZorItemReader::tableName(ZORID, unsigned length) {
     parameter = namedParameter(length, false);
+    table = nullptr;
 }
 
 ZorTable* ZorItemReader::tableOfWidth(unsigned width) {
@@ -249,9 +251,8 @@ void ZorItemReader::tableInfo(ZORID, unsigned length) {
     };
     const KEL_UINT width = number(0);
     rowsAnnounced = number(4);
-    table = parameter == nullptr || width == 0 || parameter->getType(0) != ZORTYPE_TABLE
-                ? nullptr
-                : tableOfWidth(width);
+    if (parameter != nullptr)
+        table = width == 0 || parameter->getType(0) != ZORTYPE_TABLE ? nullptr : tableOfWidth(width);
     // Rows come into being as they arrive: the announced number reserves nothing.
     if (table != nullptr) table->prepareForRead();
 }
@@ -262,12 +263,41 @@ void ZorItemReader::tableRow(ZORID id, unsigned length) {
     table->zorDeserializeRow(stream, length, id == ZORID_TableCompr);
 }
 
+ZorTable* ZorItemReader::deltaTable(KEL_INT objectId) const {
+    const auto found = stream.dmTables.find(objectId);
+    return found != stream.dmTables.end() ? found->second : nullptr;
+}
+
 void ZorItemReader::deltaState(ZORID id, unsigned length) {
     const auto objectId = static_cast<KEL_INT>(stream.readZorInt4(length));
-    const auto found = stream.dmTables.find(objectId);
-    if (found == stream.dmTables.end()) return;
-    found->second->deltaState = id == ZORID_DeltaConfirm ? DELTA_SCONFIRM : DELTA_SWITHDRAW;
-    if (id == ZORID_DeltaWithdraw) stream.dmTables.erase(found);
+    ZorTable* const named = deltaTable(objectId);
+    if (named == nullptr) return;
+    named->deltaState = id == ZORID_DeltaConfirm ? DELTA_SCONFIRM : DELTA_SWITHDRAW;
+    if (id == ZORID_DeltaWithdraw) stream.dmTables.erase(objectId);
+}
+
+void ZorItemReader::deltaLog(ZORID, unsigned length) {
+    change = stream.readZorDeltaLog(length);
+    if (ZorTable* const changed = deltaTable(change.objectId)) changed->mergeDelta(stream, change);
+}
+
+void ZorItemReader::deltaLogMore(ZORID, unsigned length) {
+    change = stream.readZorDeltaLog(length);
+    table = deltaTable(change.objectId);
+    parameter = nullptr;  // the table is named by its id
+}
+
+void ZorItemReader::deltaData(ZORID id, unsigned length) {
+    if (state != ZORGET_DELTADATA) {
+        KEL_UC number[8];
+        std::snprintf(number, sizeof number, "%4x", id);
+        stream.closeBroken();
+        throw ZorSerializationException("Unexpected data received: ZORID_DeltaData " + std::string(number));
+    }
+    if (table != nullptr)
+        table->mergeDelta(stream, change, length);
+    else
+        stream.skipBytes(length);
 }
 
 void ZorItemReader::errorItem(ZORID id, unsigned length) {

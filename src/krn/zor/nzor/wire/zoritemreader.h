@@ -1,6 +1,7 @@
 /** @file The reading loop: a table of items with their states, and a small handler for each. */
 #pragma once
 
+#include "data/zortable.h"
 #include "wire/zoritemstream.h"
 
 /** One run of the loop. */
@@ -55,12 +56,17 @@ class ZorItemReader {
     void tableInfo(ZORID id, unsigned length);
     void tableRow(ZORID id, unsigned length);
     void deltaState(ZORID id, unsigned length);
+    void deltaLog(ZORID id, unsigned length);
+    void deltaLogMore(ZORID id, unsigned length);
+    void deltaData(ZORID id, unsigned length);
     void errorItem(ZORID id, unsigned length);
     void unsupported(ZORID id, unsigned length);
 
     ZorParameter* namedParameter(unsigned length, bool activate);
     /** The named parameter's table; one without a row description is made for rows of `width` bytes. */
     ZorTable* tableOfWidth(unsigned width);
+    /** The table that was sent under an id; null for an unknown one. */
+    ZorTable* deltaTable(KEL_INT objectId) const;
 
     ZorItemStream& stream;
     ZORSTATE state;
@@ -68,4 +74,5 @@ class ZorItemReader {
     ZorParameter* parameter = nullptr;  ///< The parameter last named.
     ZorTable* table = nullptr;          ///< The table whose rows come; NULL skips them.
     unsigned rowsAnnounced = 0;         ///< Rows that the table still takes.
+    DELTA_LOG change;                   ///< The change whose data come.
 };

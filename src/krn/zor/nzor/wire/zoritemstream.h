@@ -23,6 +23,7 @@
 #include "wire/zorcontrol.h"
 #include "wire/zorid.h"
 
+struct DELTA_LOG;
 class ZorFunction;
 class ZorParameter;
 class ZorTable;
@@ -109,6 +110,8 @@ class ZorItemStream {
     KEL_UINT readZorInt4(unsigned length);
     /** A big-endian number; a payload of another length than 2 bytes breaks the protocol. */
     KEL_USHORT readZorInt2(unsigned length);
+    /** A change of a table: three numbers; a payload of another length than 12 bytes breaks the protocol. */
+    DELTA_LOG readZorDeltaLog(unsigned length);
     /** Reads and drops the rest of the incoming message. */
     void readFlush();
     /**
@@ -131,6 +134,8 @@ class ZorItemStream {
     /** Forgets all tables of the delta manager, at the end of a call. */
     void resetDM() noexcept;
 
+    /** The connection can't go on: it leaves the list of valid handles and closes its conversation. */
+    virtual void closeBroken() noexcept = 0;
     /** The partner broke the protocol: closes the connection and throws. */
     [[noreturn]] void protocolFault(ZOR_RC code = ZOR_INVALID_PROTOCOL,
                                     std::string_view message = "Unexpected data received.");
@@ -138,8 +143,6 @@ class ZorItemStream {
   protected:
     explicit ZorItemStream(std::unique_ptr<ZorIOStream> driver);
 
-    /** The connection can't go on: it leaves the list of valid handles and closes its conversation. */
-    virtual void closeBroken() noexcept = 0;
     /** Throws the failure that was collected; always throws. */
     [[noreturn]] virtual void raiseCollectedError() = 0;
 

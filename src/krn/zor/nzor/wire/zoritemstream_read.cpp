@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "convert/zorconverter.h"
+#include "data/zortable.h"
 #include "wire/hostformat.h"
 #include "wire/zoritemstream.h"
 
@@ -148,6 +149,14 @@ KEL_UINT ZorItemStream::readZorInt4(unsigned length) {
     if (length != sizeof payload) protocolFault();
     readBytes(payload, sizeof payload);
     return getBig(payload, sizeof payload);
+}
+
+DELTA_LOG ZorItemStream::readZorDeltaLog(unsigned length) {
+    KEL_RAW payload[12];
+    if (length != sizeof payload) protocolFault();
+    readBytes(payload, sizeof payload);
+    const auto number = [&payload](unsigned at) { return static_cast<KEL_INT>(getBig(payload + at, 4)); };
+    return {number(0), number(4), number(8)};
 }
 
 KEL_USHORT ZorItemStream::readZorInt2(unsigned length) {

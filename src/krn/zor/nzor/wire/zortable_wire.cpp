@@ -27,3 +27,41 @@ void ZorTable::zorDeserializeRow(ZorItemStream& conn, unsigned length, bool simp
     const unsigned stored = conn.readZorDataContent(bytes, getRowLength(), length);
     if (simpleDecompress && stored != 0) ZorStructure::simpleDecompress(bytes, getRowLength(), stored);
 }
+
+bool ZorTable::moveToLine(ZorItemStream& conn, KEL_INT line) {
+    if (line < 1) conn.protocolFault();
+    return moveTo(static_cast<unsigned>(line) - 1) == ZOR_OK;
+}
+
+void ZorTable::mergeDelta(ZorItemStream& conn, const DELTA_LOG& log, unsigned length) {
+    if (deltaState != DELTA_SREQUEST && deltaState != DELTA_SCONFIRM) return conn.skipBytes(length);
+    ZorStructure* row = nullptr;  // takes the image
+    switch (log.opcode) {
+        case DELTA_APPEND:
+            if (length != 0) row = &appendNewRow();
+            break;
+        case DELTA_INSERT:
+            if (length != 0) row = moveToLine(conn, log.line) ? &insertNewRow() : &appendNewRow();
+            break;
+        case DELTA_UPDATE:
+        case DELTA_CORRECTION:
+            if (length != 0 && moveToLine(conn, log.line)) row = getRow();
+            break;
+        case DELTA_DELETE:
+            if (moveToLine(conn, log.line)) removeRow();
+            break;
+        case DELTA_FREE:
+        case DELTA_REBUILD:
+            removeAll();
+            break;
+        default:
+            conn.closeBroken();
+            throw ZorIllegalStateException("Unexpected detla manager operation " +
+                                           std::to_string(log.opcode) + " with table Id " +
+                                           std::to_string(log.objectId) + ".");
+    }
+    if (row != nullptr)
+        row->zorDeserialize(conn, length, false);
+    else
+        conn.skipBytes(length);
+}

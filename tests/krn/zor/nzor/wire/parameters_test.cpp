@@ -306,6 +306,105 @@ TEST(DeltaManager, remembersWhatThePartnerSaysOfATable) {
     EXPECT_EQ(table->deltaState, DELTA_SWITHDRAW);
 }
 
+// Each change starts on a table AA, BB, CC that was sent under the id 1.
+TEST(DeltaManager, mergesTheChangesOfThePartner) {
+    const auto log = [](KEL_RAW opcode, KEL_RAW id, KEL_RAW line) {
+        return Bytes{0, 0, 0, opcode, 0, 0, 0, id, 0, 0, 0, line};
+    };
+    const auto change = [&](KEL_RAW opcode, KEL_RAW line, const char* row) {
+        return joined({item(819, log(opcode, 1, line)), item(820, row)});
+    };
+    const struct {
+        const char* name;
+        Bytes items;
+        std::string rows;
+        unsigned cursor;
+    } cases[] = {
+        {"append", change(4, 0, "DD"), "AABBCCDD", 3},
+        {"append without data", change(4, 0, ""), "AABBCC", 0},
+        {"append in one item", item(818, log(4, 1, 0)), "AABBCC", 0},
+        {"delete", item(818, log(5, 1, 2)), "AACC", 1},
+        {"delete with data to be skipped", change(5, 1, "XX"), "BBCC", 0},
+        {"delete behind the end", item(818, log(5, 1, 4)), "AABBCC", 0},
+        {"insert", change(6, 1, "DD"), "DDAABBCC", 0},
+        {"insert before the last", change(6, 3, "DD"), "AABBDDCC", 2},
+        {"insert behind the end", change(6, 4, "DD"), "AABBCCDD", 3},
+        {"update", change(7, 2, "DD"), "AADDCC", 1},
+        {"update with a short row", change(7, 2, "D"), "AADBCC", 1},
+        {"update with a long row", change(7, 2, "DDDD"), "AADDCC", 1},
+        {"update behind the end", change(7, 4, "DD"), "AABBCC", 0},
+        {"correction", change(11, 3, "DD"), "AABBDD", 2},
+        {"free", item(818, log(8, 1, 0)), "", 0},
+        {"rebuild", item(818, log(10, 1, 0)), "", 0},
+        {"one after the other", joined({change(4, 0, "DD"), item(818, log(5, 1, 1))}), "BBCCDD", 0},
+        {"a table that wasn't sent", joined({item(819, log(7, 2, 1)), item(820, "DD")}), "AABBCC", 0},
+        {"in full",
+         joined({item(821, log(3, 1, 0)), item(770, Bytes{0, 0, 0, 2, 0, 0, 0, 1}), item(771, "EE")}), "EE",
+         0},
+        {"in full, of a table that wasn't sent",
+         joined({item(821, log(3, 9, 0)), item(770, Bytes{0, 0, 0, 2, 0, 0, 0, 1}), item(771, "EE")}),
+         "AABBCC", 0},
+        {"after it was withdrawn", joined({item(822, Bytes{0, 0, 0, 1}), change(4, 0, "DD")}), "AABBCC", 0},
+    };
+    const auto row = record("ROW", {{"C", ZORTYPE_CHAR, 2, nullptr}});
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Call call;
+        call.add("T", ZORTYPE_TABLE, ZOR_TABLES, 8, row.get()).add("X", ZORTYPE_CHAR, ZOR_EXPORT, 1);
+        ZorTable* table = nullptr;
+        call.function().getValue(0, &table, true);
+        for (const char* text : {"AA", "BB", "CC"})
+            table->appendNewRow().setValue(0, text, 2, ZORTYPE_CHAR);
+        table->moveToFirstRow();
+        call.written();
+        call.read(joined({c.items, nameX, item(515, "z")}));  // what follows is understood
+        std::string rows;
+        for (unsigned i = 0; i < table->getCount(); ++i)
+            rows.append(reinterpret_cast<const char*>(table->rowBytes(i).data()), 2);
+        EXPECT_EQ(rows, c.rows);
+        EXPECT_EQ(table->getCurrentIndex(), c.cursor);
+        KEL_RAW last = 0;
+        call.function().getValue(1, &last, 1, ZORTYPE_BYTE, nullptr);
+        EXPECT_EQ(last, 'z');
+    }
+}
+
+TEST(DeltaManager, refusesWhatCannotBe) {
+    const auto row = record("ROW", {{"C", ZORTYPE_CHAR, 2, nullptr}});
+    const struct {
+        Bytes log;
+        ZOR_RC code;
+        const char* message;
+    } cases[] = {
+        {{0, 0, 0, 5, 0, 0, 0, 1, 0, 0, 0, 0}, ZOR_INVALID_PROTOCOL, "Unexpected data received."},
+        {{0, 0, 0, 5, 0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFF}, ZOR_INVALID_PROTOCOL, "Unexpected data received."},
+        {{0, 0, 0, 12, 0, 0, 0, 1, 0, 0, 0, 1},
+         ZOR_ILLEGAL_STATE,
+         "Unexpected detla manager operation 12 with table Id 1."},
+        {{0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 1, 0, 0, 0, 1},
+         ZOR_ILLEGAL_STATE,
+         "Unexpected detla manager operation -1 with table Id 1."},
+    };
+    for (const auto& c : cases) {
+        Call call;
+        call.add("T", ZORTYPE_TABLE, ZOR_TABLES, 8, row.get());
+        ZorTable* table = nullptr;
+        call.function().getValue(0, &table, true);
+        table->createNewRows(1);
+        call.written();
+        call.stream.layIn(joined({item(818, c.log), item(65535)}));
+        try {
+            call.stream.readUpTo(ZORGET_DATA, &call.function(), ZORID_NotUsed);
+            ADD_FAILURE() << "accepted";
+        } catch (const ZorBaseException& exception) {
+            EXPECT_EQ(exception.getCode(), c.code);
+            EXPECT_EQ(exception.getMessage(), c.message);
+        }
+        EXPECT_TRUE(call.stream.broken);
+        EXPECT_EQ(table->getCount(), 1u);
+    }
+}
+
 TEST(States, anItemOutOfPlaceClosesTheConnection) {
     const struct {
         const char* name;
@@ -323,7 +422,8 @@ TEST(States, anItemOutOfPlaceClosesTheConnection) {
         {"short delta id", item(817, Bytes(3)), ZOR_INVALID_PROTOCOL},
         {"binary XML", item(16384, Bytes{1, 0}), ZOR_SERIALIZATION_FAILURE},
         {"text XML", item(15362, "X"), ZOR_SERIALIZATION_FAILURE},
-        {"delta log", item(818, Bytes(12)), ZOR_SERIALIZATION_FAILURE},
+        {"short delta log", item(818, Bytes(11)), ZOR_INVALID_PROTOCOL},
+        {"delta data without log", item(820, "x"), ZOR_SERIALIZATION_FAILURE},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
