@@ -1,6 +1,7 @@
 // Adding descriptions to a repository, together with what they refer to.
 
 #include <mutex>
+#include <vector>
 
 #include "config/zorconfig.h"
 #include "error/zorliterals.h"
@@ -47,15 +48,20 @@ class ZorRepository::Addition {
   public:
     explicit Addition(ZorRepository& target) : target(target), level(target.traceLevel()) {}
 
-    RecordRef add(ZorRecordMetaData& desc) {
-        return collect("structure", "addStructureDescToCache", desc, target.structureCache, structures);
-    }
-    FunctionRef add(ZorFunctionMetaData& desc) {
-        return collect("function", "addFunctionDescToCache", desc, target.functionCache, functions);
-    }
-
-    ClassRef add(ZorClassMetaData& desc) {
-        return collect("class", "addClassDescToCache", desc, target.classCache, classes);
+    /** Collects a description and all that it refers to. */
+    template <class T>
+    ZorMetaDataRef<T> add(T& desc) {
+        ZorMetaDataRef<T> cached = collect(desc);
+        // Not by recursion: chains of classes may be of any length.
+        while (!open.empty()) {
+            ZorAbstractMetaData* const next = open.back();
+            open.pop_back();
+            if (next->getMetaType() == ZOR_META_CLASS)
+                (void)collect(static_cast<ZorClassMetaData&>(*next));
+            else
+                (void)collect(static_cast<ZorRecordMetaData&>(*next));
+        }
+        return cached;
     }
 
     void commit() noexcept {
@@ -67,6 +73,16 @@ class ZorRepository::Addition {
   private:
     template <class T>
     using Entries = typename ZorDescriptionCache<T>::Entries;
+
+    RecordRef collect(ZorRecordMetaData& desc) {
+        return collect("structure", "addStructureDescToCache", desc, target.structureCache, structures);
+    }
+    FunctionRef collect(ZorFunctionMetaData& desc) {
+        return collect("function", "addFunctionDescToCache", desc, target.functionCache, functions);
+    }
+    ClassRef collect(ZorClassMetaData& desc) {
+        return collect("class", "addClassDescToCache", desc, target.classCache, classes);
+    }
 
     template <class T>
     ZorMetaDataRef<T> collect(const KEL_UC* kind, const KEL_UC* operation, T& desc,
@@ -84,7 +100,7 @@ class ZorRepository::Addition {
         if (!known) {
             known = ZorMetaDataRef<T>(&desc);
             additions.emplace(name, known);
-            collectNested(desc);
+            openNested(desc);
         }
         if (level > 1)
             ZorTraceWrite("ZorRepository: add %s (%s, %p) to cache %s returned %p", kind, name.c_str(),
@@ -92,18 +108,15 @@ class ZorRepository::Addition {
         return known;
     }
 
+    /** Puts what the fields refer to on the list, so that the first field's comes next. */
     template <class F>
-    void collectNested(const ZorMetaDataBase<F>& desc) {
-        for (unsigned i = 0; i < desc.getFieldCount(); ++i)
-            if (ZorRecordMetaData* const nested = desc.getRecordMetaData(i)) add(*nested);
+    void openNested(const ZorMetaDataBase<F>& desc) {
+        for (unsigned i = desc.getFieldCount(); i-- > 0;)
+            if (ZorRecordMetaData* const nested = desc.getRecordMetaData(i)) open.push_back(nested);
     }
-
-    void collectNested(const ZorClassMetaData& desc) {
-        for (unsigned i = 0; i < desc.getFieldCount(); ++i)
-            if (ZorClassMetaData* const attribute = desc.getClassMetaData(i))
-                add(*attribute);
-            else if (ZorRecordMetaData* const nested = desc.getRecordMetaData(i))
-                add(*nested);
+    void openNested(const ZorClassMetaData& desc) {
+        for (unsigned i = desc.getFieldCount(); i-- > 0;)
+            if (ZorAbstractMetaData* const nested = desc.getMetaData(i)) open.push_back(nested);
     }
 
     void traceAdding(const KEL_UC* kind, const ZorAbstractMetaData& desc,
@@ -125,6 +138,7 @@ class ZorRepository::Addition {
 
     ZorRepository& target;
     const unsigned level;
+    std::vector<ZorAbstractMetaData*> open;  ///< Referred to by what was collected, and not looked at yet.
     Entries<ZorRecordMetaData> structures;
     Entries<ZorFunctionMetaData> functions;
     Entries<ZorClassMetaData> classes;

@@ -86,6 +86,19 @@ TEST(Repository, ClassesBringTheirClassesAndStructures) {
     EXPECT_EQ(cache.getClassDescFromCache("ONE").get(), nullptr);
 }
 
+TEST(Repository, ChainsOfClassesMayBeLong) {
+    constexpr unsigned length = 50000;
+    ZorRepository cache("R");
+    ClassRef last = makeClass("0");
+    for (unsigned i = 1; i < length; ++i) {
+        ClassRef next = makeClass(std::to_string(i).c_str());
+        next->add("C", "A", *last, ZOR_CLASS_ATTRIBUTE_INSTANCE, false);
+        last = next;
+    }
+    cache.addClassDescToCache(*last);
+    EXPECT_TRUE(cache.getClassDescFromCache("0"));
+}
+
 TEST(Repository, TheFirstOfANameStays) {
     ZorRepository cache("R");
     RecordRef first = makeRow("ROW");
