@@ -27,6 +27,34 @@ size_t copyAscii(const void* src, void* dest, size_t size) noexcept {
 
 }  // namespace
 
+KEL_RAW UcToA7(KEL_UC character) noexcept {
+    return upTo(static_cast<KEL_RAW>(character), highestAscii);
+}
+
+void A7nToUcn(const KEL_RAW* src, KEL_UC* dest, size_t n) noexcept {
+    for (size_t i = 0; i < n; ++i)
+        dest[i] = static_cast<KEL_UC>(upTo(src[i], highestAscii));
+}
+
+bool UcnToA7nCheck(const KEL_UC* src, KEL_RAW* dest, size_t n) noexcept {
+    for (size_t i = 0; i < n; ++i) {
+        const auto character = static_cast<KEL_RAW>(src[i]);
+        if (character > highestAscii) return false;
+        dest[i] = character;
+    }
+    return true;
+}
+
+void A7nToE8nInPlace(KEL_RAW* bytes, size_t n) noexcept {
+    for (size_t i = 0; i < n; ++i)
+        bytes[i] = latin1ToE8[upTo(bytes[i], highestAscii)];
+}
+
+void E8nToA7nInPlace(KEL_RAW* bytes, size_t n) noexcept {
+    for (size_t i = 0; i < n; ++i)
+        bytes[i] = upTo(e8ToLatin1[bytes[i]], highestAscii);
+}
+
 void E8nToUcn(const KEL_RAW* src, KEL_UC* dest, size_t n) noexcept {
     for (size_t i = 0; i < n; ++i)
         dest[i] = static_cast<KEL_UC>(e8ToLatin1[src[i]]);
@@ -43,6 +71,16 @@ size_t A7sToUcs(const KEL_RAW* src, KEL_UC* dest, size_t size) noexcept {
 
 size_t UcsToA7sSubst(const KEL_UC* src, KEL_RAW* dest, size_t size) noexcept {
     return copyAscii(src, dest, size);
+}
+
+bool UcsToA7sCheck(const KEL_UC* src, KEL_RAW* dest, size_t size) noexcept {
+    size_t length = 0;
+    while (length + 1 < size && src[length] != 0 && static_cast<KEL_RAW>(src[length]) <= highestAscii) {
+        dest[length] = static_cast<KEL_RAW>(src[length]);
+        ++length;
+    }
+    dest[length] = 0;
+    return src[length] == 0;
 }
 
 size_t UcsToUtf8s(const KEL_UC* src, KEL_RAW* dest, size_t size) noexcept {

@@ -68,6 +68,29 @@ TEST(Flat, TerminatedTexts) {
         EXPECT_EQ(test.conversion(test.source, test.size), test.result) << (&test - cases);
 }
 
+TEST(Flat, SevenBits) {
+    EXPECT_EQ(UcToA7('z'), 'z');
+    EXPECT_EQ(UcToA7('\x80'), '#');
+    KEL_UC characters[3];
+    A7nToUcn(raw("a\x7F\x80"), characters, 3);
+    EXPECT_EQ(std::string(characters, 3), "a\x7F#");
+    KEL_RAW bytes[] = {'?', '?', '?', '?'};
+    EXPECT_TRUE(UcnToA7nCheck("a\x7F", bytes, 2));
+    EXPECT_FALSE(UcnToA7nCheck("b\x80z", bytes, 3));
+    EXPECT_EQ(std::memcmp(bytes, "b\x7F??", 4), 0);
+    EXPECT_TRUE(UcsToA7sCheck("abc", bytes, 4));
+    EXPECT_FALSE(UcsToA7sCheck("abc", bytes, 3));
+    EXPECT_EQ(std::memcmp(bytes, "ab", 3), 0);
+    EXPECT_FALSE(UcsToA7sCheck("x\xE4", bytes, 4));
+    EXPECT_EQ(std::memcmp(bytes, "x", 2), 0);
+    KEL_RAW text[] = {'A', '9', 0xE4};
+    A7nToE8nInPlace(text, 3);
+    EXPECT_EQ(std::memcmp(text, "\xC1\xF9\x7B", 3), 0);
+    text[2] = 0x43;  // a letter that isn't 7-bit
+    E8nToA7nInPlace(text, 3);
+    EXPECT_EQ(std::memcmp(text, "A9#", 3), 0);
+}
+
 TEST(Flat, Utf8Sequences) {
     const struct {
         std::string bytes;

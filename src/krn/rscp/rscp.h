@@ -83,7 +83,8 @@ int rscpCActivate(rscpCObj_t& self) noexcept;
  * behind the last whole character that was converted. RSCP_OK at the end of the input; RSCPETOOLONG when
  * the room doesn't take the next character; RSCPENOCONV on a character that can't be converted; RSCPEUNIQ
  * when the input ends within a character; RSCPEINVAL when input and output overlap or the converter isn't
- * active. A page with escape sequences begins and ends each conversion in ASCII; where a stop would fall
+ * active. The room behind what was written may have changed only if not all input was converted. A page with
+ * escape sequences begins and ends each conversion in ASCII; where a stop would fall
  * behind an escape sequence of its input, the pointers go back to before it.
  */
 int rscpCConvert(const rscpCObj_t& self, KEL_RAW** pp_out, KEL_RAW* p_outend, const KEL_RAW** pp_in,

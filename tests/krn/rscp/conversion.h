@@ -35,7 +35,11 @@ class Engine {
         const auto* in = reinterpret_cast<const KEL_RAW*>(source.data());
         const auto* const inStart = in;
         const int rc = rscpCConvert(object, &out, out + room, &in, in + source.size());
-        target.resize(static_cast<std::size_t>(out - outStart));
+        const auto written = static_cast<std::size_t>(out - outStart);
+        // A conversion that came to its end left the room behind it alone.
+        const bool untouched = target.find_first_not_of('?', written) == std::string::npos;
+        EXPECT_TRUE(untouched || rc != RSCP_OK);
+        target.resize(written);
         return {rc, target, static_cast<std::size_t>(in - inStart)};
     }
 

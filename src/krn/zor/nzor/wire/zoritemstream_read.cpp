@@ -109,12 +109,21 @@ void ZorItemStream::appendConverted(KEL_string& text, std::span<const KEL_RAW> u
     }
     auto* converter = ZorConverter::getConverter("4110", control.codepage.data(), control.ignoreConvErr,
                                                  control.substituteSymbol);
-    const size_t before = text.size();
-    text.resize(before + utf8.size());  // no character of a one-byte page needs more than its UTF-8 form
-    unsigned stored = static_cast<unsigned>(utf8.size());
-    converter->convert(utf8.data(), static_cast<unsigned>(utf8.size()),
-                       reinterpret_cast<KEL_RAW*>(text.data() + before), &stored, nullptr);
-    text.resize(before + stored);
+    // Most pages need no more than UTF-8 does. Where one needs more, four bytes are enough for each that is
+    // left.
+    constexpr size_t longestForm = 4;
+    const KEL_RAW* in = utf8.data();
+    const KEL_RAW* const inEnd = in + utf8.size();
+    size_t used = text.size();
+    text.resize(used + utf8.size());
+    for (int rc = ZorConverter::outputFull; rc == ZorConverter::outputFull;) {
+        auto* const room = reinterpret_cast<KEL_RAW*>(text.data());
+        KEL_RAW* out = room + used;
+        rc = converter->convert(in, inEnd, out, room + text.size());
+        used = static_cast<size_t>(out - room);
+        text.resize(rc == ZorConverter::outputFull ? used + longestForm * static_cast<size_t>(inEnd - in)
+                                                   : used);
+    }
 }
 
 void ZorItemStream::readZorUTF8Chars(KEL_string& text, unsigned length) {

@@ -80,6 +80,11 @@ TEST(ZorConverter, PairsModesAndRoom) {
         {"0100", "1100", 0, "\xC1\xA9\xF0\xF9\x40\x43\x4A", 8, 0, "Az09 \xE4[", 0},
         {"0100", "1100", 0, "\xC1\xC2", 1, 32, "A", 1},
         {"1100", "4110", 0, "", 0, 0, "", 0},
+        // Between Unicode forms mode 2 takes control characters for missing ones; above it they convert.
+        {"4110", "4120", 2, "a\tb", 8, 0, "a#b", 0},
+        {"4110", "4120", 3, "a\tb\xFF", 8, 0, "a\tb#", 0},
+        {"4110", "8000", 0, "\xE6\x97\xA5", 1, 32, "", 3},
+        {"4110", "8000", 0, "\xE6\x97\xA5", 2, 0, "\x93\xFA", 0},
     };
     for (const auto& test : cases) {
         const auto result =
@@ -143,6 +148,35 @@ TEST(ZorConverter, SizesOfTexts) {
                                                 "b",
                                                 3),
               5u);
+}
+
+// With every room from none to enough: either the text and its terminator, or a size that suffices.
+TEST(ZorConverter, TextsInEveryRoom) {
+    const std::string utf8 = "a\xC3\xA4\xE2\x82\xACz";
+    const std::string local =
+        "a\xE4"
+        "z\xFF";
+    const auto into = [](const std::string& result, const auto& convert) {
+        for (unsigned room = 0; room <= result.size() + 2; ++room) {
+            std::string target(room, '?');
+            unsigned size = room;
+            unsigned length = 99;
+            const ZOR_RC rc = convert(target, size, length);
+            const bool fits = room > result.size();
+            ASSERT_EQ(rc, fits ? ZOR_OK : ZOR_BUFFER_TOO_SMALL) << room;
+            ASSERT_EQ(length, fits ? result.size() : 0u) << room;
+            EXPECT_TRUE(!fits || target.substr(0, length + 1) == result + '\0') << room;
+            EXPECT_TRUE(fits || size > result.size()) << room;
+        }
+    };
+    into("a\xE4#z", [&](std::string& target, unsigned& size, unsigned& length) {
+        return ZorConverter::utf8Tokeluc(nullptr, reinterpret_cast<const KEL_RAW*>(utf8.data()), 7,
+                                         target.data(), &size, &length);
+    });
+    into("a\xC3\xA4z\xC3\xBF", [&](std::string& target, unsigned& size, unsigned& length) {
+        return ZorConverter::kelucToutf8(nullptr, local.data(), 4, reinterpret_cast<KEL_RAW*>(target.data()),
+                                         &size, &length);
+    });
 }
 
 double fromBytes(const std::vector<KEL_RAW>& bytes, int intFormat, int floatFormat) {
