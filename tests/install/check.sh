@@ -10,7 +10,7 @@ trap 'rm -rf "$scratch"' EXIT
 cmake --install "$build" --prefix "$scratch/staged" >/dev/null
 mv "$scratch/staged" "$scratch/prefix"
 lib=$scratch/prefix/$libdir
-[ -e "$lib/libkelzorcm.so.7" ] || { ls "$lib" && exit 1; }
+[ -e "$lib/libkelzorcm.so.7" ] && [ -e "$lib/libicudecnumber.so" ] || { ls "$lib" && exit 1; }
 
 export PKG_CONFIG_PATH=$lib/pkgconfig
 # shellcheck disable=SC2046  # flags are several words

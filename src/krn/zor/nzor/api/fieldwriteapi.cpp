@@ -20,6 +20,14 @@ ZOR_RC writeBuffer(const FieldCall& call, Key key, const Character* value, unsig
         [&] { traceBuffer(call, key, value, length); });
 }
 
+/** Writes text by index: to a CHAR field at once, to all else in the frame. */
+ZOR_RC writeIndexedText(FieldCall call, unsigned index, const KEL_UC* value, unsigned length) {
+    ZorRecord* const record = quietRecord(call.handle);
+    if (record != nullptr && value != nullptr && record->setPlainText(index, value, length)) [[likely]]
+        return plainDone(call.errorInfo);
+    return writeBuffer(call, ByIndex{index}, value, length, ZORTYPE_CHAR);
+}
+
 /** Writes a number; the format shows it. Out of line as the reading is. */
 template <class Key, class Value>
 [[gnu::noinline]] ZOR_RC writeNumber(const KEL_UC* function, DATA_CONTAINER_HANDLE handle, Key key,
@@ -74,7 +82,7 @@ ZOR_RC ZorSetChars(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, const Z
 
 ZOR_RC ZorSetCharsByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, const ZOR_CHAR* value,
                           unsigned length, ZOR_ERROR_INFO* errorInfo) {
-    return writeBuffer({__func__, dataHandle, errorInfo}, ByIndex{index}, value, length, ZORTYPE_CHAR);
+    return writeIndexedText({__func__, dataHandle, errorInfo}, index, value, length);
 }
 
 ZOR_RC ZorSetNum(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, const ZOR_NUM* value, unsigned length,
@@ -116,7 +124,7 @@ ZOR_RC ZorSetString(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, const 
 
 ZOR_RC ZorSetStringByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, const KEL_UC* value,
                            unsigned length, ZOR_ERROR_INFO* errorInfo) {
-    return writeBuffer({__func__, dataHandle, errorInfo}, ByIndex{index}, value, length, ZORTYPE_CHAR);
+    return writeIndexedText({__func__, dataHandle, errorInfo}, index, value, length);
 }
 
 ZOR_RC ZorSetBytes(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, const ZOR_BYTE* value,

@@ -160,7 +160,7 @@ class ZorRecord {
     static void initDecfloatLib();
     /** @} */
 
-    /** @name Plain numbers
+    /** @name Plain values
      * The commonest access, without a call: a field that holds the caller's type in full. False, with
      * nothing done, for all else, failures included; `getValue` and `setValue` then know what it is.
      */
@@ -177,6 +177,17 @@ class ZorRecord {
         KEL_RAW* const addr = plainNumber<T>(index);
         if (addr == nullptr) return false;
         std::memcpy(addr, &value, sizeof value);
+        if (slots != nullptr) *slots[index].active = true;
+        return true;
+    }
+    /** Text to a CHAR field: cut, or filled up with blanks; `value` isn't null. */
+    bool setPlainText(unsigned index, const KEL_CHAR* value, unsigned length) noexcept {
+        KEL_RAW* addr = nullptr;
+        const ZorFieldTypeBase* const field = knownField(index, addr);
+        if (field == nullptr || field->type != ZORTYPE_CHAR) return false;
+        const unsigned used = length < field->length1 ? length : field->length1;
+        std::memcpy(addr, value, used);
+        if (used < field->length1) std::memset(addr + used, ' ', field->length1 - used);
         if (slots != nullptr) *slots[index].active = true;
         return true;
     }
@@ -249,15 +260,24 @@ class ZorRecord {
         return field.type == zorTypeOf<T> && field.length1 >= sizeof(T);
     }
 
+    /** A field and its place; null if it doesn't exist, or if its place isn't known without `locate`. */
+    const ZorFieldTypeBase* knownField(unsigned index, KEL_RAW*& addr) const noexcept {
+        if (index >= fieldCount) return nullptr;
+        if (block != nullptr) {
+            addr = block + blockFields[index].offset1;
+            return &blockFields[index];
+        }
+        if (slots == nullptr) return nullptr;
+        addr = slots[index].addr;
+        return &slots[index].field;
+    }
+
     /** Where a field holds a plain number; null if it doesn't, or if that isn't known without `locate`. */
     template <class T>
     KEL_RAW* plainNumber(unsigned index) const noexcept {
-        if (index >= fieldCount) return nullptr;
-        if (block != nullptr) {
-            const ZorRecordFieldType& field = blockFields[index];
-            return holds<T>(field) ? block + field.offset1 : nullptr;
-        }
-        return slots != nullptr && holds<T>(slots[index].field) ? slots[index].addr : nullptr;
+        KEL_RAW* addr = nullptr;
+        const ZorFieldTypeBase* const field = knownField(index, addr);
+        return field != nullptr && holds<T>(*field) ? addr : nullptr;
     }
 
     std::uint16_t mark = liveMark;
