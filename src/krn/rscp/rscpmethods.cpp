@@ -94,6 +94,19 @@ template <class From, class To>
         out += done * To::unit;
         if (any != 0) return;
     }
+    // Eight at once, while they are ASCII: a field rarely ends with a block.
+    if constexpr (From::unit == 1 && To::unit == 1) {
+        std::uint64_t word = 0;
+        if (codes == nullptr && count >= sizeof word) {
+            std::memcpy(&word, in, sizeof word);
+            if ((word & 0x8080808080808080) == 0) {
+                std::memcpy(out, &word, sizeof word);
+                in += sizeof word;
+                out += sizeof word;
+                count -= sizeof word;
+            }
+        }
+    }
     for (; count > 0; --count) {
         const KEL_UINT unit = From::get(in);
         if (unit >= 0x80) return;
@@ -253,6 +266,9 @@ int rscpConvertCharacters(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
 rscpMethod rscpMethodBetween(const RscpPage& in, const RscpPage& out) noexcept {
     if (in.major() == KELCCNLS_JIS) return rscpFromJis;
     if (out.major() == KELCCNLS_JIS) return rscpToJis;
-    const rscpMethod quick = rscpSingleByteMethod(in, out);
-    return quick != nullptr ? quick : rscpConvertCharacters;
+    if (const rscpMethod quick = rscpSingleByteMethod(in, out)) return quick;
+    return rscpWithForm(in.major(), [&out]<class From>() {
+        return rscpWithForm(out.major(),
+                            []<class To>() -> rscpMethod { return convertCharacters<From, To>; });
+    });
 }

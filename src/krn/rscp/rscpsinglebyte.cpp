@@ -10,12 +10,14 @@
 namespace {
 
 constexpr size_t blockSize = 16;
+constexpr size_t halfBlock = blockSize / 2;
 
 /** Bytes that all have a counterpart; returns how many. */
 size_t convertRun(const rscpCObj_t& self, const KEL_RAW* in, KEL_RAW* out, size_t count) noexcept {
     const KEL_RAW* const table = self.ccci_table;
     size_t done = 0;
     if (self.ccci_complete) {
+#pragma GCC unroll 8
         for (; done < count; ++done)
             out[done] = table[in[done]];
         return done;
@@ -39,12 +41,15 @@ int convertByTable(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
     return RSCP_OK;
 }
 
-/** Whether a block of bytes is ASCII. */
-bool isAsciiBlock(const KEL_RAW* in) noexcept {
-    std::uint64_t words[blockSize / 8];
+/** Whether a number of bytes is ASCII. */
+template <size_t count>
+bool isAscii(const KEL_RAW* in) noexcept {
+    std::uint64_t words[count / 8];
     std::memcpy(words, in, sizeof words);
-    constexpr std::uint64_t topBits = 0x8080808080808080;
-    return ((words[0] | words[1]) & topBits) == 0;
+    std::uint64_t all = 0;
+    for (const std::uint64_t word : words)
+        all |= word;
+    return (all & 0x8080808080808080) == 0;
 }
 
 /** To UTF-8: each byte has its sequence ready, in a word with the length as its last byte. */
@@ -57,14 +62,20 @@ void toUtf8(const RscpPage& page, RscpCursor& cursor) noexcept {
     // too much, or the conversion fails.
     while (cursor.inEnd - in >= static_cast<std::ptrdiff_t>(blockSize + rscpLongestCode) &&
            cursor.outEnd - out >= static_cast<std::ptrdiff_t>(blockSize * rscpLongestCode)) {
-        if (ascii && isAsciiBlock(in)) {
+        if (ascii && isAscii<blockSize>(in)) {
             std::memcpy(out, in, blockSize);
             in += blockSize;
             out += blockSize;
             continue;
         }
-        const KEL_RAW* const blockEnd = in + blockSize;
-        for (; in != blockEnd; ++in) {
+        if (ascii && isAscii<halfBlock>(in)) {
+            std::memcpy(out, in, halfBlock);
+            in += halfBlock;
+            out += halfBlock;
+            continue;
+        }
+        const KEL_RAW* const end = in + halfBlock;
+        for (; in != end; ++in) {
             const KEL_RAW* const sequence = sequences[*in];
             std::memcpy(out, sequence, rscpLongestCode);
             const KEL_RAW length = sequence[rscpLongestCode - 1];
@@ -72,7 +83,7 @@ void toUtf8(const RscpPage& page, RscpCursor& cursor) noexcept {
                 break;
             out += length;
         }
-        if (in != blockEnd) break;
+        if (in != end) break;
     }
     cursor.in = in;
     cursor.out = out;
