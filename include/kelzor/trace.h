@@ -16,6 +16,22 @@ extern "C" {
 #endif
 
 /**
+ * Sets a trace level: that of a connection, of a destination of kelzor.ini, of both, or, without either,
+ * the global level that all others start from.
+ *
+ * A level below ZOR_MINIMUM_TRACE_LEVEL of the configuration is passed over with a line in the log, and the
+ * result is ZOR_OK all the same. A failing call changes no level.
+ *
+ * @param connection an open connection, used by no other thread at the moment, or NULL.
+ * @param destination name of a destination, or NULL.
+ * @param traceLevel 0 (silent), 1 (calls), 2 (inner operations), 3 (fields and dumps); above counts as 3.
+ * @return ZOR_INVALID_HANDLE for a connection that isn't open, ZOR_INVALID_PARAMETER for a destination that
+ *         isn't known: correct the program.
+ */
+KELZOR_API ZOR_RC ZorSetTraceLevel(ZOR_CONNECTION_HANDLE connection, KEL_UC* destination, unsigned traceLevel,
+                                   ZOR_ERROR_INFO* errorInfo);
+
+/**
  * Sets how trace files are opened, and closes those that are open.
  *
  * @param traceEncoding begins with "UTF-16", "UTF-8" or "DEFAULT".

@@ -44,6 +44,23 @@ TEST_F(TraceTest, aFailedCallCanBeReadFromTheTrace) {
         EXPECT_NE(trace.find(part), std::string::npos) << part << "\nin\n" << trace;
 }
 
+TEST_F(TraceTest, theLevelOfAConnectionIsItsOwn) {
+    const ZOR_CONNECTION_HANDLE loud = connect();
+    const ZOR_CONNECTION_HANDLE quiet = connect();
+    ASSERT_EQ(ZorSetTraceLevel(loud, nullptr, 1, &error), ZOR_OK) << error.message;
+    std::string nowhere = "NOWHERE";
+    EXPECT_EQ(ZorSetTraceLevel(loud, nowhere.data(), 3, &error), ZOR_INVALID_PARAMETER);
+    for (const ZOR_CONNECTION_HANDLE connection : {loud, quiet})
+        EXPECT_EQ(ZorPing(connection, &error), ZOR_OK) << error.message;
+    const std::string trace = written();
+    EXPECT_EQ(trace.find(">> ZorPing\n"), trace.rfind(">> ZorPing\n"));
+    EXPECT_NE(trace.find("<< ZorPing returned ZOR_OK\n"), trace.npos);
+    EXPECT_EQ(trace.find("HEXDUMP"), trace.npos) << "a failed call left the level at 1";
+    EXPECT_NE(trace.find("Changing trace level: handle " + std::to_string(std::uintptr_t(loud)) +
+                         " / destination NULL / level 1\n"),
+              trace.npos);
+}
+
 TEST_F(TraceTest, thePasswordStandsNowhere) {
     const std::string password = "Very-Secret-17";
     error = {};

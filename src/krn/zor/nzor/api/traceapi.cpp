@@ -2,9 +2,10 @@
 
 #include <kelzor/trace.h>
 
+#include <algorithm>
 #include <string_view>
 
-#include "api/frame.h"
+#include "api/connectionframe.h"
 #include "error/zorexception.h"
 #include "trace/zortrace.h"
 #include "trace/zortracefunctions.h"
@@ -37,6 +38,37 @@ bool byThread(std::string_view type) {
     return type == "THREAD";
 }
 
+constexpr unsigned highestTraceLevel = 3;
+
+/** A handle as the trace shows it. */
+unsigned long long handleNumber(ZOR_CONNECTION_HANDLE handle) noexcept {
+    return reinterpret_cast<std::uintptr_t>(handle);
+}
+
+/** What is asked for but isn't allowed is told to the log only: the caller goes on as it is. */
+bool levelDenied(unsigned long long handle, const KEL_UC* destination, unsigned level) noexcept {
+    const unsigned minimum = ZorConfig::getMinimumTraceLevel();
+    if (level >= minimum) return false;
+    ZorLogWrite(
+        "Changing trace level denied, since requested trace level is smaller than minimum trace level: "
+        "handle %llu / destination %s / level %u / minimum level %u\n",
+        handle, destination, level, minimum);
+    return true;
+}
+
+void setGlobalLevel(unsigned level) noexcept {
+    const unsigned old = ZorConfig::getGlobalTraceLevel();
+    if (old > 0) ZorTraceWrite("Changing global trace level from %u to %u\n", old, level);
+    ZorConfig::setGlobalTraceLevel(level);
+}
+
+void setDestinationLevel(const KEL_UC* destination, unsigned level) {
+    if (ZorConfig::getGlobalTraceLevel() > 0)
+        ZorTraceWrite("Changing trace level for destination %s from %u to %u\n", destination,
+                      ZorConfig::getDestinationTraceLevel(destination), level);
+    ZorConfig::setDestinationTraceLevel(destination, level);
+}
+
 /** The level of a function whose opening and closing lines are written always. */
 struct EveryLevel {
     static constexpr unsigned threshold = callThreshold;
@@ -44,6 +76,29 @@ struct EveryLevel {
 };
 
 }  // namespace
+
+ZOR_RC ZorSetTraceLevel(ZOR_CONNECTION_HANDLE connection, KEL_UC* destination, unsigned traceLevel,
+                        ZOR_ERROR_INFO* errorInfo) {
+    ZorConnection* const found = ZorConnection::getConnectionFromHandle(connection);
+    return guarded(__func__, errorInfo, ConnectionLevel{found}, checks(), [&]() -> ZOR_RC {
+        const unsigned level = std::min(traceLevel, highestTraceLevel);
+        const unsigned long long handle = handleNumber(connection);
+        const KEL_UC* const shown = destination != nullptr ? destination : "NULL";
+        if (levelDenied(handle, shown, level)) return ZOR_OK;
+        ZorLogWrite("Changing trace level: handle %llu / destination %s / level %u\n", handle, shown, level);
+        if (connection == nullptr && destination == nullptr) setGlobalLevel(level);
+        if (connection != nullptr && found == nullptr)
+            return setErrorInfo(errorInfo, ZOR_INVALID_HANDLE, EXTERNAL_RUNTIME_FAILURE, "ZOR_INVALID_HANDLE",
+                                "An invalid handle was passed to the API call");
+        if (found != nullptr && ZorConfig::getGlobalTraceLevel() > 0)
+            ZorTraceWrite("Changing trace level for handle %llu from %u to %u\n", handle,
+                          found->getTraceLevel(), level);
+        if (destination != nullptr) setDestinationLevel(destination, level);
+        // Last, so that an unknown destination leaves the connection as it was.
+        if (found != nullptr) found->setTraceLevel(level, false);
+        return ZOR_OK;
+    });
+}
 
 ZOR_RC ZorSetTraceEncoding(KEL_UC* traceEncoding, ZOR_ERROR_INFO* errorInfo) {
     const auto needed = checks(Required{traceEncoding, "traceEncoding"});

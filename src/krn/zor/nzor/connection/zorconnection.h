@@ -50,6 +50,8 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     void ping();
     void getZorAttributes(ZOR_ATTRIBUTES& attributes) const;
     unsigned getTraceLevel() const noexcept { return traceLevel; }
+    /** Level of the connection and its driver. One that the partner asked for is taken only if allowed. */
+    void setTraceLevel(unsigned level, bool exported) noexcept;
 
     /** Reads the answer to what was sent, serving calls of the partner in between; NULL reads no data. */
     void zorReceive(ZorFunction* function);
@@ -87,7 +89,7 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     void parseFreeText(const KEL_RAW* data, unsigned length);
     void throwZorErrorMsg() override { raiseCollectedError(); }
     void leaveConnectionList() noexcept override;
-    void acceptTraceLevel(unsigned level) noexcept override;
+    void acceptTraceLevel(unsigned level) noexcept override { setTraceLevel(level, true); }
 
     unsigned traceLevel;
     bool listed = false;               ///< In the list; changed under its lock only.

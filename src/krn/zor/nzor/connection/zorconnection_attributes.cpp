@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "config/zorconfig.h"
 #include "connection/zorconnection.h"
 #include "driver/cpicconnection.h"
 #include "krn/rscp/rscplanguage.h"
@@ -72,7 +73,8 @@ KEL_string ZorConnection::traceCodepage() const {
     return KEL_string(control.codepage.view());
 }
 
-void ZorConnection::acceptTraceLevel(unsigned level) noexcept {
+void ZorConnection::setTraceLevel(unsigned level, bool exported) noexcept {
+    if (exported && !ZorConfig::getAcceptExportedTrace()) return;
     traceLevel = level;
     cpic_tcp->traceLevel = level;
 }

@@ -160,6 +160,53 @@ TEST_F(LibraryApi, TraceSettings) {
     ZorConfig::setTraceType(true);
 }
 
+TEST_F(LibraryApi, TraceLevelOfDestinationAndProcess) {
+    configure("DEFAULT\nZOR_MINIMUM_TRACE_LEVEL=1\n\nDEST=QB1\nASHOST=h\nTRACE=2\n");
+    int foreign = 0;
+    const auto closed = reinterpret_cast<ZOR_CONNECTION_HANDLE>(&foreign);
+    const struct {
+        ZOR_CONNECTION_HANDLE connection;
+        const char* destination;
+        unsigned level;
+        ZOR_RC rc;
+        const char* message;
+        unsigned global, ofDestination;  ///< What holds afterwards.
+    } cases[] = {
+        {nullptr, nullptr, 0, ZOR_OK, "", 0, 2},
+        {closed, "nowhere", 0, ZOR_OK, "", 0, 2},
+        {nullptr, "QB1", 3, ZOR_OK, "", 0, 3},
+        {nullptr, nullptr, 2, ZOR_OK, "", 2, 3},
+        {nullptr, nullptr, 70000, ZOR_OK, "", 3, 3},
+        {nullptr, "QB1", 1, ZOR_OK, "", 3, 1},
+        {nullptr, "qb1", 2, ZOR_INVALID_PARAMETER, "Destination does not exist", 3, 1},
+        {closed, "QB1", 2, ZOR_INVALID_HANDLE, "An invalid handle was passed to the API call", 3, 1},
+    };
+    for (const auto& test : cases) {
+        ZOR_ERROR_INFO info{};
+        std::string name = test.destination != nullptr ? test.destination : "";
+        EXPECT_EQ(ZorSetTraceLevel(test.connection, test.destination != nullptr ? name.data() : nullptr,
+                                   test.level, &info),
+                  test.rc);
+        EXPECT_STREQ(info.message, test.message);
+        EXPECT_EQ(ZorConfig::getGlobalTraceLevel(), test.global) << name << test.level;
+        EXPECT_EQ(ZorConfig::getDestinationTraceLevel("QB1"), test.ofDestination) << name << test.level;
+    }
+    const std::string log = readFile(directory / "dev_zor.trc");
+    for (const char* line :
+         {"Changing trace level denied, since requested trace level is smaller than minimum "
+          "trace level: handle 0 / destination NULL / level 0 / minimum level 1\n\n",
+          "Changing trace level: handle 0 / destination QB1 / level 3\n\n",
+          "Changing trace level: handle 0 / destination NULL / level 3\n\n"})
+        EXPECT_NE(log.find(line), log.npos) << line << "in\n" << log;
+    const std::string trace = readFile(directory / ZorTrace::getFileName());
+    EXPECT_NE(trace.find(">> ZorSetTraceLevel\nChanging trace level for destination QB1 from 3 to 1\n\n"
+                         "<< ZorSetTraceLevel returned ZOR_OK\n\n"),
+              trace.npos);
+    EXPECT_EQ(trace.find("Changing global trace level from 0"), trace.npos) << "the old level was silent";
+    EXPECT_NE(trace.find("Changing global trace level from 2 to 3\n\n"), trace.npos);
+    configure("DEFAULT\nZOR_MINIMUM_TRACE_LEVEL=0\n");
+}
+
 TEST_F(LibraryApi, TraceDirectoryTakesTheFilesAlong) {
     std::filesystem::create_directory(directory / "logs");
     std::string name = "logs";

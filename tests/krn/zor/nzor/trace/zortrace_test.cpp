@@ -1,6 +1,8 @@
 #include "trace/zortrace.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -180,6 +182,24 @@ TEST_F(ZorTraceTest, WhatCannotBeWrittenIsLostInSilence) {
     fs::remove(ownFile());
     ZorTraceWrite("into a file without a name");
     EXPECT_FALSE(fs::exists(ownFile()));
+}
+
+TEST_F(ZorTraceTest, AFullDiskCostsTheLinesAndNothingElse) {
+    // A limit on the size of files fails a write where a full disk would, in the middle of a line.
+    ZorTraceWrite("before");
+    struct rlimit old {};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
+    const auto oldHandler = ::signal(SIGXFSZ, SIG_IGN);
+    const struct rlimit full { fs::file_size(ownFile()) + 3, old.rlim_max };
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+    errno = ENOENT;
+    ZorTraceWrite("while full");
+    ZorLogWrite("%s", std::string(1000, 'x').c_str());
+    EXPECT_EQ(errno, ENOENT);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &old), 0);
+    (void)::signal(SIGXFSZ, oldHandler);
+    ZorTraceWrite("after");
+    EXPECT_EQ(body(ownFile()), "before\nwhiafter\n");
 }
 
 TEST_F(ZorTraceTest, ManyThreadsKeepTheirFilesApart) {
