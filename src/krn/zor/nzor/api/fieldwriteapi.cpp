@@ -20,12 +20,22 @@ ZOR_RC writeBuffer(const FieldCall& call, Key key, const Character* value, unsig
         [&] { traceBuffer(call, key, value, length); });
 }
 
-/** Writes text by index: to a CHAR field at once, to all else in the frame. */
-ZOR_RC writeIndexedText(FieldCall call, unsigned index, const KEL_UC* value, unsigned length) {
-    ZorRecord* const record = quietRecord(call.handle);
-    if (record != nullptr && value != nullptr && record->setPlainText(index, value, length)) [[likely]]
-        return plainDone(call.errorInfo);
-    return writeBuffer(call, ByIndex{index}, value, length, ZORTYPE_CHAR);
+/** Writes text in the frame. Out of line as the reading of numbers is. */
+template <class Key>
+[[gnu::noinline]] ZOR_RC writeAnyText(const KEL_UC* function, DATA_CONTAINER_HANDLE handle, Key key,
+                                      const KEL_UC* value, unsigned length, ZOR_ERROR_INFO* errorInfo) {
+    return writeBuffer({function, handle, errorInfo}, key, value, length, ZORTYPE_CHAR);
+}
+
+/** Writes text: to a CHAR field at once, to all else in the frame. */
+template <class Key>
+ZOR_RC writeText(const KEL_UC* function, DATA_CONTAINER_HANDLE handle, Key key, const KEL_UC* value,
+                 unsigned length, ZOR_ERROR_INFO* errorInfo) {
+    ZorRecord* const record = quietRecord(handle);
+    if (record != nullptr && value != nullptr && record->setPlainText(key.findIn(*record), value, length))
+        [[likely]]
+        return plainDone(errorInfo);
+    return writeAnyText(function, handle, key, value, length, errorInfo);
 }
 
 /** Writes a number; the format shows it. Out of line as the reading is. */
@@ -77,12 +87,12 @@ ZOR_RC writeChild(const FieldCall& call, Key key, DATA_CONTAINER_HANDLE value, Z
 
 ZOR_RC ZorSetChars(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, const ZOR_CHAR* value,
                    unsigned length, ZOR_ERROR_INFO* errorInfo) {
-    return writeBuffer({__func__, dataHandle, errorInfo}, ByName{name}, value, length, ZORTYPE_CHAR);
+    return writeText(__func__, dataHandle, ByName{name}, value, length, errorInfo);
 }
 
 ZOR_RC ZorSetCharsByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, const ZOR_CHAR* value,
                           unsigned length, ZOR_ERROR_INFO* errorInfo) {
-    return writeIndexedText({__func__, dataHandle, errorInfo}, index, value, length);
+    return writeText(__func__, dataHandle, ByIndex{index}, value, length, errorInfo);
 }
 
 ZOR_RC ZorSetNum(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, const ZOR_NUM* value, unsigned length,
@@ -119,12 +129,12 @@ ZOR_RC ZorSetTimeByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, const
 
 ZOR_RC ZorSetString(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, const KEL_UC* value,
                     unsigned length, ZOR_ERROR_INFO* errorInfo) {
-    return writeBuffer({__func__, dataHandle, errorInfo}, ByName{name}, value, length, ZORTYPE_CHAR);
+    return writeText(__func__, dataHandle, ByName{name}, value, length, errorInfo);
 }
 
 ZOR_RC ZorSetStringByIndex(DATA_CONTAINER_HANDLE dataHandle, unsigned index, const KEL_UC* value,
                            unsigned length, ZOR_ERROR_INFO* errorInfo) {
-    return writeIndexedText({__func__, dataHandle, errorInfo}, index, value, length);
+    return writeText(__func__, dataHandle, ByIndex{index}, value, length, errorInfo);
 }
 
 ZOR_RC ZorSetBytes(DATA_CONTAINER_HANDLE dataHandle, const KEL_UC* name, const ZOR_BYTE* value,

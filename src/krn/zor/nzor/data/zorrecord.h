@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "data/zorcopyshort.h"
 #include "error/zorexception.h"
 #include "meta/zorclassmetadata.h"
 
@@ -186,7 +187,7 @@ class ZorRecord {
         const ZorFieldTypeBase* const field = knownField(index, addr);
         if (field == nullptr || field->type != ZORTYPE_CHAR) return false;
         const unsigned used = length < field->length1 ? length : field->length1;
-        std::memcpy(addr, value, used);
+        zorCopyShort(addr, value, used);
         if (used < field->length1) std::memset(addr + used, ' ', field->length1 - used);
         if (slots != nullptr) *slots[index].active = true;
         return true;

@@ -56,12 +56,20 @@ class ZorNameIndex {
         return piece;
     }
 
-    /** A name shorter than a piece. */
+    /** A name shorter than a piece; of one length no two names give the same number. */
     static uint64_t shortPiece(std::string_view name) noexcept {
-        uint64_t piece = 0;
-        for (const char c : name)
-            piece = piece << 8 | static_cast<unsigned char>(c);
-        return piece;
+        constexpr size_t half = pieceSize / 2;
+        uint32_t first = 0;
+        uint32_t last = 0;
+        if (name.size() >= half) {
+            std::memcpy(&first, name.data(), half);
+            std::memcpy(&last, name.data() + name.size() - half, half);
+        } else if (!name.empty()) {
+            const auto character = [&name](size_t at) { return static_cast<unsigned char>(name[at]); };
+            first = character(0) | static_cast<uint32_t>(character(name.size() / 2)) << 8;
+            last = character(name.size() - 1);
+        }
+        return uint64_t{last} << 32 | first;
     }
 
     /**
@@ -88,7 +96,7 @@ class ZorNameIndex {
     /** Compares in the same steps: names are too short for a call of the library's comparison to pay. */
     static bool equal(std::string_view one, std::string_view other) noexcept {
         if (one.size() != other.size()) return false;
-        if (one.size() < pieceSize) return one == other;
+        if (one.size() < pieceSize) return shortPiece(one) == shortPiece(other);
         const size_t last = one.size() - pieceSize;
         for (size_t at = 0; at < last; at += pieceSize)
             if (pieceAt(one.data() + at) != pieceAt(other.data() + at)) return false;

@@ -246,4 +246,25 @@ TEST(ZorFunction, ParametersHoldValuesAndChildren) {
               "NUM of type ZORTYPE_NUM cannot be converted to type ZOR_TABLE_HANDLE");
 }
 
+// Short copies go in overlapping pieces of their own.
+TEST(PlainText, ofEveryLengthIsCutOrFilledUp) {
+    constexpr unsigned widest = 150;
+    std::string text;
+    for (unsigned i = 0; i < widest; ++i)
+        text += static_cast<char>('0' + i % 75);
+    for (unsigned width : {1u, 15u, 16u, 17u, 40u, 127u, 128u, 129u}) {
+        OwnStructure record({{"TEXT", ZORTYPE_CHAR, width}, {"NEXT", ZORTYPE_CHAR, 1}});
+        setText(record, 1, "x");
+        for (unsigned length = 0; length <= widest; ++length) {
+            ASSERT_TRUE(record.setPlainText(0, text.data(), length));
+            std::string expected = text.substr(0, length);
+            expected.resize(width, ' ');
+            KEL_CHAR stored[widest];
+            record.getValue(0, stored, width, ZORTYPE_CHAR, nullptr);
+            ASSERT_EQ(std::string(stored, width), expected) << width << " " << length;
+        }
+        EXPECT_EQ(getText(record, 1), "x");
+    }
+}
+
 }  // namespace
