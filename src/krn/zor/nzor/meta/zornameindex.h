@@ -23,8 +23,14 @@ class ZorNameIndex {
             size *= 2;
         std::vector<Slot> old(size);
         old.swap(slots);
-        for (const Slot& slot : old)
-            if (slot.position != notFound) place(slot);
+        // From behind a free slot on, so that equal names stay in their order where a run of slots goes
+        // round the end.
+        size_t start = 0;
+        while (start < old.size() && old[start].position != notFound)
+            ++start;
+        for (size_t i = 0; i < old.size(); ++i)
+            if (const Slot& slot = old[(start + i) & (old.size() - 1)]; slot.position != notFound)
+                place(slot);
     }
 
     /** Adds a name for which room was made. Of equal names the first one added is found. */
