@@ -18,8 +18,9 @@ class ZorUbixObject : public ZorStructure {
     ZorUbixObject(const ZorUbixObject& other) : ZorStructure(other), initialized(other.initialized) {}
     /** Becomes a deep copy of the other, of its class too. On failure the object is unchanged. */
     ZorUbixObject& operator=(const ZorUbixObject& other) {
+        const bool filled = other.initialized;  // read first: the other may be part of what goes
         ZorStructure::operator=(other);
-        initialized = other.initialized;
+        initialized = filled;
         return *this;
     }
 
