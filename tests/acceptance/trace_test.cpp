@@ -84,6 +84,19 @@ TEST_F(TraceTest, thePasswordStandsNowhere) {
     EXPECT_EQ(trace.find(hex), std::string::npos);
 }
 
+TEST_F(TraceTest, theTransportTellsWhatFailed) {
+    ASSERT_EQ(ZorSetCpicTraceLevel(1, &error), ZOR_OK);
+    const std::string password = "Very-Secret-17";
+    EXPECT_EQ(open(logon({{"GWSERV", "01"}, {"PASSWD", password}}), error), nullptr);
+    EXPECT_EQ(error.code, ZOR_COMMUNICATION_FAILURE);
+    EXPECT_EQ(ZorSetCpicTraceLevel(0, &error), ZOR_OK);
+    const std::string trace = written();
+    for (const char* part :
+         {"] ***LOG Q0I=> NiIConnect", "(111: Connection refused) [ni", "\n*  ERROR       partner '"})
+        EXPECT_NE(trace.find(part), std::string::npos) << part << "\nin\n" << trace;
+    EXPECT_EQ(trace.find("Very-Secret"), std::string::npos);
+}
+
 TEST_F(TraceTest, withoutATraceLevelNothingIsWritten) {
     const ZOR_CONNECTION_HANDLE connection = connect();
     Function function("ECHO_TEN_SCALARS");

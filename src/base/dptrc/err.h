@@ -12,6 +12,8 @@
 #include <span>
 #include <string_view>
 
+#include "base/dptrc/dptrc.h"
+
 /** Results of the functions below; 0 is success. */
 enum ERR_RC : int {
     ERR_OK = 0,
@@ -61,7 +63,10 @@ inline constexpr std::size_t ERR_TEXT_MAX = 683;
 int ErrSet(const KEL_CHAR* component, int version, const KEL_CHAR* module, int line,
            const KEL_CHAR* shortFormat, int rc, const KEL_CHAR* detailFormat, ...) noexcept;
 
-/** The same with the system call that failed and its errno; the arguments are those of the detail. */
+/**
+ * The same with the system call that failed and its errno; the arguments are those of the detail. A call that
+ * did fail leaves a line in the trace, whatever becomes of the block.
+ */
 int ErrSetSys(const KEL_CHAR* component, int version, const KEL_CHAR* module, int line,
               const KEL_CHAR* shortText, int rc, const KEL_CHAR* detailFormat, const KEL_CHAR* systemCall,
               int errorNumber, ...) noexcept;
@@ -86,6 +91,9 @@ const KEL_CHAR* ErrGetFld(int field) noexcept;
  * until the next call in this thread.
  */
 const KEL_CHAR* ErrPr() noexcept;
+
+/** Writes the block to the trace as a framed entry; nothing if there is no block. */
+void ErrTrace(CTRC_HDL handle) noexcept;
 
 /** Text of an errno: static, empty above 9999. An unknown number gives "(n) - illegal errno". */
 const KEL_CHAR* ErrPrErrno(int errorNumber) noexcept;

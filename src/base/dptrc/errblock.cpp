@@ -79,7 +79,13 @@ bool ErrIsAInfo() noexcept {
 
 const KEL_CHAR* ErrGetFld(int field) noexcept {
     const ERR_TH_GLOBALS* globals = ErrIGlobals();
-    if (!globals || field < 0 || field >= ERR_FIELD_COUNT || ErrICheck(globals->block()) != ERR_OK) return "";
+    if (!globals || field < 0 || field >= ERR_FIELD_COUNT) return "";
+    if (ErrICheck(globals->block()) != ERR_OK) {
+        if (ct_level < 2) return "";
+        const DpHold hold(2);
+        DpTrc(tf, "ErrIGet: no KEL error info available\n");
+        return "";
+    }
     return ErrISplit(globals->block())[static_cast<std::size_t>(field)].data();
 }
 

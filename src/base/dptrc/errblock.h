@@ -23,6 +23,30 @@ struct ERR_TH_GLOBALS {
 /** Texts of a block's fields, in order. */
 using ERR_FIELDS = std::array<std::string_view, ERR_FIELD_COUNT>;
 
+/** A field as it is shown, and its label. */
+struct ERR_ENTRY {
+    ERR_FIELD field;
+    std::string_view label;
+};
+
+/** The fields that are shown, in their order. */
+inline constexpr ERR_ENTRY ERR_ENTRIES[] = {
+    {ERR_LOCATION, "LOCATION"},
+    {ERR_ERROR, "ERROR"},
+    {ERR_TIME, "TIME"},
+    {ERR_RELEASE, "RELEASE"},
+    {ERR_COMPONENT, "COMPONENT"},
+    {ERR_VERSION, "VERSION"},
+    {ERR_RETURN_CODE, "RC"},
+    {ERR_MODULE, "MODULE"},
+    {ERR_LINE, "LINE"},
+    {ERR_DETAIL, "DETAIL"},
+    {ERR_SYSTEM_CALL, "SYSTEM CALL"},
+    {ERR_ERRNO, "ERRNO"},
+    {ERR_ERRNO_TEXT, "ERRNO TEXT"},
+    {ERR_COUNTER, "COUNTER"},
+};
+
 /** The calling thread's record, made at first use; NULL without memory. */
 ERR_TH_GLOBALS* ErrIGlobals() noexcept;
 
@@ -37,3 +61,10 @@ int ErrIStore(ERR_TH_GLOBALS& globals, const ERR_FIELDS& fields) noexcept;
 
 /** Makes a complete block the thread's. */
 void ErrIAssign(ERR_TH_GLOBALS& globals, std::string_view block) noexcept;
+
+/** Trace of a block whose system call failed; `errorNumber` is its errno. */
+void ErrITraceSystem(const ERR_FIELDS& fields, int errorNumber) noexcept;
+/** Trace of a block that came out too long, and so isn't set: else nobody would learn what it said. */
+void ErrITraceTooLong(const ERR_FIELDS& fields) noexcept;
+/** Trace of a block that ErrICheck found bad; `function` is who looked at it. */
+void ErrITraceBad(const KEL_CHAR* function, std::string_view block, int rc) noexcept;

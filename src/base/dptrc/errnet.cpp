@@ -82,6 +82,7 @@ int ErrCpNetToInt(std::span<const KEL_RAW> data) noexcept {
     const std::optional<std::size_t> length = fromNet(data, text.data());
     const std::string_view block(text.data(), length.value_or(0));
     const int rc = length ? ErrICheck(block) : static_cast<int>(ERR_CONVERSION);
+    if (rc != ERR_OK) ErrITraceBad("ErrCpNetToInt", block, rc);
     if (rc == ERR_OK)
         ErrIAssign(*globals, block);
     else if (rc != ERR_TOO_LONG)

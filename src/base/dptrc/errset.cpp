@@ -138,7 +138,10 @@ int ErrISetSys(ERR_TH_GLOBALS& globals, const Report& report, ERR_FIELDS& fields
     fields[ERR_ERRNO_TEXT] = report.errorNumber != 0 ? ErrPrErrno(report.errorNumber) : "";
     fields[ERR_COUNTER] = counter;
     fields[ERR_LOCATION] = globals.kel_err_location.data();
-    return ErrIStore(globals, fields);
+    if (report.errorNumber != 0) ErrITraceSystem(fields, report.errorNumber);
+    const int result = ErrIStore(globals, fields);
+    if (result == ERR_TOO_LONG) ErrITraceTooLong(fields);
+    return result;
 }
 
 /** Formats both texts and both argument lists from one list of arguments. */

@@ -12,51 +12,34 @@ constexpr std::string_view INDENT{"            "};
 static_assert(INDENT.size() == LABEL_WIDTH);
 constexpr int ERRNO_MAX = 9999;
 
-struct Entry {
-    ERR_FIELD field;
-    std::string_view label;
-};
-
-constexpr Entry ENTRIES[] = {
-    {ERR_LOCATION, "LOCATION"},
-    {ERR_ERROR, "ERROR"},
-    {ERR_TIME, "TIME"},
-    {ERR_RELEASE, "RELEASE"},
-    {ERR_COMPONENT, "COMPONENT"},
-    {ERR_VERSION, "VERSION"},
-    {ERR_RETURN_CODE, "RC"},
-    {ERR_MODULE, "MODULE"},
-    {ERR_LINE, "LINE"},
-    {ERR_DETAIL, "DETAIL"},
-    {ERR_SYSTEM_CALL, "SYSTEM CALL"},
-    {ERR_ERRNO, "ERRNO"},
-    {ERR_ERRNO_TEXT, "ERRNO TEXT"},
-    {ERR_COUNTER, "COUNTER"},
-};
+#define FRAME "*****************************************************************************\n"
+constexpr std::size_t TRACE_MAX = 2048;  // a block, its labels and margins, and the frame
 
 /** Collects the text form; what doesn't fit is left out. */
 class Printer {
   public:
-    explicit Printer(std::span<KEL_CHAR> buffer) : buffer(buffer) {}
+    /** `margin` stands in front of every line. */
+    Printer(std::span<KEL_CHAR> buffer, std::string_view margin) : buffer(buffer), margin(margin) {}
     ~Printer() { buffer[length] = '\0'; }
     Printer(const Printer&) = delete;
     Printer& operator=(const Printer&) = delete;
 
     void entry(std::string_view label, std::string_view value) {
-        add("\n");
+        add(margin);
         add(label);
         add(INDENT.substr(label.size()));
         for (bool first = true; first || !value.empty(); first = false) {
+            if (!first) add(margin);
             if (!first) add(INDENT);
             value.remove_prefix(line(value));
         }
     }
 
-  private:
     void add(std::string_view piece) {
         length += piece.copy(buffer.data() + length, buffer.size() - 1 - length);
     }
 
+  private:
     /** Prints one line of a value; returns how much of it is dealt with. */
     std::size_t line(std::string_view value) {
         std::size_t width = std::min(value.find('\n'), value.size());
@@ -73,6 +56,7 @@ class Printer {
     }
 
     std::span<KEL_CHAR> buffer;
+    std::string_view margin;
     std::size_t length = 0;
 };
 
@@ -83,11 +67,32 @@ const KEL_CHAR* ErrPr() noexcept {
     if (!globals || ErrICheck(globals->block()) != ERR_OK) return "";
     const ERR_FIELDS fields = ErrISplit(globals->block());
     {
-        Printer printer(globals->kel_err_info_str);
-        for (const Entry& entry : ENTRIES)
-            if (!fields[entry.field].empty()) printer.entry(entry.label, fields[entry.field]);
+        Printer printer(globals->kel_err_info_str, "");
+        for (const ERR_ENTRY& entry : ERR_ENTRIES) {
+            if (fields[entry.field].empty()) continue;
+            printer.add("\n");
+            printer.entry(entry.label, fields[entry.field]);
+        }
     }
     return globals->kel_err_info_str.data();
+}
+
+void ErrTrace(CTRC_HDL handle) noexcept {
+    const ERR_TH_GLOBALS* globals = ErrIGlobals();
+    if (!globals || ErrICheck(globals->block()) != ERR_OK) return;
+    const ERR_FIELDS fields = ErrISplit(globals->block());
+    KEL_CHAR text[TRACE_MAX];
+    {
+        Printer printer(text, "*  ");
+        printer.add("\n" FRAME "*\n");
+        for (const ERR_ENTRY& entry : ERR_ENTRIES) {
+            if (fields[entry.field].empty()) continue;
+            if (entry.field == ERR_TIME) printer.add("*\n");
+            printer.entry(entry.label, fields[entry.field]);
+        }
+        printer.add("*\n" FRAME "\n");
+    }
+    DpTrcNoTiNoThr(handle, "%s", text);
 }
 
 const KEL_CHAR* ErrPrErrno(int errorNumber) noexcept {

@@ -107,7 +107,14 @@ CM_RETCODE KEL_CMCANCEL(const KEL_RAW* conversation_ID, const CPIC_INT* cancel_t
 /** The network handle of a conversation, which stays the conversation's. */
 CM_RETCODE KEL_CMNIHANDLE(const KEL_RAW* conversation_ID, NI_HDL* handle, CM_RETCODE* return_code) noexcept;
 
-/** Text of the thread's current error; valid until the next call in this thread. */
+/**
+ * Level 0 to 3 of the trace that this layer and those below write, and the name of its file, which is opened
+ * at the first level above 0 and whenever the name changes. CM_PRODUCT_SPECIFIC_ERROR for any other level.
+ */
+CM_RETCODE KEL_CMTRACE(CPIC_INT trace_level, const KEL_CHAR* trace_file, CM_RETCODE* return_code) noexcept;
+
+/** Text of the thread's current error, which goes to the trace too; valid until the next call in this thread.
+ */
 const KEL_CHAR* KEL_CMPERR() noexcept;
 
 /** The own program's name, terminated; at most CPIC_TP_NAME_SIZE bytes. Its length without terminator. */

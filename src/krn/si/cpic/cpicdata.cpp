@@ -330,6 +330,10 @@ CM_RETCODE KEL_CMNIHANDLE(const KEL_RAW* conversation_ID, NI_HDL* handle, CM_RET
 }
 
 const KEL_CHAR* KEL_CMPERR() noexcept {
+    if (ct_level >= 1) {
+        const DpHold hold(1);
+        ErrTrace(tf);
+    }
     const KEL_CHAR* text = ErrPr();
     return *text ? text : "no KEL ErrInfo available";
 }

@@ -28,6 +28,8 @@ class CpicConnection final : public ZorIOStream {
     /** Starts the layers below and tells the configuration who this process is; once, when the library
      * starts. */
     static void init();
+    /** Level of the lower layers' trace and the name of its file. What they refuse goes to the log. */
+    static void SetCpicTraceLevel(unsigned level, const KEL_UC* fileName) noexcept;
 
     /** @name Identity of this process; filled at first use, constant from then on. */
     /** @{ */

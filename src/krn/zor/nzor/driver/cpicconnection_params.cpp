@@ -5,9 +5,11 @@
 #include <string_view>
 #include <vector>
 
+#include "config/zorconfig.h"
 #include "config/zoroptions.h"
 #include "config/zorsysteminfo.h"
 #include "driver/cpicconnection.h"
+#include "trace/zortracefunctions.h"
 
 namespace {
 
@@ -109,6 +111,12 @@ void CpicConnection::init() {
                         .getOwnIPV6Addr = [] { return getOwnIPV6Addr(); },
                         .getOwnProgramName = [] { return getOwnProgramName(); },
                         .getCpicVersion = [] { return getCpicVersion(); }});
+    ZorConfig::setLowerLayerHooks({.setCpicTraceLevel = SetCpicTraceLevel, .setNISocketBufferSize = nullptr});
+}
+
+void CpicConnection::SetCpicTraceLevel(unsigned level, const KEL_UC* fileName) noexcept {
+    if (KEL_CMTRACE(static_cast<CPIC_INT>(level), fileName, nullptr) != CM_OK)
+        ZorLogWrite("Error: KEL_CMTRACE failed.");
 }
 
 const KEL_string& CpicConnection::getOwnHostName() {

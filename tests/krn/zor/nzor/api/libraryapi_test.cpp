@@ -219,9 +219,22 @@ TEST_F(LibraryApi, TraceDirectoryTakesTheFilesAlong) {
                   .find(">> ZorSetCpicTraceLevel\n<< ZorSetCpicTraceLevel returned ZOR_OK\n\n"),
               std::string::npos)
         << "written at every level";
+    const std::string cpic = "cpic_" + std::to_string(::getpid()) + ".trc";
+    EXPECT_NE(readFile(directory / "logs" / cpic)
+                  .find("\ntrc file: \"" + cpic + "\", trc level: 2, release: \"753\"\n"),
+              std::string::npos);
     name = ".";
     EXPECT_EQ(ZorSetTraceDir(name.data(), nullptr), ZOR_OK);
     EXPECT_EQ(ZorSetCpicTraceLevel(0, nullptr), ZOR_OK);
+    EXPECT_FALSE(std::filesystem::exists(directory / cpic)) << "nothing is opened at level 0";
+    ::setenv("CPIC_TRACE", "1", 1);
+    configure("");
+    EXPECT_NE(readFile(directory / cpic).find("trc level: 1,"), std::string::npos) << "from the environment";
+    configure("DEFAULT\nCPIC_TRACE=3\n");
+    EXPECT_NE(readFile(directory / cpic).find("*\n* SWITCH TRC-LEVEL to 3\n*\n"), std::string::npos)
+        << "the file goes before it";
+    configure("DEFAULT\nCPIC_TRACE=0\n");
+    ::unsetenv("CPIC_TRACE");
 }
 
 }  // namespace
