@@ -55,10 +55,14 @@ Gateway::~Gateway() {
         conversation->shutDown();
 }
 
-unsigned Gateway::open() const {
+unsigned Gateway::open() {
     const std::lock_guard lock(mutex_);
-    return static_cast<unsigned>(std::ranges::count_if(
-        conversations_, [](const auto& conversation) { return !conversation->finished(); }));
+    clearAway();
+    return static_cast<unsigned>(conversations_.size());
+}
+
+void Gateway::clearAway() {
+    std::erase_if(conversations_, [](const auto& conversation) { return conversation->finished(); });
 }
 
 void Gateway::acceptLoop() {
@@ -71,7 +75,7 @@ void Gateway::acceptLoop() {
         }
         const unsigned number = accepted_.fetch_add(1, std::memory_order_relaxed) + 1;
         const std::lock_guard lock(mutex_);
-        std::erase_if(conversations_, [](const auto& conversation) { return conversation->finished(); });
+        clearAway();
         conversations_.push_back(std::make_unique<Conversation>(socket, number, services_));
     }
 }

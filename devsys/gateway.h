@@ -26,18 +26,20 @@ class Gateway {
     std::uint16_t port() const { return port_; }
     /** Connections that were accepted so far. */
     unsigned accepted() const { return accepted_.load(std::memory_order_relaxed); }
-    /** Connections that are open now. */
-    unsigned open() const;
+    /** Connections that are open now; no other one still holds a socket. */
+    unsigned open();
 
   private:
     void acceptLoop();
+    /** Ends the conversations that are over; under the lock. */
+    void clearAway();
 
     ConversationServices& services_;
     int listener_;
     std::uint16_t port_;
     std::atomic<unsigned> accepted_{0};
     std::atomic<bool> stopping_{false};
-    mutable std::mutex mutex_;  // guards conversations_
+    std::mutex mutex_;  // guards conversations_
     std::list<std::unique_ptr<Conversation>> conversations_;
     std::thread thread_;
 };

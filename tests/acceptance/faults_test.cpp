@@ -24,6 +24,12 @@ class FaultTest : public SessionTest {
         EXPECT_STREQ(error.key, "ZOR_COMMUNICATION_FAILURE");
         EXPECT_NE(std::string(error.message).find(part), std::string::npos) << error.message;
     }
+
+    /** The other side lives in this process too, and ends a little later. */
+    void awaitNoConnection() {
+        while (system.counts().open != 0)
+            usleep(1000);
+    }
 };
 
 unsigned openDescriptors() {
@@ -162,14 +168,14 @@ bool wholeRun(const Parameters& parameters, Function& function, ZOR_ERROR_INFO& 
 
 TEST_F(FaultTest, aLineCutAtAnyByteIsACommunicationFailure) {
     Function function("ECHO_TEN_SCALARS");
-    // The first failure opens the log, which stays open; only what comes after it would be a leak. The run
-    // before the counting is a whole one, as the last run before the second counting is.
+    // The first failure opens the log, which stays open; only what comes after it would be a leak.
     zordev::Faults atOnce;
     atOnce.cutAfterBytes = 0;
     system.setFaults(atOnce);
     ASSERT_FALSE(wholeRun(logon(), function, error));
     system.setFaults({});
     ASSERT_TRUE(wholeRun(logon(), function, error)) << error.message;
+    awaitNoConnection();
     const unsigned before = openDescriptors();
     size_t cut = 0;
     for (bool done = false; !done; ++cut) {
@@ -185,8 +191,7 @@ TEST_F(FaultTest, aLineCutAtAnyByteIsACommunicationFailure) {
     }
     // Connect answer, initialisation, allocation, logon and call: all of it was cut somewhere.
     EXPECT_GT(cut, 500u);
-    while (system.counts().open != 0)
-        usleep(1000);  // the other side lives in this process too
+    awaitNoConnection();
     EXPECT_LE(openDescriptors(), before);
 }
 
