@@ -426,6 +426,18 @@ static const char* repositories(ZOR_TYPE_DESC_HANDLE type, ZOR_FUNCTION_DESC_HAN
     return NULL;
 }
 
+static const char* configuration(void) {
+    KEL_UC** entries = NULL;
+    unsigned count = 1;
+    OK(ZorSetIniPath("nowhere", &info));
+    OK(ZorReloadIniFile(&info));
+    OK(ZorSetIniPath(NULL, &info));
+    EXPECT(ZorGetKellogonEntries(&entries, &count, &info) == ZOR_NOT_FOUND);
+    EXPECT(entries == NULL && count == 0);
+    OK(ZorFreeKellogonEntries(&entries, &count, &info));
+    return NULL;
+}
+
 static const char* destroyed(void) {
     ZOR_TYPE_DESC_HANDLE type = ZorCreateTypeDesc("SHORT_LIVED", &info);
     ZOR_FUNCTION_DESC_HANDLE function = ZorCreateFunctionDesc("SHORT_LIVED", &info);
@@ -443,6 +455,7 @@ const char* useEveryDataFunction(void) {
     ZOR_STRUCTURE_HANDLE record = NULL;
     ZOR_UBIX_OBJECT_HANDLE object = NULL;
     PASS(libraryAndTexts());
+    PASS(configuration());
     PASS(describeInner(&inner));
     PASS(describeClass(&class));
     PASS(describeRecord(inner, class, &type));

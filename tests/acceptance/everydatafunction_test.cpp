@@ -25,8 +25,8 @@ TEST(EveryDataFunction, noneIsLeftOut) {
         for (const char* way : {"", "ByIndex"})
             program += std::string(" ZorGet") + kind + way + "( ZorSet" + kind + way + "( ";
     const std::regex declaration(R"(KELZOR_API [^;(]*\b(Zor\w+)\()");
-    for (const char* header : {"library", "language", "metadata", "classes", "data", "function", "objects",
-                               "table", "repository"}) {
+    for (const char* header : {"library", "config", "language", "metadata", "classes", "data", "function",
+                               "objects", "table", "repository"}) {
         const std::string text = contentOf(std::string("include/kelzor/") + header + ".h");
         unsigned functions = 0;
         for (std::sregex_iterator at(text.begin(), text.end(), declaration), end; at != end;

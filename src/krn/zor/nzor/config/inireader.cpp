@@ -19,9 +19,21 @@ bool isComment(std::string_view line) noexcept {
     return false;
 }
 
+/** A line may hold a password. */
+struct LineBuffer {
+    LineBuffer() = default;
+    LineBuffer(const LineBuffer&) = delete;
+    LineBuffer& operator=(const LineBuffer&) = delete;
+    ~LineBuffer() { wipe(text, sizeof text); }
+    char text[lineBufferSize];
+};
+
 class Reader {
   public:
     explicit Reader(IniSink& sink) noexcept : sink(sink) {}
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+    ~Reader() { wipe(settings); }
 
     void line(std::string_view text) {
         if (text.empty() || isComment(text)) return;
@@ -73,10 +85,10 @@ std::string_view trimmed(std::string_view text) noexcept {
 }
 
 void readIniFile(std::FILE* file, IniSink& sink) {
-    char buffer[lineBufferSize];
+    LineBuffer buffer;
     Reader reader(sink);
-    while (std::fgets(buffer, sizeof buffer, file) != nullptr)
-        reader.line(trimmed(buffer));
-    wipe(buffer, sizeof buffer);
+    // What stands behind a zero byte doesn't belong to the line.
+    while (std::fgets(buffer.text, sizeof buffer.text, file) != nullptr)
+        reader.line(trimmed(buffer.text));
     reader.end();
 }

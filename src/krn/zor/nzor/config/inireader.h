@@ -21,5 +21,6 @@ class IniSink {
     ~IniSink() = default;
 };
 
-/** Reads a file to its end. The file stays the caller's. */
+/** Reads a file to its end, or to where it can't be read. The file stays the caller's. Throws what the sink
+ * throws. */
 void readIniFile(std::FILE* file, IniSink& sink);

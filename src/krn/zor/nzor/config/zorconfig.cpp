@@ -59,10 +59,53 @@ struct FileCloser {
     void operator()(std::FILE* file) const noexcept { std::fclose(file); }
 };
 
+/** A name for the log, short enough that the key and the reason behind it aren't cut off. */
+KEL_string shortened(const KEL_string& name) {
+    constexpr size_t longest = 128;
+    return name.size() <= longest ? name : name.substr(0, longest) + "...";
+}
+
+/** What one reading found. It counts only once all of it is in memory, so that a reading that fails for lack
+ * of memory leaves the configuration as it was. */
+class IniContents final : public IniSink {
+  public:
+    std::map<KEL_string, ZorOptions, std::less<>> destinations;
+    ZorOptionMap defaultSettings;
+    std::vector<KEL_string> complaints;  ///< Told later: only then is it known where the log lies.
+
+    void defaultSetting(std::string_view key, std::string_view value) override {
+        defaultSettings.insert_or_assign(KEL_string(key), KEL_string(value));
+    }
+
+    void destination(const KEL_string& name, const ZorOptionMap& settings) override {
+        try {
+            ZorOptions options;
+            options.setOptions(settings);
+            destinations.insert_or_assign(name, options);
+        } catch (const ZorOptionException& refusal) {
+            complaints.push_back("kelzor.ini: destination " + shortened(name) + " is skipped, key " +
+                                 KEL_string(refusal.getOption()) + ": " + refusal.getMessage());
+        }
+    }
+
+    bool hasLevels() const noexcept {
+        return std::any_of(destinations.begin(), destinations.end(), [](const auto& destination) {
+            return destination.second.trace < ZorOptions::traceNotSet;
+        });
+    }
+};
+
+/** Adds what was found; of two entries with one key the found one stays. Allocates nothing. */
+template <class Map>
+void takeOver(Map& known, Map& found) noexcept {
+    found.merge(known);
+    known.swap(found);
+}
+
 }  // namespace
 
 /** The values behind ZorConfig. */
-class ZorConfigState final : IniSink {
+class ZorConfigState final {
   public:
     /** Guards the reading, the destinations, the defaults and the path of the file. */
     std::recursive_mutex cs_refresh;
@@ -103,21 +146,26 @@ class ZorConfigState final : IniSink {
         return true;
     }
 
-    /** Under cs_refresh. */
-    void read() {
+    /** Reads the environment and the file in this directory, which is the directory from then on. Under
+     * cs_refresh. */
+    void read(KEL_string path) {
         if (reading) return;
         const ReadingMark mark(reading);
         const KEL_string oldDirectory = traceDirectory();
         const bool oldByThread = trByThread;
-        readEnvironment();
-        readFile();
+        IniContents found;
+        readEnvironment(found.defaultSettings);
+        readFile(path, found);
+        if (found.hasLevels()) ZorConfig::destinationLevels.store(true, std::memory_order_release);
+        takeOver(destinations, found.destinations);
+        takeOver(defaultSettings, found.defaultSettings);
         applyDefaults();
+        iniPath.swap(path);
         ZorConfig::levelWord.store(level(defaultSettings[traceKey]), std::memory_order_release);
         // Files that were opened before are closed, so that the next line goes where it now belongs.
         if (oldDirectory != traceDirectory() || oldByThread != trByThread) ZorTrace::close();
-        for (const auto& complaint : complaints)
+        for (const auto& complaint : found.complaints)
             ZorLogWrite("%s", complaint.c_str());
-        complaints.clear();
     }
 
     void applyCpicTraceLevel(unsigned wanted) {
@@ -148,52 +196,33 @@ class ZorConfigState final : IniSink {
     };
     static const DefaultKey defaultKeys[];
 
-    void readEnvironment() {
+    static void readEnvironment(ZorOptionMap& settings) {
         const KEL_UC* const trace = std::getenv(traceKey);
         const bool valid = trace != nullptr && trace[0] >= '0' && trace[0] <= '3' && trace[1] == 0;
-        defaultSettings[traceKey] = valid ? trace : "0";
+        settings[traceKey] = valid ? trace : "0";
         const KEL_UC* const cpicTrace = std::getenv(cpicTraceKey);
-        defaultSettings[cpicTraceKey] = cpicTrace != nullptr ? cpicTrace : "";
+        settings[cpicTraceKey] = cpicTrace != nullptr ? cpicTrace : "";
     }
 
-    void readFile() {
-        const KEL_string name = iniPath.empty() ? iniFileName : iniPath + "/" + iniFileName;
+    static void readFile(const KEL_string& path, IniSink& sink) {
+        const KEL_string name = path.empty() ? iniFileName : path + "/" + iniFileName;
         const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(name.c_str(), "re"));
         if (!file) return;
         const bool traced = currentLevel() > 2;
         if (traced) ZorTraceWrite("Reading config settings from %s\n", name.c_str());
         if (traced) ZorTraceBeginMethod("ZorConfig::readConfigFile");
         if (traced) ZorTraceWrite("Parsing kelzor.ini contents\n");
-        readIniFile(file.get(), *this);
+        readIniFile(file.get(), sink);
         if (traced) ZorTraceEndMethod("ZorConfig::readConfigFile", 0);
     }
 
     void applyDefaults();
-
-    void defaultSetting(std::string_view key, std::string_view value) override {
-        defaultSettings.insert_or_assign(KEL_string(key), KEL_string(value));
-    }
-
-    void destination(const KEL_string& name, const ZorOptionMap& settings) override {
-        try {
-            ZorOptions options;
-            options.setOptions(settings);
-            destinations.insert_or_assign(name, options);
-            if (options.trace < ZorOptions::traceNotSet)
-                ZorConfig::destinationLevels.store(true, std::memory_order_release);
-        } catch (const ZorOptionException& refusal) {
-            // Told once the file is read: only then is it known where the log lies.
-            complaints.push_back("kelzor.ini: destination " + name + " is skipped, key " +
-                                 KEL_string(refusal.getOption()) + ": " + refusal.getMessage());
-        }
-    }
 
     /** A leaf lock: the trace functions ask for the directory with their own locks held. */
     std::mutex directoryLock;
     KEL_string traceDir = "./";
     bool reading = false;
     bool typeApplied = false;  ///< The mode of the trace files is taken from the file once only.
-    std::vector<KEL_string> complaints;
 };
 
 // In the order in which they are applied.
@@ -243,13 +272,13 @@ void ZorConfig::init() {
 void ZorConfig::refresh() {
     auto& state = ZorConfigState::get();
     const std::lock_guard lock(state.cs_refresh);
-    if (levelWord.load(std::memory_order_acquire) >= refreshDue) state.read();
+    if (levelWord.load(std::memory_order_acquire) >= refreshDue) state.read(state.iniPath);
 }
 
 void ZorConfig::reload() {
     auto& state = ZorConfigState::get();
     const std::lock_guard lock(state.cs_refresh);
-    state.read();
+    state.read(state.iniPath);
 }
 
 unsigned ZorConfig::refreshedTraceLevel() noexcept {
@@ -269,10 +298,8 @@ void ZorConfig::setGlobalTraceLevel(unsigned level) noexcept {
 void ZorConfig::setIniPath(const KEL_UC* pathName) {
     auto& state = ZorConfigState::get();
     const std::lock_guard lock(state.cs_refresh);
-    const KEL_string path = pathName != nullptr ? pathName : "";
-    if (path == state.iniPath) return;
-    state.iniPath = path;
-    state.read();
+    KEL_string path = pathName != nullptr ? pathName : "";
+    if (path != state.iniPath) state.read(std::move(path));
 }
 
 bool ZorConfig::traceByThread() noexcept {
@@ -364,7 +391,8 @@ void ZorConfig::setDestinationTraceLevel(const KEL_string& destination, unsigned
     const std::lock_guard lock(state.cs_refresh);
     const auto entry = state.destinations.find(destination);
     if (entry == state.destinations.end()) throw ZorInvalidParameterException("Destination does not exist");
-    entry->second.trace = static_cast<unsigned short>(level);
+    constexpr unsigned highest = ZorOptions::traceNotSet - 1;
+    entry->second.trace = static_cast<unsigned short>(std::min(level, highest));
     destinationLevels.store(true, std::memory_order_release);
 }
 

@@ -51,7 +51,8 @@ class ZorConfig {
     }
     static void setGlobalTraceLevel(unsigned level) noexcept;
 
-    /** Takes the directory of the ini file, NULL for the current one. A changed path is read at once. */
+    /** Takes the directory of the ini file, NULL for the current one. A changed path is read at once; if
+     * memory runs out on the way, the old one stays. */
     static void setIniPath(const KEL_UC* pathName);
 
     /** Whether each thread has a trace file of its own. */

@@ -5,6 +5,7 @@
 
 #include "base/ni/ni.h"
 #include "config/inireader.h"
+#include "config/kellogoniniparser.h"
 #include "config/secret.h"
 #include "config/zorconfig.h"
 #include "config/zorsysteminfo.h"
@@ -77,9 +78,9 @@ void destination(OptionPass& pass, const KEL_string& value) {
     ZorConfig::getDestinationOptions(value.c_str(), pass.options);
 }
 
-/** Entries of the front end's logon pad don't exist on this platform: only the name counts. */
 void logonPadEntry(OptionPass& pass, const KEL_string& value) {
     pass.destination = value;
+    KELLogonIniParser::getEntryOptions(value, &pass.options);
 }
 
 void systemId(OptionPass& pass, const KEL_string& value) {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -17,6 +19,7 @@
 class ProcessFixture : public testing::Test {
   protected:
     void SetUp() override {
+        ++started;
         for (const char* variable : {"ZOR_TRACE", "CPIC_TRACE", "KEL_CODEPAGE"})
             ::unsetenv(variable);
         std::string pattern = (std::filesystem::temp_directory_path() / "kelzorXXXXXX").string();
@@ -27,8 +30,28 @@ class ProcessFixture : public testing::Test {
 
     void TearDown() override {
         ZorTrace::close();
+        ZorConfig::setTraceDirectory(".");
         std::filesystem::current_path("/");
         std::filesystem::remove_all(directory);
+    }
+
+    /**
+     * For a test of what happens once in a process. Unless this test is the first one here, it runs in a new
+     * process, and true comes back: there is nothing left to do.
+     */
+    static bool ranAlone() {
+        if (started == 1) return false;
+        const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
+        const std::string filter =
+            std::string("--gtest_filter=") + test->test_suite_name() + "." + test->name();
+        std::string program = "/proc/self/exe";
+        char* const arguments[] = {program.data(), const_cast<char*>(filter.c_str()), nullptr};
+        pid_t child = 0;
+        int status = -1;
+        if (::posix_spawn(&child, program.c_str(), nullptr, nullptr, arguments, environ) == 0)
+            ::waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0) << filter;
+        return true;
     }
 
     static void writeFile(const std::filesystem::path& name, const std::string& text) {
@@ -48,4 +71,7 @@ class ProcessFixture : public testing::Test {
     }
 
     std::filesystem::path directory;
+
+  private:
+    static inline int started = 0;
 };

@@ -1,8 +1,10 @@
 #include "config/zorconfig.h"
 
 #include <gtest/gtest.h>
+#include <kelzor/config.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -14,6 +16,7 @@ namespace {
 class ZorConfigTest : public ProcessFixture {};
 
 TEST_F(ZorConfigTest, DefaultsWithoutFileAndEnvironment) {
+    if (ranAlone()) return;
     EXPECT_EQ(ZorConfig::getGlobalTraceLevel(), 0u);
     EXPECT_TRUE(ZorConfig::traceByThread());
     EXPECT_EQ(ZorConfig::getTraceDir(), "./");
@@ -46,45 +49,58 @@ TEST_F(ZorConfigTest, EnvironmentIsTakenUnlessTheFileSaysOtherwise) {
     }
 }
 
-TEST_F(ZorConfigTest, LinesSectionsAndValues) {
+TEST_F(ZorConfigTest, SectionsBecomeOptions) {
     configure(
-        "USER=NOBODY\n"
-        "# comment\n// DEST=A\n/* DEST=A */ \n"
-        "DEST=A\n"
-        " \t USER = one \r\n"
-        "PROGRAM_ID=a=b\n"
-        "ASHOST\n"
-        "=x\nGWHOST=\n"
-        "user=lower\n"
-        "USER=two\n"
-        "DEFAULT\n"
-        "CLIENT=300\n"
-        "ZOR_ACCEPT_EXPORTED_TRACE=0\n"
+        "DEST=A\nUSER=one\nuser=lower\nSOMETHING=else\nSYSNR=\nREG_COUNT=many\n"
+        "DEFAULT\nCLIENT=300\nZOR_ACCEPT_EXPORTED_TRACE=0\n"
         "DEST=B\nUSER=first\nASHOST=h\n"
         "DEST=B\nUSER=second\nTRACE=2\n");
     ZorOptions a;
     ZorConfig::getDestinationOptions("A", a);
-    EXPECT_EQ(a.user, "two");
-    EXPECT_EQ(a.tpname, "a=b");
-    EXPECT_EQ(a.client, "000");
-    EXPECT_EQ(a.ashost + a.gwhost, "");
+    EXPECT_EQ(a.user, "one");
+    EXPECT_EQ(a.client, "000") << "defaults aren't a destination's";
+    EXPECT_EQ(a.reg_count, 0u);
     EXPECT_EQ(a.trace, 0u) << "an open level becomes the global one";
     ZorOptions b;
     ZorConfig::getDestinationOptions("B", b);
-    EXPECT_EQ(b.user, "second");
-    EXPECT_EQ(b.ashost, "") << "the later section of a name wins whole";
+    EXPECT_EQ(b.user + b.ashost, "second") << "the later section of a name wins whole";
     EXPECT_EQ(b.trace, 2u);
     EXPECT_FALSE(ZorConfig::getAcceptExportedTrace());
 }
 
-TEST_F(ZorConfigTest, LongLineReadsAsSeveral) {
-    // 1023 characters make up one line; what is behind them stands on the next.
-    const std::string key = "DEST=A\nUSER=";
-    configure(key + std::string(1023 - 5, 'u') + "PASSWD=p\n");
-    ZorOptions options;
-    ZorConfig::getDestinationOptions("A", options);
-    EXPECT_EQ(options.user, std::string(1018, 'u'));
-    EXPECT_EQ(options.passwd, "p");
+TEST_F(ZorConfigTest, WhatCantBeReadIsNoError) {
+    const std::filesystem::path file = directory / "kelzor.ini";
+    const std::function<void()> makers[] = {
+        [] {},
+        [&] { std::filesystem::create_directory(file); },
+        [&] { std::filesystem::create_symlink(file, file); },
+        [&] {
+            writeFile(file, ::geteuid() == 0 ? "" : "DEFAULT\nZOR_TRACE=1\n");
+            std::filesystem::permissions(file, std::filesystem::perms::none);
+        },
+    };
+    ::setenv("ZOR_TRACE", "2", 1);
+    for (const auto& make : makers) {
+        ZorConfig::setGlobalTraceLevel(0);
+        make();
+        ZorConfig::setIniPath(nullptr);
+        ZorConfig::reload();
+        EXPECT_EQ(ZorConfig::getGlobalTraceLevel(), 2u) << (&make - makers);
+        std::filesystem::remove(file);
+    }
+}
+
+TEST_F(ZorConfigTest, FileOfMegabytes) {
+    std::string text;
+    for (int i = 0; i < 2000; ++i)
+        text += "DEST=D" + std::to_string(i) + "\nUSER=u" + std::to_string(i) + "\n# " +
+                std::string(2000, '#') + "\n";
+    configure(text);
+    for (const int i : {0, 1000, 1999}) {
+        ZorOptions options;
+        ZorConfig::getDestinationOptions(("D" + std::to_string(i)).c_str(), options);
+        EXPECT_EQ(options.user, "u" + std::to_string(i));
+    }
 }
 
 TEST_F(ZorConfigTest, DestinationLevelsAndUnknownNames) {
@@ -125,8 +141,11 @@ TEST_F(ZorConfigTest, RefusedValueSkipsItsSectionAndIsLogged) {
     std::filesystem::create_directory(directory / "logs");
     configure(
         "DEST=BAD\nPASSWD=TopSecret\nCODEPAGE=123\n"
-        "DEST=WORSE\nLANG=XX\n"
         "DEST=GOOD\nUSER=u\n"
+        "DEST=GOOD\nUSER=v\nLANG=XX\n"
+        "DEST=" +
+        std::string(1000, 'N') +
+        "\nLANG=YYY\n"
         "DEFAULT\nZOR_TRACE_DIR=logs\n");
     ZorOptions options;
     ZorConfig::getDestinationOptions("BAD", options);
@@ -134,12 +153,13 @@ TEST_F(ZorConfigTest, RefusedValueSkipsItsSectionAndIsLogged) {
     ZorConfig::getDestinationOptions("GOOD", options);
     EXPECT_EQ(options.user, "u");
     const std::string log = readFile(directory / "logs" / "dev_zor.trc");
-    EXPECT_NE(
-        log.find("kelzor.ini: destination BAD is skipped, key CODEPAGE: 123 can't be a valid codepage as "
-                 "its length is not 4 characters\n"),
-        log.npos);
-    EXPECT_NE(log.find("kelzor.ini: destination WORSE is skipped, key LANG: Invalid logon language XX.\n"),
-              log.npos);
+    const std::string lines[] = {
+        "BAD is skipped, key CODEPAGE: 123 can't be a valid codepage as its length is not 4 characters",
+        "GOOD is skipped, key LANG: Invalid logon language XX.",
+        std::string(128, 'N') + "... is skipped, key LANG: Invalid logon language YYY.",
+    };
+    for (const auto& line : lines)
+        EXPECT_NE(log.find("kelzor.ini: destination " + line + "\n"), log.npos) << log;
     EXPECT_EQ(log.find("TopSecret"), log.npos);
 }
 
@@ -160,6 +180,7 @@ TEST_F(ZorConfigTest, ReloadAddsAndPathDecides) {
 }
 
 TEST_F(ZorConfigTest, TraceTypeIsTakenAtTheFirstReadingOnly) {
+    if (ranAlone()) return;
     writeFile("kelzor.ini",
               "DEFAULT\nZOR_TRACE_TYPE=PROCESS\nZOR_TRACE_DIR=/nowhere\nZOR_TRACE_ENCODING=UTF-8\n");
     EXPECT_FALSE(ZorConfig::traceByThread());
@@ -192,25 +213,44 @@ TEST_F(ZorConfigTest, LowerLayersAreTold) {
     EXPECT_EQ(ZorConfig::getGlobalCpicTraceLevel(), 3u);
 }
 
-TEST_F(ZorConfigTest, FirstUseByManyThreadsReadsOnceAndCompletely) {
-    writeFile("kelzor.ini", "DEFAULT\nZOR_TRACE=2\nDEST=A\nUSER=u\n");
+// All threads come to a configuration that nobody has read yet; then some read, some reload, and one moves
+// between two directories whose files have one destination with values that belong together.
+TEST_F(ZorConfigTest, ManyThreadsReadWhileOthersReload) {
+    if (ranAlone()) return;
+    for (const std::string value : {"a", "b"}) {
+        std::filesystem::create_directory(directory / value);
+        writeFile(directory / value / "kelzor.ini", "DEFAULT\nZOR_TRACE=" + std::to_string(value == "a") +
+                                                        "\nDEST=A\nUSER=" + value + "\nPASSWD=" + value +
+                                                        "\nDEST=BAD\nLANG=XX\n");
+    }
+    writeFile(directory / "kelzor.ini", "DEFAULT\nZOR_TRACE=2\nDEST=A\nUSER=c\nPASSWD=c\n");
     constexpr int threadCount = 8;
+    constexpr int rounds = 60;
+    std::atomic<int> waiting{threadCount};
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
-    for (int i = 0; i < threadCount; ++i)
-        threads.emplace_back([&] {
-            if (ZorConfig::getGlobalTraceLevel() != 2) ++wrong;
-            for (int round = 0; round < 50; ++round) {
+    for (int number = 0; number < threadCount; ++number)
+        threads.emplace_back([&, number] {
+            for (--waiting; waiting > 0;)
+                std::this_thread::yield();
+            if (ZorConfig::getGlobalTraceLevel() > 2) ++wrong;
+            for (int round = 0; round < rounds; ++round) {
+                if (number == 0 && ZorSetIniPath(round % 2 == 0 ? "a" : "b", nullptr) != ZOR_OK) ++wrong;
+                if (number == 1 && ZorReloadIniFile(nullptr) != ZOR_OK) ++wrong;
                 ZorOptions options;
                 ZorConfig::getDestinationOptions("A", options);
-                if (options.user != "u") ++wrong;
+                if (options.user.size() != 1 || options.user != options.passwd) ++wrong;
+                if (ZorConfig::getDestinationTraceLevel("A") > 2) ++wrong;
                 ZorTraceWrite("line %d", round);
-                if (round % 16 == 0) ZorConfig::reload();
             }
         });
     for (auto& thread : threads)
         thread.join();
     EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(ZorConfig::getGlobalTraceLevel(), 0u);
+    ZorOptions options;
+    ZorConfig::getDestinationOptions("A", options);
+    EXPECT_EQ(options.user, "b");
 }
 
 }  // namespace
