@@ -85,6 +85,14 @@ KELRETURN NiInit2(KEL_INT maxHandles) noexcept;
 void NiSetConnLocal(bool on) noexcept;
 
 /**
+ * Bytes of the send and of the receive buffer of each connection that is made from now on; 0, the default,
+ * leaves them to the system, which may also give less than it is asked for. More than
+ * NI_SOCK_BUFFER_SIZE_MAX is NIEINVAL and changes nothing.
+ */
+inline constexpr KEL_UINT NI_SOCK_BUFFER_SIZE_MAX = 10000000;
+KELRETURN NiSetSockBufferSize(KEL_UINT bytes) noexcept;
+
+/**
  * Connects in message mode. `host` is a name, an address or a route of one hop; `service` a number or a
  * name. The caller closes the handle.
  */

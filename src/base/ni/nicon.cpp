@@ -41,6 +41,7 @@ const Settings& settings() noexcept {
 }
 
 std::atomic<bool> connLocal{true};
+std::atomic<KEL_UINT> sockBufferSize{0};
 
 struct Target {
     NI_NODEADDR address{};
@@ -70,6 +71,17 @@ bool NiILocalCheck(const NI_NODEADDR& address) {
     return false;
 }
 
+/** A socket with the buffers that are wished for; one that the system refuses is no reason to fail. They come
+ * before the connect, which agrees on the window. */
+SI_RC openSocket(int family, SI_SOCK& sock) {
+    const SI_RC rc = SiSocket(family, &sock);
+    const int size = static_cast<int>(sockBufferSize);
+    if (rc != SI_OK || size == 0) return rc;
+    for (const int option : {SO_SNDBUF, SO_RCVBUF})
+        (void)SiSetSockOpt(&sock, SOL_SOCKET, option, size);
+    return SI_OK;
+}
+
 KELRETURN fail(KELRETURN rc, int line, const Target& target, const KEL_CHAR* detail, const SI_SOCK* socket) {
     return NiErrSet(rc, {.function = "NiIConnect",
                          .line = line,
@@ -84,7 +96,7 @@ bool connectLocal(SI_SOCK& sock, KEL_USHORT port) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::snprintf(address.sun_path, sizeof address.sun_path, LOCAL_PATTERN, port);
-    if (SiSocket(AF_UNIX, &sock) == SI_OK &&
+    if (openSocket(AF_UNIX, sock) == SI_OK &&
         SiConnect(&sock, reinterpret_cast<const sockaddr*>(&address), sizeof address) == SI_OK)
         return true;
     SiClose(&sock);
@@ -107,7 +119,7 @@ SI_RC startConnect(SI_SOCK& sock, const Target& target) {
         std::memcpy(&v6->sin6_addr, target.address.data(), sizeof v6->sin6_addr);
         length = sizeof *v6;
     }
-    SI_RC rc = SiSocket(storage.ss_family, &sock);
+    SI_RC rc = openSocket(storage.ss_family, sock);
     if (rc != SI_OK) return rc;
     for (int tries = 0; tries < CONNECT_TRIES; ++tries) {
         rc = SiConnect(&sock, reinterpret_cast<const sockaddr*>(&storage), length);
@@ -194,6 +206,18 @@ KELRETURN NiInit2(KEL_INT maxHandles) noexcept {
 
 void NiSetConnLocal(bool on) noexcept {
     connLocal = on;
+}
+
+KELRETURN NiSetSockBufferSize(KEL_UINT bytes) noexcept {
+    if (bytes > NI_SOCK_BUFFER_SIZE_MAX)
+        return NiErrSet(NIEINVAL, {.function = __func__,
+                                   .line = __LINE__,
+                                   .module = __FILE__,
+                                   .subject = "",
+                                   .detail = "socket buffer size is too large",
+                                   .socket = nullptr});
+    sockBufferSize = bytes;
+    return NI_OK;
 }
 
 KELRETURN NiHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeout, NI_HDL* handle) noexcept {

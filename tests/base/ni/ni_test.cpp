@@ -271,6 +271,15 @@ TEST_F(NiPair, StaleHandlesAreRefused) {
     }
 }
 
+/** What the system says of the send and the receive buffer; its own part counts too. */
+std::pair<int, int> bufferSizes(int socketNo) {
+    std::pair<int, int> sizes;
+    socklen_t length = sizeof(int);
+    EXPECT_EQ(getsockopt(socketNo, SOL_SOCKET, SO_SNDBUF, &sizes.first, &length), 0);
+    EXPECT_EQ(getsockopt(socketNo, SOL_SOCKET, SO_RCVBUF, &sizes.second, &length), 0);
+    return sizes;
+}
+
 TEST(Ni, ConnectsAndReportsAddresses) {
     const int listener = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
@@ -288,6 +297,12 @@ TEST(Ni, ConnectsAndReportsAddresses) {
     EXPECT_STREQ(ErrGetFld(ERR_SYSTEM_CALL), "connect");
 
     ASSERT_EQ(listen(listener, 5), 0);
+    constexpr int asked = 20000;
+    const int model = socket(AF_INET, SOCK_STREAM, 0);
+    ASSERT_EQ(setsockopt(model, SOL_SOCKET, SO_SNDBUF, &asked, sizeof asked), 0);
+    ASSERT_EQ(setsockopt(model, SOL_SOCKET, SO_RCVBUF, &asked, sizeof asked), 0);
+    EXPECT_EQ(NiSetSockBufferSize(asked), NI_OK);
+    EXPECT_EQ(NiSetSockBufferSize(10000001), NIEINVAL);
     for (const char* host : {"127.0.0.1", "/H/127.0.0.1"}) {
         ASSERT_EQ(NiHandle(host, port.c_str(), 5000, &handle), NI_OK) << host;
         NI_NODEADDR peer;
@@ -298,10 +313,15 @@ TEST(Ni, ConnectsAndReportsAddresses) {
         EXPECT_EQ(NiAddrToStr(peer, text, sizeof text), NI_OK);
         EXPECT_STREQ(text, "127.0.0.1");
         EXPECT_EQ(NiSetSO_KeepAlive(handle, true), NI_OK);
+        int socketNo = -1;
+        EXPECT_EQ(NiHdlToSock(handle, &socketNo), NI_OK);
+        EXPECT_EQ(bufferSizes(socketNo), bufferSizes(model));
         EXPECT_EQ(NiCloseHandle(handle), NI_OK);
     }
     const std::string route = "/H/router/H/127.0.0.1";
     EXPECT_EQ(NiHandle(route.c_str(), port.c_str(), 5000, &handle), NIEINVAL);
+    EXPECT_EQ(NiSetSockBufferSize(0), NI_OK);
+    close(model);
     close(listener);
 }
 

@@ -30,6 +30,8 @@ class CpicConnection final : public ZorIOStream {
     static void init();
     /** Level of the lower layers' trace and the name of its file. What they refuse goes to the log. */
     static void SetCpicTraceLevel(unsigned level, const KEL_UC* fileName) noexcept;
+    /** Bytes of the socket buffers of connections that are opened from now on. A refusal goes to the log. */
+    static void setNISocketBufferSize(unsigned size) noexcept;
 
     /** @name Identity of this process; filled at first use, constant from then on. */
     /** @{ */

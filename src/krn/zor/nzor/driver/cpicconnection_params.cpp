@@ -111,12 +111,18 @@ void CpicConnection::init() {
                         .getOwnIPV6Addr = [] { return getOwnIPV6Addr(); },
                         .getOwnProgramName = [] { return getOwnProgramName(); },
                         .getCpicVersion = [] { return getCpicVersion(); }});
-    ZorConfig::setLowerLayerHooks({.setCpicTraceLevel = SetCpicTraceLevel, .setNISocketBufferSize = nullptr});
+    ZorConfig::setLowerLayerHooks(
+        {.setCpicTraceLevel = SetCpicTraceLevel, .setNISocketBufferSize = setNISocketBufferSize});
 }
 
 void CpicConnection::SetCpicTraceLevel(unsigned level, const KEL_UC* fileName) noexcept {
     if (KEL_CMTRACE(static_cast<CPIC_INT>(level), fileName, nullptr) != CM_OK)
         ZorLogWrite("Error: KEL_CMTRACE failed.");
+}
+
+void CpicConnection::setNISocketBufferSize(unsigned size) noexcept {
+    if (NiSetSockBufferSize(size) != NI_OK)
+        ZorLogWrite("NiSetParamEx failedto write SocketBufferSize (NIP_SOCK_BUFFER_SIZE).");
 }
 
 const KEL_string& CpicConnection::getOwnHostName() {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <kelzor/config.h>
+#include <kelzor/library.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -55,6 +56,15 @@ TEST_F(ConfigApi, NoLogonPadMeansNoEntries) {
         trace.npos)
         << trace;
     ZorConfig::setGlobalTraceLevel(0);
+}
+
+TEST_F(ConfigApi, SocketBuffersTooLargeForTheNetworkLayerAreLogged) {
+    ASSERT_EQ(ZorInit(), ZOR_OK);
+    configure("DEFAULT\nNI_SOCKET_BUFFER_SIZE=10000001\n");
+    EXPECT_NE(readFile("dev_zor.trc")
+                  .find("\nNiSetParamEx failedto write SocketBufferSize (NIP_SOCK_BUFFER_SIZE).\n"),
+              std::string::npos);
+    configure("DEFAULT\nNI_SOCKET_BUFFER_SIZE=0\n");
 }
 
 TEST_F(ConfigApi, MissingArgumentsAreNamedInTheirOrder) {
