@@ -61,6 +61,39 @@ TEST_F(TraceTest, theLevelOfAConnectionIsItsOwn) {
               trace.npos);
 }
 
+TEST_F(TraceTest, connectionsAndParametersStandInTheTrace) {
+    for (const char* level : {"1", "3"}) {
+        const bool values = level[0] == '3';
+        const ZOR_CONNECTION_HANDLE connection = connect({{"TRACE", level}});
+        Function function("ECHO_TABLE");
+        const ZOR_TABLE_HANDLE lines = function.table("LINES");
+        for (const char* text : {"one", "two"}) {
+            ASSERT_NE(ZorAppendNewRow(lines, &error), nullptr);
+            ASSERT_EQ(ZorSetString(lines, "TEXT", text, 3, &error), ZOR_OK);
+        }
+        ASSERT_EQ(invoke(connection, function), ZOR_OK) << error.message;
+        unsigned rows = 0;
+        EXPECT_EQ(ZorGetRowCount(lines, &rows, &error), ZOR_OK);
+        EXPECT_EQ(rows, 2u);
+        ASSERT_EQ(ZorCloseConnection(connection, &error), ZOR_OK);
+        const std::string trace = written();
+        const std::string parameter =
+            ">> LINES, ZORTYPE_TABLE, Length: 100, Active: true, Requested: false\n";
+        const std::string number = std::to_string(std::uintptr_t(connection));
+        const std::string parts[] = {
+            ">> ZorFunctionname=\"ECHO_TABLE\"\n" + parameter,
+            ">> ZorConnection\n\tHandle: " + number + "\n\tTrace: " + level + "\n\tRole: C\n",
+            "<< ZorConnection\n\n>> CpicConnection\n\tCPIC Handle: ", "\tGateway Host: 127.0.0.1\n",
+            "\tAll Received: true\n\tConnected: true\n\tDeallocated: false\n\tAccepted: false\n"
+            "\tServer Mode: false\n\tRegistered Mode: false\n\tJust Accepted: false\n<< CpicConnection\n\n"};
+        for (const std::string& part : parts)
+            EXPECT_NE(trace.find(part), trace.npos) << part << "\nin\n" << trace.substr(0, 6000);
+        EXPECT_NE(trace.find(parameter), trace.rfind(parameter)) << "before the call and after it";
+        EXPECT_EQ(trace.find(parameter + "\tLINES[0].TEXT: one") != trace.npos, values);
+        EXPECT_EQ(trace.find("\tLINES[1].TEXT: two") != trace.npos, values);
+    }
+}
+
 TEST_F(TraceTest, thePasswordStandsNowhere) {
     const std::string password = "Very-Secret-17";
     error = {};

@@ -104,6 +104,7 @@ void ZorConnection::closeHandle(ZOR_CONNECTION_HANDLE handle) {
         std::erase(list().connections, closing.get());
         closing->listed = false;
     }
+    if (closing->traceLevel > 0) ZorTraceObject(*closing);
     // Its destructor ends the conversation, outside the lock.
 }
 
@@ -119,7 +120,7 @@ void ZorConnection::cancelHandle(ZOR_CONNECTION_HANDLE handle) {
 ZOR_CONNECTION_HANDLE ZorConnection::openNew(ZorOptions& options, ZOR_PROTOCOL_TYPE type) {
     const unsigned level =
         options.trace == ZorOptions::traceNotSet ? ZorConfig::getGlobalTraceLevel() : options.trace;
-    if (level > 0) options.writeTraceEntry(ZorTraceHold().stream());
+    if (level > 0) ZorTraceObject(options);
     const ZorMethodTrace trace("ZorConnection::openNew", level);
     std::unique_ptr<ZorConnection> connection(new ZorConnection(type, level));
     try {
@@ -139,6 +140,7 @@ ZOR_CONNECTION_HANDLE ZorConnection::openNew(ZorOptions& options, ZOR_PROTOCOL_T
         ZorLogWrite("Unknown error during connect\n");
         throw;
     }
+    if (level > 0) ZorTraceObject(*connection);
     return addConnection(std::move(connection))->handle();
 }
 

@@ -50,6 +50,8 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     void ping();
     void getZorAttributes(ZOR_ATTRIBUTES& attributes) const;
     unsigned getTraceLevel() const noexcept { return traceLevel; }
+    /** What both sides know of each other, then the state of the stream. */
+    void writeTraceEntry(KEL_ofstream* trace);
     /** Level of the connection and its driver. One that the partner asked for is taken only if allowed. */
     void setTraceLevel(unsigned level, bool exported) noexcept;
 

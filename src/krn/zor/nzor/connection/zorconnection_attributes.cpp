@@ -7,6 +7,7 @@
 #include "connection/zorconnection.h"
 #include "driver/cpicconnection.h"
 #include "krn/rscp/rscplanguage.h"
+#include "trace/zortrace.h"
 
 namespace {
 
@@ -71,6 +72,16 @@ void ZorConnection::setConvId(const KEL_RAW* convId) noexcept {
 
 KEL_string ZorConnection::traceCodepage() const {
     return KEL_string(control.codepage.view());
+}
+
+void ZorConnection::writeTraceEntry(KEL_ofstream* trace) {
+    constexpr std::string_view kind = "ZorConnection";
+    ZorTrace::beginEntry(trace, kind, {});
+    ZorTrace::writeKeyValue(trace, "Handle", std::to_string(reinterpret_cast<uintptr_t>(handle())));
+    ZorTrace::writeKeyValue(trace, "Trace", std::to_string(traceLevel));
+    control.writeTraceEntry(trace);
+    ZorTrace::endEntry(trace, kind, {});
+    cpic_tcp->writeTraceEntry(trace);
 }
 
 void ZorConnection::setTraceLevel(unsigned level, bool exported) noexcept {

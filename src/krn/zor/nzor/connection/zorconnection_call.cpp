@@ -6,6 +6,7 @@
 #include "data/zorstructure.h"
 #include "data/zortable.h"
 #include "meta/zorrecordmetadata.h"
+#include "trace/zortrace.h"
 #include "trace/zortracefunctions.h"
 
 namespace {
@@ -147,7 +148,9 @@ void ZorConnection::invoke(ZorFunction& function) {
         ZorTraceWrite("Invoking %s on handle %llu\n", function.getName().c_str(),
                       static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(handle())));
     function.setTraceLevel(traceLevel);
+    if (traceLevel > 0) ZorTraceObject(function);
     function.zorCallReceive(*this, ZORID_NotUsed);
+    if (traceLevel > 0) ZorTraceObject(function);
 }
 
 void ZorConnection::zorReceive(ZorFunction* function) {
@@ -205,6 +208,7 @@ void ZorConnection::sendPing(std::string_view functionName) {
 
 void ZorConnection::ping() {
     const ZorConnectionUse use(*this);
+    if (traceLevel > 0) ZorTraceObject(*this);
     if (!cpic_tcp->connected) throw ZorIllegalStateException("Illegal operation on the connection");
     try {
         cpic_tcp->resetBuffer();

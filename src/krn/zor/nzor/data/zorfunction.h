@@ -8,6 +8,7 @@
 #include "data/zorparameter.h"
 #include "meta/zorfunctionmetadata.h"
 
+class KEL_ofstream;
 class ZorConnection;
 class ZorItemStream;
 enum ZORID : std::uint16_t;
@@ -78,6 +79,9 @@ class ZorFunction : public ZorRecord {
     void zorSerializeParams(ZorItemStream& conn);
     void zorCallReceive(ZorConnection& conn, ZORID rid);
     /** @} */
+
+    /** The parameters; above level 2 the values of the active ones too. Makes no children. */
+    void writeTraceEntry(KEL_ofstream* trace);
 
     bool isCall = true;  ///< False while the container serves an incoming call.
 

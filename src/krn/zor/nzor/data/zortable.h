@@ -106,6 +106,19 @@ class ZorTable : public ZorRecord {
     ZOR_RC moveTo(unsigned index) noexcept;
     /** @} */
 
+    /** Puts the cursor back at its end; meanwhile rows may be visited, but none added or removed. */
+    class CursorKeeper {
+      public:
+        explicit CursorKeeper(ZorTable& table) noexcept : table(table), cursor(table.currentIndex) {}
+        CursorKeeper(const CursorKeeper&) = delete;
+        CursorKeeper& operator=(const CursorKeeper&) = delete;
+        ~CursorKeeper() { table.place(table.tabSize, cursor); }
+
+      private:
+        ZorTable& table;
+        unsigned cursor;
+    };
+
     /** @name Adding rows */
     /** @{ */
     /** Appends a row with initial values and moves the cursor to it. */

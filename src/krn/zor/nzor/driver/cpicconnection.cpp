@@ -35,6 +35,7 @@ CM_RETCODE CpicConnection::connectAsClient(ZorOptions& options) {
     protocol = 'I';
     zorProgType = ZOR_CLIENT;
     parseConnParameters(options);
+    target = {options.gwhost, options.gwserv, options.ashost, options.asserv, options.tpname};
     CPIC_INIT_OPT opts;
     KEL_INIT_OPTIONS(&opts);
     opts.streaming = CPIC_INIT_USE_STREAMING;

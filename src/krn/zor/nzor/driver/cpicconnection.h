@@ -84,6 +84,8 @@ class CpicConnection final : public ZorIOStream {
     void resetBuffer() noexcept override;
     const KEL_string& getErrorMsg() const override { return cpicError; }
 
+    void writeTraceEntry(KEL_ofstream* trace) const override;
+
     /** Writes the conversation id and a terminator; throws ZorBufferTooSmallException below 9 characters. */
     void printConvID(KEL_UC* cid, unsigned strLength) const;
 
@@ -119,7 +121,13 @@ class CpicConnection final : public ZorIOStream {
     unsigned getTraceLevel() const noexcept;
     void traceData(const KEL_UC* action, const KEL_string& codepage) const;
 
+    /** Where the conversation goes, as the trace tells it. */
+    struct Target {
+        KEL_string gwhost, gwserv, ashost, asserv, tpname;
+    };
+
     ZorStreamOwner* owner;
+    Target target;
     KEL_CHAR protocol = 'I';
     std::array<KEL_RAW, KEL_CONV_ID_LN> convId{};  ///< Zeros when there is no conversation.
     std::time_t lastIoTime = 0;                    ///< Of the last successful send or receive.

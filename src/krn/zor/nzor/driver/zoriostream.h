@@ -6,6 +6,7 @@
 #include "error/zorexception.h"
 #include "krn/si/gw/gwenum.h"
 
+class KEL_ofstream;
 struct ZorOptions;
 
 /** Role of a stream. */
@@ -108,6 +109,8 @@ class ZorIOStream {
     virtual void resetBuffer() noexcept {}
     /** Text of the last failure. */
     virtual const KEL_string& getErrorMsg() const = 0;
+    /** Writes the state of the stream to the trace. */
+    virtual void writeTraceEntry(KEL_ofstream* /*trace*/) const {}
 
     unsigned traceLevel = 0;  ///< Trace level of the stream.
     ZOR_PROTOCOL_TYPE zorProgType = ZOR_CLIENT;

@@ -38,6 +38,10 @@ class ZorTrace {
     static void writeKeyValue(KEL_ofstream* trace, std::string_view key, const KEL_UC* value, size_t length,
                               bool lineEnd);
     static void writeKeyValue(KEL_ofstream* trace, std::string_view key, bool value, bool lineEnd);
+    /** The same with a text and a line end. */
+    static void writeKeyValue(KEL_ofstream* trace, std::string_view key, std::string_view value) {
+        writeKeyValue(trace, key, value.data(), value.size(), true);
+    }
     static void writeParameter(KEL_ofstream* trace, std::string_view name, ZORTYPE type, unsigned length,
                                bool active, bool requested);
     [[gnu::format(printf, 3, 0)]] static void writeTextEntry(KEL_ofstream* trace, std::string_view kind,
@@ -73,3 +77,14 @@ class ZorTraceHold {
   private:
     KEL_ofstream* trace;
 };
+
+/** Writes an object to the trace as its own entry; a failure gives up the rest of it and reaches nobody. */
+template <class Object>
+void ZorTraceObject(Object& object) noexcept {
+    try {
+        const ZorTraceHold trace;
+        object.writeTraceEntry(trace.stream());
+    } catch (...) {
+        // Tracing never fails a call.
+    }
+}

@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "trace/zortracestream.h"
 #include "wire/fixedtext.h"
 
 /** Bits of the protocol word. */
@@ -89,4 +90,7 @@ struct ZorControl {
     ZorReceivedError received;
     bool receivedFilled = false;        ///< Something was written to `received`.
     FixedText<128> serverFunctionName;  ///< Function that the partner calls.
+
+    /** Lines of key and value for the trace; what identifies a user stands there, no secret does. */
+    void writeTraceEntry(KEL_ofstream* trace) const;
 };

@@ -1,0 +1,63 @@
+// What the trace shows of a function container.
+
+#include "data/zorfieldslot.h"
+#include "data/zorfunction.h"
+#include "data/zorstructure.h"
+#include "data/zortable.h"
+#include "trace/zortrace.h"
+
+namespace {
+
+constexpr unsigned valuesAbove = 2;
+
+void writeFields(KEL_ofstream* trace, const KEL_string& path, ZorRecord& record);
+
+/** By the cursor: a row object for each row would stay with the table. */
+void writeRows(KEL_ofstream* trace, const KEL_string& path, ZorTable& table) {
+    const ZorTable::CursorKeeper keeper(table);
+    for (unsigned row = 0; table.moveTo(row) == ZOR_OK; ++row)
+        writeFields(trace, path + "[" + std::to_string(row) + "]", table);
+}
+
+/** A line for a value, or the lines of what a field holds; a child that isn't there is left out. */
+void writeValue(KEL_ofstream* trace, const KEL_string& path, ZorRecord& record, unsigned index) {
+    const ZorFieldSlot slot = record.locate(index);
+    switch (slot.field.type) {
+        case ZORTYPE_STRUCTURE:
+            if (auto* structure = loadChild<ZorStructure>(slot.addr)) writeFields(trace, path, *structure);
+            return;
+        case ZORTYPE_TABLE:
+            if (auto* table = loadChild<ZorTable>(slot.addr)) writeRows(trace, path, *table);
+            return;
+        case ZORTYPE_UBIXOBJECT:
+            return;  // objects may refer to each other in a circle
+        default:
+            break;
+    }
+    KEL_string text;
+    try {
+        record.getValue(index, text);
+    } catch (const ZorBaseException&) {
+        text = "(- no value of its type -)";
+    }
+    ZorTrace::writeKeyValue(trace, path, text);
+}
+
+void writeFields(KEL_ofstream* trace, const KEL_string& path, ZorRecord& record) {
+    for (unsigned index = 0; index < record.getFieldCount(); ++index)
+        writeValue(trace, path + "." + record.getName(index), record, index);
+}
+
+}  // namespace
+
+void ZorFunction::writeTraceEntry(KEL_ofstream* trace) {
+    constexpr std::string_view kind = "ZorFunction";
+    ZorTrace::beginEntry(trace, kind, name);
+    for (const auto& param : params) {
+        const auto& field = param->desc();
+        ZorTrace::writeParameter(trace, field.name, field.type, field.length1, param->isActive(),
+                                 param->isRequested());
+        if (getTraceLevel() > valuesAbove && param->isActive()) writeValue(trace, field.name, *param, 0);
+    }
+    ZorTrace::endEntry(trace, kind, name);
+}
