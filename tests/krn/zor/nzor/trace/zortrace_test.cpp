@@ -230,4 +230,30 @@ TEST_F(ZorTraceTest, ManyThreadsKeepTheirFilesApart) {
     EXPECT_TRUE(reopened) << "the cache was emptied on the way";
 }
 
+TEST_F(ZorTraceTest, NoLineIsLostWhileFilesAreSwitched) {
+    constexpr int threadCount = 4, lineCount = 100;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < threadCount; ++i)
+        threads.emplace_back([i] {
+            for (int line = 0; line < lineCount; ++line)
+                ZorTraceWrite("<%d.%d>", i, line);
+        });
+    for (int i = 0; i < 40; ++i) {
+        ZorConfig::setTraceType(i % 2 != 0);
+        ZorTrace::close();
+    }
+    for (auto& thread : threads)
+        thread.join();
+    ZorConfig::setTraceType(true);
+    std::string all;
+    for (const auto& entry : fs::directory_iterator(directory))
+        all += readFile(entry.path());
+    for (int i = 0; i < threadCount; ++i)
+        for (int line = 0; line < lineCount; ++line) {
+            const std::string text = "<" + std::to_string(i) + "." + std::to_string(line) + ">\n";
+            EXPECT_NE(all.find(text), all.npos) << text;
+            EXPECT_EQ(all.find(text), all.rfind(text)) << text;
+        }
+}
+
 }  // namespace
