@@ -66,7 +66,7 @@ KEL_string shortened(const KEL_string& name) {
 }
 
 /** What one reading found. It counts only once all of it is in memory, so that a reading that fails for lack
- * of memory leaves the configuration as it was. */
+ * of memory leaves path, destinations and defaults as they were. */
 class IniContents final : public IniSink {
   public:
     std::map<KEL_string, ZorOptions, std::less<>> destinations;
@@ -94,13 +94,6 @@ class IniContents final : public IniSink {
         });
     }
 };
-
-/** Adds what was found; of two entries with one key the found one stays. Allocates nothing. */
-template <class Map>
-void takeOver(Map& known, Map& found) noexcept {
-    found.merge(known);
-    known.swap(found);
-}
 
 }  // namespace
 
@@ -156,14 +149,20 @@ class ZorConfigState final {
         IniContents found;
         readEnvironment(found.defaultSettings);
         readFile(path, found);
+        ZorOptionMap known = defaultSettings;
+        found.defaultSettings.merge(known);
+        applyDefaults(found.defaultSettings);
+        const bool filesMove = oldDirectory != traceDirectory() || oldByThread != trByThread;
+        // From here on nothing is allocated and nothing fails.
         if (found.hasLevels()) ZorConfig::destinationLevels.store(true, std::memory_order_release);
-        takeOver(destinations, found.destinations);
-        takeOver(defaultSettings, found.defaultSettings);
-        applyDefaults();
+        found.destinations.merge(destinations);
+        destinations.swap(found.destinations);
+        defaultSettings.swap(found.defaultSettings);
         iniPath.swap(path);
-        ZorConfig::levelWord.store(level(defaultSettings[traceKey]), std::memory_order_release);
+        const auto trace = defaultSettings.find(traceKey);
+        ZorConfig::levelWord.store(level(trace->second), std::memory_order_release);
         // Files that were opened before are closed, so that the next line goes where it now belongs.
-        if (oldDirectory != traceDirectory() || oldByThread != trByThread) ZorTrace::close();
+        if (filesMove) ZorTrace::close();
         for (const auto& complaint : found.complaints)
             ZorLogWrite("%s", complaint.c_str());
     }
@@ -216,7 +215,7 @@ class ZorConfigState final {
         if (traced) ZorTraceEndMethod("ZorConfig::readConfigFile", 0);
     }
 
-    void applyDefaults();
+    void applyDefaults(const ZorOptionMap& settings);
 
     /** A leaf lock: the trace functions ask for the directory with their own locks held. */
     std::mutex directoryLock;
@@ -258,10 +257,9 @@ const ZorConfigState::DefaultKey ZorConfigState::defaultKeys[] = {
      }},
 };
 
-void ZorConfigState::applyDefaults() {
+void ZorConfigState::applyDefaults(const ZorOptionMap& settings) {
     for (const auto& [key, apply] : defaultKeys)
-        if (const auto found = defaultSettings.find(key); found != defaultSettings.end())
-            apply(*this, found->second);
+        if (const auto found = settings.find(key); found != settings.end()) apply(*this, found->second);
     typeApplied = true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <kelzor/config.h>
+#include <kelzor/library.h>
 
 #include <cstdlib>
 #include <new>
@@ -41,12 +42,13 @@ class ConfigMemory : public ProcessFixture {
 };
 
 TEST_F(ConfigMemory, FailedReadingLeavesTheConfigurationAsItWas) {
+    ASSERT_EQ(ZorInit(), ZOR_OK);
     const KEL_string longText(100, 'x');
     std::filesystem::create_directory(directory / longText);
     const KEL_string path = (directory / longText).string();
     configure("DEST=A\nUSER=old" + longText + "\n");
-    writeFile(path + "/kelzor.ini", "DEFAULT\nZOR_TRACE_ENCODING=UTF-8\nDEST=A\nUSER=new" + longText +
-                                        "\nDEST=B\nUSER=" + longText + "\nDEST=BAD\nLANG=XX\n");
+    writeFile(path + "/kelzor.ini", "DEFAULT\nCPIC_TRACE=0\nZOR_TRACE_DIR=" + path + "\nDEST=A\nUSER=new" +
+                                        longText + "\nDEST=B\nUSER=" + longText + "\nDEST=BAD\nLANG=XX\n");
     ZOR_ERROR_INFO info{};
     ZOR_RC rc = ZOR_MEMORY_INSUFFICIENT;
     long failures = -1;
