@@ -267,13 +267,32 @@ ZOR_CONV_RC charsToDouble(std::string_view text, ZOR_FLOAT& value, int& error_po
     return ZOR_CONV_ILLEGAL_INPUT;
 }
 
+namespace {
+
+/** Writes what has no digits, and the sign of what has; true if nothing is left to write. */
+bool putSpecial(KEL_CHAR*& at, ZOR_FLOAT value) noexcept {
+    if (value < 0) *at++ = '-';
+    const bool special = value == 0 || !std::isfinite(value);
+    if (special) at = put(at, value == 0 ? "0.0" : std::isnan(value) ? "NaN" : "Inf");
+    return special;
+}
+
+}  // namespace
+
+unsigned doubleToExponentString(KEL_CHAR* dest, ZOR_FLOAT value) noexcept {
+    KEL_CHAR* at = dest;
+    if (putSpecial(at, value)) return static_cast<unsigned>(at - dest);
+    const Digits digits = digitsOf(std::fabs(value));
+    const std::string_view text(digits.text, digits.count);
+    at = put(at, text.substr(0, 1));
+    if (text.size() > 1) at = put(put(at, "."), text.substr(1));
+    *at++ = 'E';
+    return static_cast<unsigned>(at - dest) + numberToString(at, digits.pointAfter - 1);
+}
+
 unsigned doubleToString(KEL_CHAR* dest, ZOR_FLOAT value) noexcept {
     KEL_CHAR* at = dest;
-    if (std::isnan(value)) return static_cast<unsigned>(put(at, "NaN") - dest);
-    if (value == 0) return static_cast<unsigned>(put(at, "0.0") - dest);
-    if (value < 0) *at++ = '-';
-    if (std::isinf(value)) return static_cast<unsigned>(put(at, "Inf") - dest);
-
+    if (putSpecial(at, value)) return static_cast<unsigned>(at - dest);
     const Digits digits = digitsOf(std::fabs(value));
     const std::string_view text(digits.text, digits.count);
     const int pointAfter = digits.pointAfter;

@@ -72,6 +72,9 @@ ZOR_CONV_RC charsToDouble(std::string_view text, ZOR_FLOAT& value, int& error_po
  */
 unsigned doubleToString(KEL_CHAR* dest, ZOR_FLOAT value) noexcept;
 
+/** As `doubleToString`, with one digit before the point and an exponent: "-1.5E3", "9.765625E-4". */
+unsigned doubleToExponentString(KEL_CHAR* dest, ZOR_FLOAT value) noexcept;
+
 /** Bytes as hexadecimal text in capitals. */
 namespace Hex {
 
@@ -82,3 +85,16 @@ void encode(std::span<const KEL_RAW> bytes, std::string& out);
 ZOR_CONV_RC decode(std::string_view text, std::vector<KEL_RAW>& out, int& error_pos);
 
 }  // namespace Hex
+
+/** Bytes as text in the Base64 alphabet (RFC 4648, section 4). */
+namespace Base64 {
+
+/** Four characters for three bytes; "=" fills the last group up. */
+void encode(std::span<const KEL_RAW> bytes, std::string& out);
+/**
+ * NULs and "=" at the end don't count. A character outside the alphabet, and one that is alone in the last
+ * group, is illegal at its position. On failure `out` is unspecified.
+ */
+ZOR_CONV_RC decode(std::string_view text, std::vector<KEL_RAW>& out, int& error_pos);
+
+}  // namespace Base64

@@ -234,4 +234,59 @@ TEST(HexText, DecodesCapitalsOnly) {
     EXPECT_EQ(std::string_view(shortText, 3), "ABC");
 }
 
+TEST(DoubleToExponentString, HasOneDigitBeforeThePoint) {
+    const std::pair<ZOR_FLOAT, std::string_view> cases[] = {
+        {1.5, "1.5E0"},
+        {-1500, "-1.5E3"},
+        {100, "1E2"},
+        {0.0009765625, "9.765625E-4"},
+        {0, "0.0"},
+        {0.1, "1.0000000000000001E-1"},
+        {DBL_MAX, "1.7976931348623157E308"},
+        {-HUGE_VAL, "-Inf"},
+        {std::nan(""), "NaN"},
+    };
+    KEL_CHAR buffer[maxDoubleText];
+    for (const auto& [value, text] : cases)
+        EXPECT_EQ(std::string_view(buffer, doubleToExponentString(buffer, value)), text);
+}
+
+// The first rows are the test vectors of RFC 4648.
+TEST(Base64Text, EncodesAndDecodes) {
+    const std::pair<std::string_view, std::string_view> cases[] = {
+        {"", ""},
+        {"f", "Zg=="},
+        {"fo", "Zm8="},
+        {"foo", "Zm9v"},
+        {"foob", "Zm9vYg=="},
+        {"fooba", "Zm9vYmE="},
+        {"foobar", "Zm9vYmFy"},
+        {"\xFF\xEF\xBE"sv, "/+++"},
+        {"\0\0\0\0"sv, "AAAAAA=="},
+    };
+    for (const auto& [bytes, text] : cases) {
+        std::string encoded;
+        Base64::encode({reinterpret_cast<const KEL_RAW*>(bytes.data()), bytes.size()}, encoded);
+        EXPECT_EQ(encoded, text);
+        std::vector<KEL_RAW> decoded;
+        int position = 99;
+        EXPECT_EQ(Base64::decode(std::string(text) + '\0', decoded, position), ZOR_CONV_OK) << text;
+        EXPECT_EQ(std::string(decoded.begin(), decoded.end()), bytes);
+        EXPECT_EQ(position, -1);
+    }
+}
+
+TEST(Base64Text, NamesThePlaceOfWhatIsIllegal) {
+    const std::pair<std::string_view, int> cases[] = {
+        {"Zm9v YmFy", 4}, {"=Zm9v", 0},   {"Zm-v", 2},       {"Zm9vY", 4},
+        {"Z===", 0},      {"Zm\0v"sv, 2}, {"Zm9\xFCw"sv, 3},
+    };
+    for (const auto& [text, place] : cases) {
+        std::vector<KEL_RAW> decoded;
+        int position = -1;
+        EXPECT_EQ(Base64::decode(text, decoded, position), ZOR_CONV_ILLEGAL_INPUT) << text;
+        EXPECT_EQ(position, place) << text;
+    }
+}
+
 }  // namespace
