@@ -190,7 +190,7 @@ TEST_F(ZorTraceTest, AFullDiskCostsTheLinesAndNothingElse) {
     struct rlimit old {};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
     const auto oldHandler = ::signal(SIGXFSZ, SIG_IGN);
-    const struct rlimit full { fs::file_size(ownFile()) + 3, old.rlim_max };
+    const struct rlimit full { static_cast<rlim_t>(fs::file_size(ownFile())) + 3, old.rlim_max };
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
     errno = ENOENT;
     ZorTraceWrite("while full");
