@@ -29,6 +29,32 @@ unsigned zorAlignmentOf(ZORTYPE type) noexcept {
     }
 }
 
+unsigned zorNumberWidth(ZORTYPE type) noexcept {
+    switch (type) {
+        case ZORTYPE_INT2:
+        case ZORTYPE_TMINUTE:
+        case ZORTYPE_CDAY:
+            return 2;
+        case ZORTYPE_INT:
+        case ZORTYPE_DTDAY:
+        case ZORTYPE_DTWEEK:
+        case ZORTYPE_DTMONTH:
+        case ZORTYPE_TSECOND:
+            return 4;
+        case ZORTYPE_FLOAT:
+        case ZORTYPE_INT8:
+        case ZORTYPE_UTCLONG:
+        case ZORTYPE_UTCSECOND:
+        case ZORTYPE_UTCMINUTE:
+        case ZORTYPE_DECF16:
+            return 8;
+        case ZORTYPE_DECF34:
+            return 16;
+        default:
+            return 0;
+    }
+}
+
 bool zorIsCharacterType(ZORTYPE type) noexcept {
     return type == ZORTYPE_CHAR || type == ZORTYPE_DATE || type == ZORTYPE_TIME || type == ZORTYPE_NUM;
 }

@@ -8,6 +8,9 @@
 /** Alignment of a type's slot in a record, in bytes. */
 unsigned zorAlignmentOf(ZORTYPE type) noexcept;
 
+/** Bytes of a number; 0 for what isn't one, or has a single byte. */
+unsigned zorNumberWidth(ZORTYPE type) noexcept;
+
 /** True for types whose length counts characters, so that it doubles with 2-byte characters. */
 bool zorIsCharacterType(ZORTYPE type) noexcept;
 

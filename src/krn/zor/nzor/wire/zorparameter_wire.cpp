@@ -6,36 +6,10 @@
 #include "data/zorparameter.h"
 #include "data/zorstructure.h"
 #include "data/zortable.h"
+#include "meta/zortypelayout.h"
 #include "wire/zoritemstream.h"
 
 namespace {
-
-/** Width of a number on the wire in bytes; 0 for what isn't a number. */
-unsigned numberWidth(ZORTYPE type) noexcept {
-    switch (type) {
-        case ZORTYPE_INT2:
-        case ZORTYPE_TMINUTE:
-        case ZORTYPE_CDAY:
-            return 2;
-        case ZORTYPE_INT:
-        case ZORTYPE_DTDAY:
-        case ZORTYPE_DTWEEK:
-        case ZORTYPE_DTMONTH:
-        case ZORTYPE_TSECOND:
-            return 4;
-        case ZORTYPE_FLOAT:
-        case ZORTYPE_INT8:
-        case ZORTYPE_UTCLONG:
-        case ZORTYPE_UTCSECOND:
-        case ZORTYPE_UTCMINUTE:
-        case ZORTYPE_DECF16:
-            return 8;
-        case ZORTYPE_DECF34:
-            return 16;
-        default:
-            return 0;
-    }
-}
 
 bool isText(ZORTYPE type) noexcept {
     return type == ZORTYPE_CHAR || type == ZORTYPE_NUM || type == ZORTYPE_DATE || type == ZORTYPE_TIME;
@@ -51,7 +25,7 @@ void readFixed(ZorItemStream& conn, const ZorFieldSlot& slot, unsigned length) {
             std::memset(slot.addr + stored, ' ', slot.field.length1 - stored);
         return;
     }
-    const unsigned width = numberWidth(slot.field.type);
+    const unsigned width = zorNumberWidth(slot.field.type);
     const unsigned room = width == 0 ? slot.field.length1 : std::min(slot.field.length1, width);
     const unsigned stored = conn.readZorDataContent(slot.addr, room, length);
     if (width != 0 && stored == width) conn.convertNumberAfterRead(slot.addr, slot.field.type);

@@ -5,48 +5,33 @@
 #include <cstring>
 
 #include "data/zorstructure.h"
+#include "meta/zortypelayout.h"
 #include "wire/zoritemstream.h"
 
 namespace {
 
-/** Brings the leaf or field at `data`, which lies wholly inside the payload, into the own format. */
-void convertField(const ZorItemStream& conn, ZORTYPE type, KEL_RAW* data) {
-    switch (type) {
-        case ZORTYPE_INT:
-        case ZORTYPE_INT2:
-        case ZORTYPE_INT8:
-        case ZORTYPE_FLOAT:
-        case ZORTYPE_DECF16:
-        case ZORTYPE_DECF34:
-        case ZORTYPE_UTCLONG:
-        case ZORTYPE_UTCSECOND:
-        case ZORTYPE_UTCMINUTE:
-        case ZORTYPE_DTDAY:
-        case ZORTYPE_DTWEEK:
-        case ZORTYPE_DTMONTH:
-        case ZORTYPE_TSECOND:
-        case ZORTYPE_TMINUTE:
-        case ZORTYPE_CDAY:
-            return conn.convertNumberAfterRead(data, type);
-        default:
-            return;
-    }
+/** Brings a field into the own format; one with fewer bytes than its type has stays as it came. */
+void convertField(const ZorItemStream& conn, const ZorFieldSlot& slot) {
+    const unsigned width = zorNumberWidth(slot.field.type);
+    if (width != 0 && slot.field.length1 >= width) conn.convertNumberAfterRead(slot.addr, slot.field.type);
 }
 
 /**
  * Goes through the leaves of a record and of its nested structures, which are made if need be, in the
- * order of the flattened description. `visit` gets the number of the leaf, its bytes and their length.
+ * order of the flattened description. `visit` gets the leaf and its place. A nested structure may have been
+ * given a value of another type: of it only what fits the description takes part, so that bytes of the
+ * partner never become pointers.
  */
 template <class Visit>
-void forEachLeaf(ZorStructure& record, unsigned& leaf, const Visit& visit) {
+void forEachLeaf(ZorStructure& record, const ZorRecordMetaData& leaves, unsigned& leaf, const Visit& visit) {
     for (unsigned i = 0; i < record.getFieldCount(); ++i) {
         if (record.getType(i) == ZORTYPE_STRUCTURE) {
             ZorStructure* child = nullptr;
             record.getValue(i, &child, true);
-            forEachLeaf(*child, leaf, visit);
-        } else {
-            const ZorFieldSlot slot = record.locate(i);
-            visit(leaf++, slot.addr, slot.field.length1);
+            forEachLeaf(*child, leaves, leaf, visit);
+        } else if (const unsigned at = leaf++;
+                   at < leaves.getFieldCount() && leaves.getType(at) == record.getType(i)) {
+            visit(leaves[at], record.locate(i));
         }
     }
 }
@@ -73,10 +58,10 @@ void ZorStructure::zorSerializeType1(ZorItemStream&, KEL_RAW* dest, unsigned des
     const ZorRecordMetaData& leaves = *desc->getType1MetaData();
     std::memset(dest, 0, destLength);
     unsigned first = 0;
-    forEachLeaf(*this, first, [&](unsigned leaf, const KEL_RAW* data, unsigned length) {
-        const unsigned offset = leaves.getByteOffset(leaf);
-        if (offset >= destLength) return;
-        std::memcpy(dest + offset, data, std::min({length, leaves.getByteLength(leaf), destLength - offset}));
+    forEachLeaf(*this, leaves, first, [&](const ZorRecordFieldType& leaf, const ZorFieldSlot& slot) {
+        if (leaf.offset1 >= destLength) return;
+        std::memcpy(dest + leaf.offset1, slot.addr,
+                    std::min({slot.field.length1, leaf.length1, destLength - leaf.offset1}));
     });
 }
 
@@ -95,18 +80,16 @@ void ZorStructure::zorDeserialize(ZorItemStream& conn, unsigned length, bool sim
     for (unsigned i = 0; i < fieldCount; ++i) {
         const ZorFieldSlot slot = locate(i);
         if (getOffset(i) + slot.field.length1 > stored) return;  // a short row leaves the other fields alone
-        convertField(conn, slot.field.type, slot.addr);
+        convertField(conn, slot);
     }
 }
 
 void ZorStructure::zorDeserializeType1(ZorItemStream& conn, const KEL_RAW* data, unsigned length) {
     const ZorRecordMetaData& leaves = *desc->getType1MetaData();
     unsigned first = 0;
-    forEachLeaf(*this, first, [&](unsigned leaf, KEL_RAW* target, unsigned room) {
-        const unsigned offset = leaves.getByteOffset(leaf);
-        const unsigned width = leaves.getByteLength(leaf);
-        if (offset > length || width > length - offset) return;
-        std::memcpy(target, data + offset, std::min(room, width));
-        if (conn.control.conversion) convertField(conn, leaves.getType(leaf), target);
+    forEachLeaf(*this, leaves, first, [&](const ZorRecordFieldType& leaf, const ZorFieldSlot& slot) {
+        if (leaf.offset1 > length || leaf.length1 > length - leaf.offset1) return;
+        std::memcpy(slot.addr, data + leaf.offset1, std::min(slot.field.length1, leaf.length1));
+        if (conn.control.conversion) convertField(conn, slot);
     });
 }

@@ -497,4 +497,39 @@ TEST(Records, withoutDescriptionAreEmpty) {
     EXPECT_EQ(nested.written(), joined({item(517, "X"), nameX, item(515, Bytes{0, 0, 0, 0, 'x', 'y'})}));
 }
 
+TEST(Records, nestedValuesOfAnotherTypeTakePartAsFarAsTheyFit) {
+    auto inner = record("INNER", {{"C", ZORTYPE_CHAR, 8, nullptr}});
+    auto outer = record("OUTER", {{"S", ZORTYPE_STRUCTURE, 8, inner.get()}, {"B", ZORTYPE_BYTE, 8, nullptr}});
+    auto text = record("TEXT", {{"C", ZORTYPE_CHAR, 8, nullptr}, {"T", ZORTYPE_STRING, 8, nullptr}});
+    auto wide = record("WIDE", {{"T", ZORTYPE_STRING, 8, nullptr},
+                                {"B", ZORTYPE_BYTE, 2, nullptr},
+                                {"X", ZORTYPE_CHAR, 2, nullptr}});
+    const Bytes partner(16, 'A');
+    const struct {
+        ZorRecordMetaData* type;
+        Bytes sent;
+    } rows[] = {
+        {text.get(), joined({Bytes(8, 'A'), Bytes(8, 0)})},
+        {wide.get(), joined({Bytes(8, 0), Bytes(2, 'A'), Bytes(6, 0)})},
+    };
+    for (const auto& row : rows) {
+        Call call;
+        call.add("X", ZORTYPE_STRUCTURE, ZOR_CHANGING, 16, outer.get());
+        ZorStructure* value = nullptr;
+        call.function().getValue(0, &value, true);
+        value->setValue(0, ZorStructure(row.type));
+        call.read(joined({nameX, item(515, partner)}));
+        EXPECT_EQ(call.written(), joined({item(517, "X"), nameX, item(515, row.sent)}));
+    }
+}
+
+TEST(Records, numbersWithTooFewBytesAreNotSwapped) {
+    auto type = record("TYPE", {{"I", ZORTYPE_INT, 4, nullptr}, {"SHORT", ZORTYPE_INT, 2, nullptr}});
+    Call call;
+    call.add("X", ZORTYPE_STRUCTURE, ZOR_CHANGING, 6, type.get());
+    call.stream.control.conv_int = call.stream.control.conversion = true;
+    call.read(joined({nameX, item(515, Bytes{1, 2, 3, 4, 5, 6})}));
+    EXPECT_EQ(call.written(), joined({item(517, "X"), nameX, item(515, Bytes{4, 3, 2, 1, 5, 6})}));
+}
+
 }  // namespace
