@@ -134,7 +134,7 @@ void ZorRecord::setValue(unsigned index, const KEL_CHAR* value, unsigned length,
         length = sizeof(ZOR_TIME);
     }
     const ZorTextWriter write = rowOf(slot).writeText;
-    if (write == nullptr) return;
+    if (write == nullptr) return markWritten(slot);
     // These cells read no more of the value than the field has room for.
     const bool bounded = slot.field.type == ZORTYPE_CHAR || slot.field.type == ZORTYPE_DATE ||
                          slot.field.type == ZORTYPE_TIME || slot.field.type == ZORTYPE_BYTE;

@@ -241,6 +241,9 @@ TEST_F(Objects, WhatAnObjectFieldSaysToOtherTypes) {
         EXPECT_EQ(said(row.call), row.result);
     EXPECT_EQ(length, 2u);
     EXPECT_EQ(objectIn(function, "OBJ"), held);
+    int active = 9;
+    EXPECT_EQ(ZorIsParameterActive(function, "OBJ", &active, nullptr), ZOR_OK);
+    EXPECT_EQ(active, 1);  // by the one text that was accepted
 }
 
 TEST_F(Objects, ClassExceptionsBelongToTheirFunction) {
