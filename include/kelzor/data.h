@@ -60,7 +60,7 @@ KELZOR_API ZOR_STRUCTURE_HANDLE ZorCloneStructure(ZOR_STRUCTURE_HANDLE structHan
 /**
  * Destroys a structure with its children. Only for structures that the caller made: one that came out
  * of a field or a table belongs there.
- * Failure: `ZOR_INVALID_HANDLE`.
+ * Failure: `ZOR_INVALID_HANDLE` (a field's or a table's, too).
  */
 KELZOR_API ZOR_RC ZorDestroyStructure(ZOR_STRUCTURE_HANDLE structHandle, ZOR_ERROR_INFO* errorInfo);
 

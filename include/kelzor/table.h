@@ -38,7 +38,7 @@ KELZOR_API ZOR_TABLE_HANDLE ZorCloneTable(ZOR_TABLE_HANDLE tableHandle, ZOR_ERRO
 
 /**
  * Destroys a table with its rows. Only for tables that the caller made: one that came out of a field or
- * parameter belongs there.
+ * parameter belongs there, which gives `ZOR_INVALID_HANDLE`.
  */
 KELZOR_API ZOR_RC ZorDestroyTable(ZOR_TABLE_HANDLE tableHandle, ZOR_ERROR_INFO* errorInfo);
 

@@ -6,7 +6,6 @@
 #include "api/recordframe.h"
 #include "data/zorfunction.h"
 #include "data/zorubixobject.h"
-#include "trace/zortracefunctions.h"
 
 using namespace zorapi;
 
@@ -19,16 +18,6 @@ ZorUbixObject& object(ZOR_UBIX_OBJECT_HANDLE handle) noexcept {
 ZorFunction& function(ZOR_FUNCTION_HANDLE handle) noexcept {
     return static_cast<ZorFunction&>(*ZorRecord::fromHandle(handle));
 }
-
-/** Check: an object that the caller owns. */
-struct OwnObject {
-    ZOR_UBIX_OBJECT_HANDLE handle;
-    Verdict operator()() const noexcept {
-        const Verdict verdict = ContainerOf{ZOR_RECORD_OBJECT, handle}();
-        if (verdict.rc != ZOR_OK || !object(handle).isHeld()) return verdict;
-        return {ZOR_INVALID_HANDLE, nullptr};
-    }
-};
 
 /** Check: an object, told in the words of ZorDescribeType, as it always was. */
 struct DescribableObject {
@@ -51,18 +40,15 @@ ZOR_UBIX_OBJECT_HANDLE ZorCreateUbixObject(ZOR_CLASS_DESC_HANDLE classDescHandle
 }
 
 ZOR_RC ZorDestroyUbixObject(ZOR_UBIX_OBJECT_HANDLE objHandle, ZOR_ERROR_INFO* errorInfo) {
-    return guarded(__func__, errorInfo, ContainerLevel{objHandle}, checks(OwnObject{objHandle}),
-                   [&] { delete &object(objHandle); });
+    return guarded(__func__, errorInfo, ContainerLevel{objHandle},
+                   checks(OwnContainer{ZOR_RECORD_OBJECT, objHandle}), [&] { delete &object(objHandle); });
 }
 
 ZOR_CLASS_DESC_HANDLE ZorDescribeUbixObject(ZOR_UBIX_OBJECT_HANDLE objHandle, ZOR_ERROR_INFO* errorInfo) {
-    return light(__func__, errorInfo, ContainerLevel{objHandle},
-                 checks(Handle{objHandle}, DescribableObject{objHandle}), [&](FrameTrace& trace) {
-                     if (trace.isOpen())
-                         ZorTraceWrite("ZorDescribeType(%p, errorInfo=%p)", static_cast<void*>(objHandle),
-                                       static_cast<void*>(errorInfo));
-                     return ZorMetaDataStatics::toHandle(object(objHandle).getClassMetaData());
-                 });
+    return light(
+        __func__, errorInfo, ContainerLevel{objHandle},
+        checks(TraceDescribeType{objHandle, errorInfo}, Handle{objHandle}, DescribableObject{objHandle}),
+        [&] { return ZorMetaDataStatics::toHandle(object(objHandle).getClassMetaData()); });
 }
 
 ZOR_RC ZorEnableUbixClassException(ZOR_FUNCTION_HANDLE funcHandle, ZOR_CONNECTION_HANDLE zorHandleRepository,

@@ -3,6 +3,7 @@
 
 #include "api/frame.h"
 #include "data/zorrecord.h"
+#include "trace/zortracefunctions.h"
 
 namespace zorapi {
 
@@ -33,6 +34,29 @@ struct ContainerOf {
         const ZorRecord* record = liveRecord(handle);
         return record != nullptr && record->getRecordType() == type ? Verdict{}
                                                                     : Verdict{ZOR_INVALID_HANDLE, nullptr};
+    }
+};
+
+/** Check: as `ContainerOf`, and one that the caller owns: a child belongs to its field. */
+struct OwnContainer {
+    ZorRecordType type;
+    DATA_CONTAINER_HANDLE handle;
+    Verdict operator()() const noexcept {
+        const Verdict verdict = ContainerOf{type, handle}();
+        if (verdict.rc != ZOR_OK || !ZorRecord::fromHandle(handle)->isHeld()) return verdict;
+        return {ZOR_INVALID_HANDLE, nullptr};
+    }
+};
+
+/** Pseudo-check that writes the line of a call that asks for a description, and never fails. */
+struct TraceDescribeType {
+    DATA_CONTAINER_HANDLE handle;
+    const ZOR_ERROR_INFO* errorInfo;
+    Verdict operator()() const noexcept {
+        if (ContainerLevel{handle}() > callThreshold) [[unlikely]]
+            ZorTraceWrite("ZorDescribeType(%p, errorInfo=%p)", static_cast<const void*>(handle),
+                          static_cast<const void*>(errorInfo));
+        return {};
     }
 };
 

@@ -5,7 +5,6 @@
 #include "api/recordframe.h"
 #include "data/zorstructure.h"
 #include "data/zortable.h"
-#include "trace/zortracefunctions.h"
 
 using namespace zorapi;
 
@@ -15,11 +14,11 @@ ZorStructure& structure(ZOR_STRUCTURE_HANDLE handle) noexcept {
     return static_cast<ZorStructure&>(*ZorRecord::fromHandle(handle));
 }
 
-/** Check: a structure that stands on its own; a row belongs to its table. */
+/** Check: a structure that the caller owns; a row belongs to its table. */
 struct OwnStructure {
     ZOR_STRUCTURE_HANDLE handle;
     Verdict operator()() const noexcept {
-        const Verdict verdict = ContainerOf{ZOR_RECORD_STRUCTURE, handle}();
+        const Verdict verdict = OwnContainer{ZOR_RECORD_STRUCTURE, handle}();
         if (verdict.rc != ZOR_OK || !structure(handle).isRow()) return verdict;
         return {ZOR_INVALID_HANDLE, nullptr};
     }
@@ -58,12 +57,10 @@ ZOR_RC ZorDestroyStructure(ZOR_STRUCTURE_HANDLE structHandle, ZOR_ERROR_INFO* er
 }
 
 ZOR_TYPE_DESC_HANDLE ZorDescribeType(DATA_CONTAINER_HANDLE dataHandle, ZOR_ERROR_INFO* errorInfo) {
-    return light(__func__, errorInfo, ContainerLevel{dataHandle},
-                 checks(Handle{dataHandle}, Describable{dataHandle}), [&](FrameTrace& trace) {
-                     if (trace.isOpen())
-                         ZorTraceWrite("ZorDescribeType(%p, errorInfo=%p)", static_cast<void*>(dataHandle),
-                                       static_cast<void*>(errorInfo));
-                     ZorAbstractMetaData* desc = ZorRecord::fromHandle(dataHandle)->getDescriptor();
-                     return ZorMetaDataStatics::toHandle(static_cast<ZorRecordMetaData*>(desc));
-                 });
+    return light(
+        __func__, errorInfo, ContainerLevel{dataHandle},
+        checks(TraceDescribeType{dataHandle, errorInfo}, Handle{dataHandle}, Describable{dataHandle}), [&] {
+            ZorAbstractMetaData* desc = ZorRecord::fromHandle(dataHandle)->getDescriptor();
+            return ZorMetaDataStatics::toHandle(static_cast<ZorRecordMetaData*>(desc));
+        });
 }

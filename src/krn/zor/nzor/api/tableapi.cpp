@@ -52,7 +52,7 @@ ZOR_TABLE_HANDLE ZorCloneTable(ZOR_TABLE_HANDLE tableHandle, ZOR_ERROR_INFO* err
 
 ZOR_RC ZorDestroyTable(ZOR_TABLE_HANDLE tableHandle, ZOR_ERROR_INFO* errorInfo) {
     return light(__func__, errorInfo, ContainerLevel{tableHandle},
-                 checks(ContainerOf{ZOR_RECORD_TABLE, tableHandle}), [&] { delete &table(tableHandle); });
+                 checks(OwnContainer{ZOR_RECORD_TABLE, tableHandle}), [&] { delete &table(tableHandle); });
 }
 
 ZOR_RC ZorAppendNewRows(ZOR_TABLE_HANDLE tableHandle, unsigned numRows, ZOR_ERROR_INFO* errorInfo) {

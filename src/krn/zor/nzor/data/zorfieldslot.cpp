@@ -15,7 +15,7 @@ void destroyChildAs(KEL_RAW* addr) noexcept {
 
 template <class T>
 void cloneChildAs(const KEL_RAW* source, KEL_RAW* target) {
-    if (const T* child = loadChild<T>(source)) storeChild<T>(target, std::make_unique<T>(*child).release());
+    if (const T* child = loadChild<T>(source)) holdChild<T>(target, std::make_unique<T>(*child).release());
 }
 
 void cloneChild(ZORTYPE type, const KEL_RAW* source, KEL_RAW* target) {
@@ -25,9 +25,7 @@ void cloneChild(ZORTYPE type, const KEL_RAW* source, KEL_RAW* target) {
         case ZORTYPE_STRUCTURE:
             return cloneChildAs<ZorStructure>(source, target);
         case ZORTYPE_UBIXOBJECT:
-            cloneChildAs<ZorUbixObject>(source, target);
-            if (auto* child = loadChild<ZorUbixObject>(target)) child->setHeld();
-            return;
+            return cloneChildAs<ZorUbixObject>(source, target);
         case ZORTYPE_STRING:
             return cloneChildAs<ZorString>(source, target);
         case ZORTYPE_XSTRING:

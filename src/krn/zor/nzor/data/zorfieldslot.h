@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <memory>
+#include <type_traits>
 
 #include "data/zorrecord.h"
 
@@ -39,6 +40,14 @@ T* loadChild(const KEL_RAW* addr) noexcept {
 template <class T>
 void storeChild(KEL_RAW* addr, T* child) noexcept {
     std::memcpy(addr, &child, sizeof child);
+}
+
+/** As `storeChild`, for a child that is the record's from now on; null for none. */
+template <class T>
+void holdChild(KEL_RAW* addr, T* child) noexcept {
+    if constexpr (std::is_base_of_v<ZorRecord, T>)
+        if (child != nullptr) child->setHeld();
+    storeChild(addr, child);
 }
 
 /** The string or byte string behind a pointer slot, made if there is none. */

@@ -39,7 +39,6 @@ void makeChild(const ZorFieldSlot&, ZorXString*& child) {
 
 void makeChild(const ZorFieldSlot& slot, ZorUbixObject*& child) {
     child = std::make_unique<ZorUbixObject>(classOf(slot.field.typeDesc.raw())).release();
-    child->setHeld();
 }
 
 /** The child of a field, which is owned by the record; null if there is none and none is to be made. */
@@ -49,7 +48,7 @@ T* childOf(const ZorFieldSlot& slot, ZORTYPE type, std::string_view wanted, bool
     T* child = loadChild<T>(slot.addr);
     if (child == nullptr && create) {
         makeChild(slot, child);
-        storeChild(slot.addr, child);
+        holdChild(slot.addr, child);
     }
     return child;
 }
@@ -116,7 +115,7 @@ void ZorRecord::setValue(unsigned index, const ZorStructure& value) {
     if (child != nullptr)
         *child = value;
     else
-        storeChild(slot.addr, value.clone().release());
+        holdChild(slot.addr, value.clone().release());
 }
 
 void ZorRecord::setValue(unsigned index, const ZorTable& value) {
@@ -126,19 +125,17 @@ void ZorRecord::setValue(unsigned index, const ZorTable& value) {
     if (child != nullptr)
         *child = value;
     else
-        storeChild(slot.addr, value.clone().release());
+        holdChild(slot.addr, value.clone().release());
 }
 
 void ZorRecord::setValue(unsigned index, const ZorUbixObject& value) {
     const ZorFieldSlot slot = access(index, &value);
     if (slot.field.type != ZORTYPE_UBIXOBJECT) throwWriteFailure(slot.field, "ZOR_UBIX_OBJECT_HANDLE");
-    if (auto* child = loadChild<ZorUbixObject>(slot.addr)) {
+    auto* child = loadChild<ZorUbixObject>(slot.addr);
+    if (child != nullptr)
         *child = value;
-        return;
-    }
-    auto copy = value.clone();
-    copy->setHeld();
-    storeChild(slot.addr, copy.release());
+    else
+        holdChild(slot.addr, value.clone().release());
 }
 
 unsigned ZorRecord::getStringLength(unsigned index) {
@@ -168,6 +165,6 @@ ZorTable* ZorRecord::getTable(unsigned width, unsigned short partnerCharSize) {
     const ZorFieldSlot slot = locate(0);
     const bool bytes = slot.field.typeDesc.raw() == ZorMetaDataStatics::ZOR_METADATA_ZORTYPE_BYTE;
     table = std::make_unique<ZorTable>(bytes ? ZORTYPE_BYTE : ZORTYPE_CHAR, width, partnerCharSize).release();
-    storeChild(slot.addr, table);
+    holdChild(slot.addr, table);
     return table;
 }

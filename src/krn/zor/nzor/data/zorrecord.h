@@ -96,6 +96,9 @@ class ZorRecord {
      * sanitizer may not take for granted that this is an object.
      */
     __attribute__((no_sanitize("vptr"))) bool isValid() const noexcept { return mark == liveMark; }
+    /** True while the container belongs to a field or a class exception and not to a caller. */
+    bool isHeld() const noexcept { return held; }
+    void setHeld() noexcept { held = true; }
 
     /** @name Properties of one field, whose index must exist. */
     /** @{ */
@@ -282,4 +285,5 @@ class ZorRecord {
     }
 
     std::uint16_t mark = liveMark;
+    bool held = false;  ///< A copy belongs to nobody yet.
 };

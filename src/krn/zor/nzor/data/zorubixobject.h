@@ -34,12 +34,5 @@ class ZorUbixObject : public ZorStructure {
         return static_cast<ZorClassMetaData*>(const_cast<ZorRecordMetaData*>(getDescriptor()));
     }
 
-    /** True while the object belongs to a field or a class exception and not to a caller. */
-    bool isHeld() const noexcept { return held; }
-    void setHeld() noexcept { held = true; }
-
     bool initialized = false;  ///< Set by who fills the object from the wire.
-
-  private:
-    bool held = false;
 };

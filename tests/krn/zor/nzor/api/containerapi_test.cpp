@@ -152,6 +152,7 @@ TEST_F(ContainerApi, ChildrenBelongToTheRecordAndValuesAreCopied) {
     EXPECT_EQ(ZorGetStructure(record, "INNER", &inner, &info), ZOR_OK);
     EXPECT_EQ(ZorGetStructureByIndex(record, 4, &again, &info), ZOR_OK);
     EXPECT_EQ(inner, again);
+    EXPECT_EQ(ZorDestroyStructure(inner, &info), ZOR_INVALID_HANDLE);  // the record's
 
     ASSERT_NE(ZorAppendNewRow(table, &info), nullptr);
     EXPECT_EQ(ZorSetInt(table, "NO", 7, &info), ZOR_OK);
@@ -162,6 +163,14 @@ TEST_F(ContainerApi, ChildrenBelongToTheRecordAndValuesAreCopied) {
     EXPECT_EQ(ZorGetTable(record, "ROWS", &rows, &info), ZOR_OK);
     EXPECT_EQ(ZorGetRowCount(rows, &count, &info), ZOR_OK);
     EXPECT_EQ(count, 1u);
+    EXPECT_EQ(ZorDestroyTable(rows, &info), ZOR_INVALID_HANDLE);
+    const auto copy = ZorCloneStructure(record, &info);  // whose children are its own
+    EXPECT_EQ(ZorGetTable(copy, "ROWS", &rows, &info), ZOR_OK);
+    EXPECT_EQ(ZorDestroyTable(rows, &info), ZOR_INVALID_HANDLE);
+    const auto rowsCopy = ZorCloneTable(rows, &info);
+    EXPECT_EQ(ZorDestroyStructure(copy, &info), ZOR_OK);
+    EXPECT_EQ(ZorDestroyTable(rowsCopy, &info), ZOR_OK);
+    EXPECT_EQ(ZorGetTable(record, "ROWS", &rows, &info), ZOR_OK);
     EXPECT_EQ(ZorSetStructure(record, "INNER", ZorGetCurrentRow(rows, &info), &info), ZOR_OK);
     ZOR_INT number = 0;
     EXPECT_EQ(ZorGetInt(inner, "NO", &number, &info), ZOR_OK);

@@ -70,6 +70,15 @@ TEST_F(FieldTrace, ShowsArgumentsAndValues) {
     EXPECT_TRUE(contains(trace, "Zab7")) << trace;
 }
 
+TEST_F(FieldTrace, ShowsTheQueryOfADescriptionBeforeItsChecks) {
+    const std::string trace = traceAt(1, [](auto record) {
+        EXPECT_NE(ZorDescribeType(record, nullptr), nullptr);
+        EXPECT_EQ(ZorDescribeType(nullptr, nullptr), nullptr);
+    });
+    EXPECT_TRUE(contains(trace, ">> ZorDescribeType\nZorDescribeType(0x")) << trace;
+    EXPECT_TRUE(contains(trace, ">> ZorDescribeType\nZorDescribeType((nil), errorInfo=(nil))\n<<")) << trace;
+}
+
 TEST_F(FieldTrace, ShowsDecimalsAsText) {
     const std::string trace = traceAt(3, [](auto record) {
         ZOR_DECF34 value;
