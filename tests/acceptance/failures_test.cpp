@@ -146,6 +146,13 @@ TEST_F(FailureTest, aFormThatCannotTravelIsRefusedBeforeAnythingIsSent) {
     parameter.nucLength = parameter.ucLength = 8;
     parameter.typeDescHandle = deep;
     ASSERT_EQ(ZorAddParameter(description, &parameter, &error), ZOR_OK);
+    ZOR_TYPE_DESC_HANDLE flat = ZorCreateTypeDesc("FLAT", &error);
+    field.type = ZORTYPE_CHAR;
+    ASSERT_EQ(ZorAddTypeField(flat, &field, &error), ZOR_OK);
+    ASSERT_EQ(ZorSetTypeLength(flat, 8, 8, &error), ZOR_OK);
+    std::snprintf(parameter.name, sizeof parameter.name, "FLAT");
+    parameter.typeDescHandle = flat;
+    ASSERT_EQ(ZorAddParameter(description, &parameter, &error), ZOR_OK);
     ZOR_FUNCTION_HANDLE function = ZorCreateFunction(description, &error);
     EXPECT_EQ(invoke(connection, function), ZOR_OK)
         << "without a value nothing has to travel: " << error.message;
@@ -154,11 +161,17 @@ TEST_F(FailureTest, aFormThatCannotTravelIsRefusedBeforeAnythingIsSent) {
     ASSERT_EQ(ZorGetStructure(function, "DEEP", &value, &error), ZOR_OK);
     EXPECT_EQ(invoke(connection, function), ZOR_SERIALIZATION_FAILURE);
     EXPECT_STREQ(error.message, "Parameter DEEP has a type that can't travel in the classic format");
+    // So is a flat parameter whose value was taken over from such a record.
+    ASSERT_EQ(ZorSetStructure(function, "FLAT", value, &error), ZOR_OK);
+    ASSERT_EQ(ZorSetParameterActive(function, "DEEP", 0, &error), ZOR_OK);
+    EXPECT_EQ(invoke(connection, function), ZOR_SERIALIZATION_FAILURE);
+    EXPECT_STREQ(error.message, "Parameter FLAT has a type that can't travel in the classic format");
     EXPECT_TRUE(system.requests().empty());
     expectUsable(connection);
     ZorDestroyFunction(function, nullptr);
     ZorDestroyFunctionDesc(description, nullptr);
     ZorDestroyTypeDesc(deep, nullptr);
+    ZorDestroyTypeDesc(flat, nullptr);
 }
 
 TEST_F(FailureTest, aValueThatCannotBeConvertedLeavesTheConnectionReady) {

@@ -43,15 +43,16 @@ bool hasNoImage(const ZorAbstractMetaData* typeDesc) noexcept {
     return record.isNestedType2Structure() || record.containsObject();
 }
 
-/** Whether a structure or table was made; one that wasn't isn't sent. */
-bool hasChild(ZorParameter& parameter) {
+/** The structure or table of a parameter; null if none was made, and then none is sent. */
+ZorRecord* valueOf(ZorParameter& parameter) {
     ZorStructure* structure = nullptr;
     ZorTable* table = nullptr;
-    if (parameter.desc().type == ZORTYPE_STRUCTURE)
+    if (parameter.desc().type == ZORTYPE_STRUCTURE) {
         parameter.getValue(0, &structure, false);
-    else
-        parameter.getValue(0, &table, false);
-    return structure != nullptr || table != nullptr;
+        return structure;
+    }
+    parameter.getValue(0, &table, false);
+    return table;
 }
 
 /** Whether a parameter has a value, in either direction, that the classic items can't carry. */
@@ -59,9 +60,12 @@ bool needsOtherForm(ZorParameter& parameter, unsigned partnerCharSize) {
     const ZORTYPE type = parameter.desc().type;
     if (type != ZORTYPE_STRUCTURE && type != ZORTYPE_TABLE)
         return type == ZORTYPE_UBIXOBJECT || type == ZORTYPE_XMLDATA;
-    if (parameter.direction() == ZOR_IMPORT && !hasChild(parameter)) return false;
+    ZorRecord* const value = valueOf(parameter);
+    if (parameter.direction() == ZOR_IMPORT && value == nullptr) return false;
     if (type == ZORTYPE_TABLE && parameter.direction() != ZOR_TABLES) return true;
-    return partnerCharSize != 1 || hasNoImage(parameter.desc().typeDesc.get());
+    // A value may be of another type than the parameter; its pointers are nobody's business either.
+    return partnerCharSize != 1 || hasNoImage(parameter.desc().typeDesc.get()) ||
+           (value != nullptr && hasNoImage(value->getDescriptor()));
 }
 
 /** Refuses before the first byte is written, so that the connection stays as it was. */
