@@ -14,6 +14,8 @@
 #include <cstring>
 #include <functional>
 #include <new>
+#include <utility>
+#include <vector>
 
 #include "krn/zor/nzor/data/datafixture.h"
 
@@ -268,6 +270,122 @@ TEST_F(DataMemory, ObjectsAndClassExceptions) {
         },
         [&] { ASSERT_EQ(function.getClassException(), nullptr); });
     EXPECT_EQ(ZorGetUbixClassException(function.toHandle(), nullptr), exception);
+}
+
+TEST_F(DataMemory, DescribingTypesAndFunctions) {
+    const auto madeType = ZorCreateTypeDesc("TYPE", nullptr);
+    const auto madeFunction = ZorCreateFunctionDesc("FUNCTION", nullptr);
+    ZOR_FIELD_DESC field{};
+    ZOR_PARAMETER_DESC parameter{};
+    ZOR_EXCEPTION_DESC exception{};
+    unsigned count = 0;
+    for (unsigned number = 0; number < 40; ++number) {
+        const std::string name = "A_RATHER_LONG_NAME_" + std::to_string(number);
+        std::strcpy(field.name, name.c_str());
+        std::strcpy(parameter.name, name.c_str());
+        std::strcpy(exception.key, name.c_str());
+        field.type = parameter.type = ZORTYPE_CHAR;
+        field.nucLength = parameter.nucLength = 4;
+        field.nucOffset = 4 * number;
+        parameter.direction = ZOR_IMPORT;
+        failEachAllocation([&](ZOR_ERROR_INFO& info) { return ZorAddTypeField(madeType, &field, &info); },
+                           [&] {
+                               ASSERT_EQ(ZorGetFieldCount(madeType, &count, nullptr), ZOR_OK);
+                               ASSERT_EQ(count, number);
+                           });
+        failEachAllocation(
+            [&](ZOR_ERROR_INFO& info) { return ZorAddParameter(madeFunction, &parameter, &info); },
+            [&] {
+                ASSERT_EQ(ZorGetParameterCount(madeFunction, &count, nullptr), ZOR_OK);
+                ASSERT_EQ(count, number);
+            });
+        failEachAllocation(
+            [&](ZOR_ERROR_INFO& info) { return ZorAddException(madeFunction, &exception, &info); },
+            [&] {
+                ASSERT_EQ(ZorGetExceptionCount(madeFunction, &count, nullptr), ZOR_OK);
+                ASSERT_EQ(count, number);
+            });
+    }
+    EXPECT_EQ(ZorGetParameterDescByName(madeFunction, "A_RATHER_LONG_NAME_39", &parameter, nullptr), ZOR_OK);
+    ZorDestroyTypeDesc(madeType, nullptr);
+    ZorDestroyFunctionDesc(madeFunction, nullptr);
+}
+
+TEST_F(DataMemory, LockingByTheFirstContainer) {
+    // Descriptions of its own for each try, since what a lock has made stays with them.
+    const auto lockAndCreate = [](ZOR_ERROR_INFO& info) {
+        const long at = std::exchange(failAfter, -1);
+        const auto inner = makeType({{"WORD", ZORTYPE_CHAR, 20}, {"NUMBER", ZORTYPE_INT, 4}}, "INNER");
+        const auto outer =
+            makeType({{"NO", ZORTYPE_INT, 4}, {"INNER", ZORTYPE_STRUCTURE, 24, 0, inner.get()}}, "OUTER");
+        const auto handle = ZorMetaDataStatics::toHandle(outer.get());
+        failAfter = at;
+        const auto made = ZorCreateStructure(handle, &info);
+        const ZOR_RC rc = info.code;
+        if (made == nullptr) {
+            // Nothing of the failure is left: the next try succeeds.
+            const long left = std::exchange(failAfter, -1);
+            const auto second = ZorCreateStructure(handle, &info);
+            EXPECT_NE(second, nullptr) << info.message;
+            ZorDestroyStructure(second, nullptr);
+            info = {};
+            std::strcpy(info.key, "ZOR_MEMORY_INSUFFICIENT");
+            failAfter = left;
+        } else {
+            ZorDestroyStructure(made, nullptr);
+        }
+        return rc;
+    };
+    ZOR_ERROR_INFO info;
+    EXPECT_EQ(lockAndCreate(info), ZOR_OK);
+    failEachAllocation(lockAndCreate, [] {});
+}
+
+TEST_F(DataMemory, ChildrenOnFirstUse) {
+    ZorStructure fresh(type.get());
+    ZOR_TABLE_HANDLE rows = nullptr;
+    ZOR_STRUCTURE_HANDLE inner = nullptr;
+    ZorTable* noTable = nullptr;
+    ZorStructure* noStructure = nullptr;
+    failEachAllocation(
+        [&](ZOR_ERROR_INFO& info) { return ZorGetTableByIndex(fresh.toHandle(), 2, &rows, &info); },
+        [&] {
+            fresh.getValue(2, &noTable, false);
+            ASSERT_EQ(noTable, nullptr);
+        });
+    failEachAllocation(
+        [&](ZOR_ERROR_INFO& info) { return ZorGetStructureByIndex(fresh.toHandle(), 4, &inner, &info); },
+        [&] {
+            fresh.getValue(4, &noStructure, false);
+            ASSERT_EQ(noStructure, nullptr);
+        });
+}
+
+TEST_F(DataMemory, SettingBytes) {
+    const std::vector<ZOR_BYTE> longer(200, 0xAB);
+    failEachAllocation(
+        [&](ZOR_ERROR_INFO& info) {
+            return ZorSetXStringByIndex(value.toHandle(), 3, longer.data(), 200, &info);
+        },
+        [&] { ASSERT_EQ(getText(value, 3), "0102"); });
+}
+
+TEST_F(DataMemory, SettingAStructure) {
+    ZorStructure owner(makeType({{"DEEP", ZORTYPE_STRUCTURE, 64, 0, type.get()}}).get());
+    ZorStructure* target = nullptr;
+    owner.getValue(0, &target, true);
+    fillRow(*target, 3);
+    failEachAllocation(
+        [&](ZOR_ERROR_INFO& info) {
+            return ZorSetStructureByIndex(owner.toHandle(), 0, value.toHandle(), &info);
+        },
+        [&] {
+            owner.getValue(0, &target, false);
+            ASSERT_EQ(getInt(*target, 0), 3);
+            ASSERT_EQ(getText(*target, 1), longText);
+        });
+    owner.getValue(0, &target, false);
+    EXPECT_EQ(getInt(*target, 0), 9);
 }
 
 TEST_F(DataMemory, DescribingClasses) {
