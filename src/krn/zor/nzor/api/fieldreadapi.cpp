@@ -75,9 +75,8 @@ ZOR_RC readStringLength(const FieldCall& call, Key key, unsigned* stringLength) 
     return onField(
         call, key, [&] { traceArguments(call, key, "pval=%p", static_cast<void*>(stringLength)); },
         [&](ZorRecord& record, unsigned index) {
-            const unsigned length = record.getStringLength(index);
-            if (stringLength == nullptr) throw ZorInvalidParameterException("value is null");
-            *stringLength = length;
+            if (stringLength == nullptr) record.refuseAccess(index);
+            *stringLength = record.getStringLength(index);
         },
         [&] { traceResult(call, key, "%u", *stringLength); });
 }

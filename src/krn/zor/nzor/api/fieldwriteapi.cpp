@@ -74,7 +74,7 @@ ZOR_RC writeChild(const FieldCall& call, Key key, DATA_CONTAINER_HANDLE value, Z
     return onField(
         call, key, [&] { traceArguments(call, key, "value=%p", static_cast<void*>(value)); },
         [&](ZorRecord& record, unsigned index) {
-            if (value == nullptr) throw ZorInvalidParameterException("value is null");
+            if (value == nullptr) record.refuseAccess(index);
             ZorRecord* child = liveRecord(value);
             if (child == nullptr || child->getRecordType() != type)
                 throw ZorInvalidParameterException(KEL_string(refusal) + call.function);

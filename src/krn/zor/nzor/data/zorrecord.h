@@ -113,6 +113,10 @@ class ZorRecord {
     KEL_RAW* getBuffer(unsigned index) { return locate(index).addr; }
     /** @} */
 
+    /** Throws for an index that doesn't exist, and for an existing one because the caller's pointer is null.
+     */
+    [[noreturn]] void refuseAccess(unsigned index) const;
+
     /** Gives a field its initial value; an existing child is emptied, none is made. */
     void fillField(unsigned index);
 
@@ -257,7 +261,6 @@ class ZorRecord {
             refuseAccess(index);
         return locate(index);
     }
-    [[noreturn]] void refuseAccess(unsigned index) const;
 
     template <class T>
     static bool holds(const ZorFieldTypeBase& field) noexcept {

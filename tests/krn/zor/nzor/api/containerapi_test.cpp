@@ -184,6 +184,11 @@ TEST_F(ContainerApi, ChildrenBelongToTheRecordAndValuesAreCopied) {
     EXPECT_STREQ(info.message, "Only ZOR_TABLE_HANDLE is allowed as value in ZorSetTable");
     EXPECT_EQ(ZorSetTable(record, "ROWS", nullptr, &info), ZOR_INVALID_PARAMETER);
     EXPECT_STREQ(info.message, "value is null");
+    // An index that doesn't exist comes before a null value.
+    EXPECT_EQ(ZorSetStructureByIndex(record, 99, nullptr, &info), ZOR_INVALID_PARAMETER);
+    EXPECT_STREQ(info.message, "index does not exist");
+    EXPECT_EQ(ZorGetStringLengthByIndex(record, 99, nullptr, &info), ZOR_INVALID_PARAMETER);
+    EXPECT_STREQ(info.message, "index does not exist");
     EXPECT_EQ(ZorSetTable(record, "COUNT", table, &info), ZOR_CONVERSION_FAILURE);
     EXPECT_STREQ(
         info.message,
