@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 /**
@@ -54,49 +55,53 @@ class ZorNameIndex {
         uint32_t position = notFound;
     };
 
-    static constexpr size_t pieceSize = sizeof(uint64_t);
+    /** What the machine multiplies at once: 8 characters in the 64-bit build, 4 in the 32-bit one. */
+    using Piece = size_t;
+    using Half = std::conditional_t<sizeof(Piece) == 8, uint32_t, uint16_t>;
+    static constexpr size_t pieceSize = sizeof(Piece);
+    static constexpr unsigned halfBits = 8 * sizeof(Half);
 
-    static uint64_t pieceAt(const char* text) noexcept {
-        uint64_t piece = 0;
+    static Piece pieceAt(const char* text) noexcept {
+        Piece piece = 0;
         std::memcpy(&piece, text, sizeof piece);
         return piece;
     }
 
     /** A name shorter than a piece; of one length no two names give the same number. */
-    static uint64_t shortPiece(std::string_view name) noexcept {
-        constexpr size_t half = pieceSize / 2;
-        uint32_t first = 0;
-        uint32_t last = 0;
-        if (name.size() >= half) {
-            std::memcpy(&first, name.data(), half);
-            std::memcpy(&last, name.data() + name.size() - half, half);
+    static Piece shortPiece(std::string_view name) noexcept {
+        Half first = 0;
+        Half last = 0;
+        if (name.size() >= sizeof(Half)) {
+            std::memcpy(&first, name.data(), sizeof first);
+            std::memcpy(&last, name.data() + name.size() - sizeof last, sizeof last);
         } else if (!name.empty()) {
             const auto character = [&name](size_t at) { return static_cast<unsigned char>(name[at]); };
-            first = character(0) | static_cast<uint32_t>(character(name.size() / 2)) << 8;
+            first = static_cast<Half>(character(0) | character(name.size() / 2) << 8);
             last = character(name.size() - 1);
         }
-        return uint64_t{last} << 32 | first;
+        return Piece{last} << halfBits | first;
     }
 
     /**
-     * Eight characters at a time; the last, shorter piece is read so that it overlaps the one before, which
-     * spares a loop over single characters. Each piece has an odd factor of its own, so that the products
-     * don't wait for each other. A product carries differences upwards only, so the upper half is brought
-     * down and multiplied once more. Not meant to withstand chosen names.
+     * A piece at a time; the last, shorter one is read so that it overlaps the one before, which spares a
+     * loop over single characters. Each piece has an odd factor of its own, so that the products don't wait
+     * for each other. A product carries differences upwards only, so the upper half is brought down,
+     * multiplied once more, and brought down again. Not meant to withstand chosen names.
      */
     static uint32_t hashOf(std::string_view name) noexcept {
-        constexpr uint64_t goldenRatio = 0x9E3779B97F4A7C15;
-        uint64_t sum = name.size();
+        constexpr auto goldenRatio = static_cast<Piece>(0x9E3779B97F4A7C15);
+        Piece sum = name.size();
         if (name.size() < pieceSize) {
             sum += shortPiece(name) * goldenRatio;
         } else {
-            uint64_t factor = goldenRatio;
+            Piece factor = goldenRatio;
             const char* const last = name.data() + name.size() - pieceSize;
             for (const char* at = name.data(); at < last; at += pieceSize, factor += 2 * goldenRatio)
                 sum += pieceAt(at) * factor;
             sum += pieceAt(last) * factor;
         }
-        return static_cast<uint32_t>((sum ^ sum >> 32) * goldenRatio >> 32);
+        const Piece mixed = (sum ^ sum >> halfBits) * goldenRatio;
+        return static_cast<uint32_t>(mixed ^ mixed >> halfBits);
     }
 
     /** Compares in the same steps: names are too short for a call of the library's comparison to pay. */
