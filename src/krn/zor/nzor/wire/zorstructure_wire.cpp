@@ -18,20 +18,26 @@ void convertField(const ZorItemStream& conn, const ZorFieldSlot& slot) {
 
 /**
  * Goes through the leaves of a record and of its nested structures, which are made if need be, in the
- * order of the flattened description. `visit` gets the leaf and its place. A nested structure may have been
- * given a value of another type: of it only what fits the description takes part, so that bytes of the
- * partner never become pointers.
+ * order of the flattened description, where the record's are those from `leaf` up to `end`. `visit` gets the
+ * leaf and its place. A nested structure may have been given a value of another type: of it only what fits
+ * the description takes part, so that bytes of the partner never become pointers; the leaves behind it stay
+ * where the description has them.
  */
 template <class Visit>
-void forEachLeaf(ZorStructure& record, const ZorRecordMetaData& leaves, unsigned& leaf, const Visit& visit) {
-    for (unsigned i = 0; i < record.getFieldCount(); ++i) {
+void forEachLeaf(ZorStructure& record, const ZorRecordMetaData& leaves, unsigned leaf, unsigned end,
+                 const Visit& visit) {
+    for (unsigned i = 0; i < record.getFieldCount() && leaf < end; ++i) {
         if (record.getType(i) == ZORTYPE_STRUCTURE) {
+            const ZorRecordMetaData* const described = record.getRecordMetaData(i);
+            const unsigned behind =
+                leaf + std::min(described != nullptr ? described->deepFieldsCount() : 0, end - leaf);
             ZorStructure* child = nullptr;
             record.getValue(i, &child, true);
-            forEachLeaf(*child, leaves, leaf, visit);
-        } else if (const unsigned at = leaf++;
-                   at < leaves.getFieldCount() && leaves.getType(at) == record.getType(i)) {
-            visit(leaves[at], record.locate(i));
+            forEachLeaf(*child, leaves, leaf, behind, visit);
+            leaf = behind;
+        } else {
+            if (leaves.getType(leaf) == record.getType(i)) visit(leaves[leaf], record.locate(i));
+            ++leaf;
         }
     }
 }
@@ -57,12 +63,12 @@ void ZorStructure::zorSerialize(ZorItemStream& conn, bool isRow) {
 void ZorStructure::zorSerializeType1(ZorItemStream&, KEL_RAW* dest, unsigned destLength) {
     const ZorRecordMetaData& leaves = *desc->getType1MetaData();
     std::memset(dest, 0, destLength);
-    unsigned first = 0;
-    forEachLeaf(*this, leaves, first, [&](const ZorRecordFieldType& leaf, const ZorFieldSlot& slot) {
-        if (leaf.offset1 >= destLength) return;
-        std::memcpy(dest + leaf.offset1, slot.addr,
-                    std::min({slot.field.length1, leaf.length1, destLength - leaf.offset1}));
-    });
+    forEachLeaf(*this, leaves, 0, leaves.getFieldCount(),
+                [&](const ZorRecordFieldType& leaf, const ZorFieldSlot& slot) {
+                    if (leaf.offset1 >= destLength) return;
+                    std::memcpy(dest + leaf.offset1, slot.addr,
+                                std::min({slot.field.length1, leaf.length1, destLength - leaf.offset1}));
+                });
 }
 
 void ZorStructure::zorDeserialize(ZorItemStream& conn, unsigned length, bool simpleDecompress) {
@@ -86,10 +92,10 @@ void ZorStructure::zorDeserialize(ZorItemStream& conn, unsigned length, bool sim
 
 void ZorStructure::zorDeserializeType1(ZorItemStream& conn, const KEL_RAW* data, unsigned length) {
     const ZorRecordMetaData& leaves = *desc->getType1MetaData();
-    unsigned first = 0;
-    forEachLeaf(*this, leaves, first, [&](const ZorRecordFieldType& leaf, const ZorFieldSlot& slot) {
-        if (leaf.offset1 > length || leaf.length1 > length - leaf.offset1) return;
-        std::memcpy(slot.addr, data + leaf.offset1, std::min(slot.field.length1, leaf.length1));
-        if (conn.control.conversion) convertField(conn, slot);
-    });
+    forEachLeaf(*this, leaves, 0, leaves.getFieldCount(),
+                [&](const ZorRecordFieldType& leaf, const ZorFieldSlot& slot) {
+                    if (leaf.offset1 > length || leaf.length1 > length - leaf.offset1) return;
+                    std::memcpy(slot.addr, data + leaf.offset1, std::min(slot.field.length1, leaf.length1));
+                    if (conn.control.conversion) convertField(conn, slot);
+                });
 }
