@@ -10,8 +10,6 @@ namespace {
 // A message is cut to the error record's width anyway.
 constexpr size_t longestValue = sizeof ZOR_ERROR_INFO::message;
 
-constexpr std::string_view hiddenValue = "***";
-
 void appendPosition(KEL_string& text, int position) {
     if (position >= 0) text.append(" at position ").append(std::to_string(position));
 }
@@ -54,7 +52,7 @@ void throwBufferFailure(ZORTYPE type, unsigned length, size_t required) {
 }
 
 std::string_view shownValue(const ZorFieldTypeBase& field, std::string_view value) noexcept {
-    return isSecretName(field.name) ? hiddenValue : value.substr(0, longestValue);
+    return isSecretName(field.name) ? zorHiddenValue : value.substr(0, longestValue);
 }
 
 bool isSecretName(std::string_view name) noexcept {

@@ -32,6 +32,9 @@
  */
 inline constexpr unsigned zorLongestValue = 0x7FFFFFFF;
 
+/** What stands for a value that must not be seen. */
+inline constexpr std::string_view zorHiddenValue = "***";
+
 /** A value as messages show it: cut to what a message holds, and hidden if the field's name tells a secret.
  */
 std::string_view shownValue(const ZorFieldTypeBase& field, std::string_view value) noexcept;

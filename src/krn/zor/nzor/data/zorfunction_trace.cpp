@@ -1,5 +1,6 @@
 // What the trace shows of a function container.
 
+#include "data/zorfieldfailure.h"
 #include "data/zorfieldslot.h"
 #include "data/zorfunction.h"
 #include "data/zorstructure.h"
@@ -19,6 +20,18 @@ void writeRows(KEL_ofstream* trace, const KEL_string& path, ZorTable& table) {
         writeFields(trace, path + "[" + std::to_string(row) + "]", table);
 }
 
+/** The text of a plain value; that of a secret, or of anything within one, isn't read at all. */
+KEL_string shownText(const KEL_string& path, ZorRecord& record, unsigned index) {
+    if (isSecretName(path)) return KEL_string(zorHiddenValue);
+    try {
+        KEL_string text;
+        record.getValue(index, text);
+        return text;
+    } catch (const ZorBaseException&) {
+        return "(- no value of its type -)";
+    }
+}
+
 /** A line for a value, or the lines of what a field holds; a child that isn't there is left out. */
 void writeValue(KEL_ofstream* trace, const KEL_string& path, ZorRecord& record, unsigned index) {
     const ZorFieldSlot slot = record.locate(index);
@@ -34,13 +47,7 @@ void writeValue(KEL_ofstream* trace, const KEL_string& path, ZorRecord& record, 
         default:
             break;
     }
-    KEL_string text;
-    try {
-        record.getValue(index, text);
-    } catch (const ZorBaseException&) {
-        text = "(- no value of its type -)";
-    }
-    ZorTrace::writeKeyValue(trace, path, text);
+    ZorTrace::writeKeyValue(trace, path, shownText(path, record, index));
 }
 
 void writeFields(KEL_ofstream* trace, const KEL_string& path, ZorRecord& record) {

@@ -7,6 +7,7 @@
 #include "data/zorstructure.h"
 #include "krn/zor/nzor/config/process_fixture.h"
 #include "krn/zor/nzor/data/datafixture.h"
+#include "trace/zortrace.h"
 
 namespace {
 
@@ -113,6 +114,32 @@ TEST_F(FieldTrace, NeverShowsAPassword) {
     EXPECT_FALSE(contains(trace, "Secr3t")) << trace;
     EXPECT_FALSE(contains(trace, "53656372")) << trace;  // the same in hexadecimal
     EXPECT_FALSE(contains(trace, "918273")) << trace;
+}
+
+TEST_F(FieldTrace, AFunctionShowsItsValuesButNoSecret) {
+    ZorConfig::setGlobalTraceLevel(3);
+    const auto row = datatest::makeType({{"USER", ZORTYPE_CHAR, 8}, {"PASSWORD", ZORTYPE_CHAR, 8}});
+    const auto desc = ZorMetaDataStatics::createMetaData<ZorFunctionMetaData>("F", "custom", 5, false);
+    desc->add("NAME", ZORTYPE_CHAR, ZOR_IMPORT, 8, 16, 0);
+    desc->add("NEW_PASSWORD", ZORTYPE_CHAR, ZOR_IMPORT, 8, 16, 0);
+    desc->add("ACCOUNTS", ZORTYPE_TABLE, ZOR_TABLES, sizeof(void*), sizeof(void*), 0, row.get());
+    desc->add("PASSWORDS", ZORTYPE_TABLE, ZOR_TABLES, sizeof(void*), sizeof(void*), 0, row.get());
+    ZorFunction function(*desc);
+    datatest::setText(function, 0, "seen1");
+    datatest::setText(function, 1, "hidden1");
+    for (const unsigned index : {2u, 3u}) {
+        ZorTable* table = nullptr;
+        function.getValue(index, &table, true);
+        ZorStructure& account = table->appendNewRow();
+        datatest::setText(account, 0, index == 2 ? "seen2" : "hidden2");
+        datatest::setText(account, 1, "hidden3");
+    }
+    ZorTraceObject(function);
+    const std::string trace = readFile(directory / ZorTrace::getFileName());
+    for (const char* line : {"NAME: seen1", "NEW_PASSWORD: ***", "ACCOUNTS[0].USER: seen2",
+                             "ACCOUNTS[0].PASSWORD: ***", "PASSWORDS[0].USER: ***"})
+        EXPECT_TRUE(contains(trace, line)) << line << "\nin\n" << trace;
+    EXPECT_FALSE(contains(trace, "hidden")) << trace;
 }
 
 }  // namespace
