@@ -209,11 +209,18 @@ TEST(CpicConnection, CancelEndsASendThatThePartnerDoesNotTake) {
     });
     Line line;
     line.open(gateway);
-    keepSmall(reinterpret_cast<const KEL_RAW*>(line.owner.id.data()));
+    const auto* const id = reinterpret_cast<const KEL_RAW*>(line.owner.id.data());
+    keepSmall(id);
+    NI_HDL handle;
+    int socketNo = -1;
+    ASSERT_EQ(KEL_CMNIHANDLE(id, &handle, nullptr), CM_OK);
+    ASSERT_EQ(NiHdlToSock(handle, &socketNo), NI_OK);
     std::chrono::steady_clock::time_point cancelled;
     std::thread other([&] {
-        // By then the sender stands still: nobody reads what it sends.
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        // Nobody reads what is sent: once the socket takes no more, the sender stands still.
+        pollfd entry{socketNo, POLLOUT, 0};
+        while (poll(&entry, 1, 0) > 0 && entry.revents == POLLOUT)
+            std::this_thread::yield();
         cancelled = std::chrono::steady_clock::now();
         line.driver.cancel();
     });
