@@ -1,4 +1,5 @@
-// Readers of what a gateway or a router sends: connect answer, request header, control message, error block.
+// Readers of what a gateway or a router sends: connect answer, request header, control message, error block,
+// parameter block behind a header, secure network record, trace record.
 // The first byte chooses the reader.
 
 #include <cstdlib>
@@ -6,7 +7,9 @@
 #include "base/dptrc/err.h"
 #include "base/ni/nimsg.h"
 #include "krn/si/gw/gwappchdr.h"
+#include "krn/si/gw/gwcminit.h"
 #include "krn/si/gw/gwconn.h"
+#include "krn/si/gw/gwvsldata.h"
 
 namespace {
 
@@ -44,12 +47,36 @@ void errorBlock(std::span<const KEL_RAW> data) {
     require(ErrCpNetToInt({wire, length}) == ERR_OK);
 }
 
+/** A header, and the block that it announces. */
+void parameterBlock(std::span<const KEL_RAW> data) {
+    const auto header = GwGetHdr(data);
+    if (!header) return;
+    const std::span<const KEL_RAW> rest = data.subspan(APPCHDR6_LAYOUT::length);
+    const auto block = GwGetCminit(*header, rest.first(std::min(GwKelParamsLen(*header), rest.size())));
+    if (!block) return;
+    require(block->long_LU_name.size() <= KELCMINIT7_LAYOUT::long_LU_name.length);
+    KEL_RAW bytes[KELCMINIT7_LAYOUT::length];
+    GwPutCminit(bytes, *block);
+    const auto again = GwGetCminit(*header, bytes);
+    require(again && again->options.has_value() >= block->options.has_value());
+}
+
+void smallRecords(std::span<const KEL_RAW> data) {
+    if (const auto vsl = GwGetVslData(data)) require(vsl->lib.size() <= GW_VSL_DATA_V1_LAYOUT::lib.length);
+    const auto trace = GwGetDistTrace(data);
+    if (!trace) return;
+    KEL_RAW bytes[DISTRIBUTED_TRACING_NET_1_LAYOUT::length];
+    GwPutDistTrace(bytes, *trace);
+    const auto again = GwGetDistTrace(bytes);
+    require(again && again->root_id == trace->root_id && again->sequence_nr == trace->sequence_nr);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     if (size == 0) return 0;
     const std::span<const KEL_RAW> rest(data + 1, size - 1);
-    switch (data[0] % 4) {
+    switch (data[0] % 6) {
         case 0:
             connectAnswer(rest);
             break;
@@ -59,8 +86,14 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         case 2:
             controlMessage(rest);
             break;
-        default:
+        case 3:
             errorBlock(rest);
+            break;
+        case 4:
+            parameterBlock(rest);
+            break;
+        default:
+            smallRecords(rest);
             break;
     }
     return 0;

@@ -47,6 +47,12 @@ inline constexpr std::size_t length = conn_idx.end();
 }  // namespace APPCHDR6_LAYOUT
 
 inline constexpr std::uint8_t APPCHDR6_VERSION = 6;
+
+/** Length in bytes of the header of a version; 0 for one that never was. Only version 6 is spoken here. */
+constexpr std::size_t GwHdrLen2(int version) noexcept {
+    constexpr std::size_t LENGTHS[] = {0, 76, 100, 100, 138, 78, APPCHDR6_LAYOUT::length};
+    return version > 0 && version <= APPCHDR6_VERSION ? LENGTHS[version] : 0;
+}
 /** `nparams` as they stand on the wire. */
 using APPC_NPARAMS = std::array<KEL_RAW, APPCHDR6_LAYOUT::nparams.length>;
 

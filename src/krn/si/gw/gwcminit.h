@@ -1,9 +1,14 @@
-/** @file The parameter block of the opening request. */
+/**
+ * @file
+ * The parameter block of the opening request. Older partners know shorter forms of it, each of which is the
+ * tail of the present one.
+ */
 #pragma once
 
 #include <optional>
 #include <string_view>
 
+#include "krn/si/gw/gwappchdr.h"
 #include "krn/si/gw/gwdisttrace.h"
 
 namespace KELCMINIT7_LAYOUT {
@@ -29,6 +34,15 @@ inline constexpr NetField long_TP_name = hostaddr.then(64);
 inline constexpr std::size_t length = long_TP_name.end();
 }  // namespace KELCMINIT7_LAYOUT
 
+/** Lengths of the shorter forms, by the field that each begins with. */
+inline constexpr std::size_t KELCMINIT_FROM_DT_NET =
+    KELCMINIT7_LAYOUT::length - KELCMINIT7_LAYOUT::dt_net.offset;
+inline constexpr std::size_t KELCMINIT_FROM_OPTIONS =
+    KELCMINIT7_LAYOUT::length - KELCMINIT7_LAYOUT::cpic_timeout.offset;
+inline constexpr std::size_t KELCMINIT_FROM_LONG_LU =
+    KELCMINIT7_LAYOUT::length - KELCMINIT7_LAYOUT::long_LU_name.offset;
+inline constexpr std::size_t KELCMINIT_FROM_USER = KELCMINIT7_LAYOUT::length - KELCMINIT7_LAYOUT::user.offset;
+
 /** Options that count only with GW_EXTENDED_INIT_OPTIONS in the header. */
 struct KELCMINIT_OPTIONS {
     std::int32_t cpic_timeout = 0;       ///< Seconds, -2 not given.
@@ -49,3 +63,15 @@ struct KELCMINIT7 {
 };
 
 void GwPutCminit(std::span<KEL_RAW, KELCMINIT7_LAYOUT::length> target, const KELCMINIT7& block) noexcept;
+
+/**
+ * Reads a block of any of its lengths; what a shorter form lacks reads as zeros. The flags of the header say
+ * which optional parts count. Texts point into `data`. Nothing if the length is that of no form.
+ */
+std::optional<KELCMINIT7> GwGetCminit(const APPCHDR6& header, std::span<const KEL_RAW> data) noexcept;
+
+/**
+ * Length in bytes of the parameter block behind a header: 0 if it announces none. A header that leaves the
+ * length open means the one that its request and flags imply.
+ */
+std::size_t GwKelParamsLen(const APPCHDR6& header) noexcept;

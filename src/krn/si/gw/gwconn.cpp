@@ -45,3 +45,21 @@ std::optional<APPC_CONN_ANSWER> GwGetConn(std::span<const KEL_RAW> data) noexcep
     if (!reader.ok() || data.size() < answer.length) return std::nullopt;
     return answer;
 }
+
+bool GwHasConnExt(std::uint8_t opcode) noexcept {
+    return opcode == GW_REGISTER_TP || opcode == GW_GET_NO_REGISTER_TP || opcode == GW_CANCEL_REGISTER_TP;
+}
+
+void GwPutConnExt(std::span<KEL_RAW, APPC_CONN_EXT1_LAYOUT::length> target, std::string_view long_lu,
+                  std::string_view long_tp) noexcept {
+    namespace X = APPC_CONN_EXT1_LAYOUT;
+    std::ranges::fill(target, KEL_RAW{' '});
+    ByteWriter writer(target);
+    const auto put = [&](NetField field, std::string_view text) {
+        text = text.substr(0, field.length - 1);
+        writer.at(field).bytes({reinterpret_cast<const KEL_RAW*>(text.data()), text.size()});
+        writer.u8(0);
+    };
+    put(X::long_lu, long_lu);
+    put(X::long_tp, long_tp);
+}

@@ -50,6 +50,13 @@ inline constexpr NetField filler = echo_data.then(1);
 inline constexpr std::size_t length = filler.end();
 }  // namespace APPC_CONN3_LAYOUT
 
+/** What follows the connect of a registration once the answer is good: names in full. */
+namespace APPC_CONN_EXT1_LAYOUT {
+inline constexpr NetField long_lu{0, 128};
+inline constexpr NetField long_tp = long_lu.then(64);
+inline constexpr std::size_t length = 512;
+}  // namespace APPC_CONN_EXT1_LAYOUT
+
 inline constexpr std::uint8_t APPC_CONN2_VERSION = 2;
 inline constexpr std::uint8_t APPC_CONN3_VERSION = 3;
 
@@ -83,3 +90,10 @@ std::size_t GwPutConn(std::span<KEL_RAW, APPC_CONN3_LAYOUT::length> target, cons
 
 /** Reads an answer; nothing if it is shorter than the record of its version or of another version. */
 std::optional<APPC_CONN_ANSWER> GwGetConn(std::span<const KEL_RAW> data) noexcept;
+
+/** Whether a connection of this type sends the extension. */
+bool GwHasConnExt(std::uint8_t opcode) noexcept;
+
+/** Writes the extension: the own host and the program id, each with a zero byte behind it, else blanks. */
+void GwPutConnExt(std::span<KEL_RAW, APPC_CONN_EXT1_LAYOUT::length> target, std::string_view long_lu,
+                  std::string_view long_tp) noexcept;

@@ -16,12 +16,15 @@ inline constexpr KEL_INT GW_MAX_PACKET = 34048;
 /** Whom to connect to, and as whom. Texts are borrowed. */
 struct GwConnectRequest {
     std::uint8_t opcode = GW_NORMAL_CLIENT;
-    const KEL_CHAR* host = "";
+    const KEL_CHAR* host = "";          ///< Name, address or route; empty to use `addr`.
+    const NI_NODEADDR* addr = nullptr;  ///< The gateway's address where no host is given.
     const KEL_CHAR* service = "";
     std::string_view my_host{};
-    std::string_view tp{};
+    std::string_view tp{};  ///< Own program; of a registration its program id.
     std::string_view conversation_ID{};
-    KEL_INT timeout = -1;  ///< ms, for the connect and for the answer.
+    std::string_view code_page = "1100";
+    std::int16_t conn_idx = -1;
+    KEL_INT timeout = -1;  ///< ms, for the connect, for each message and for the answer.
 };
 
 /** A gateway that said yes. */

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 
 #include "base/thr/bytes.h"
 
@@ -22,3 +23,6 @@ struct DISTRIBUTED_TRACING {
 
 void GwPutDistTrace(std::span<KEL_RAW, DISTRIBUTED_TRACING_NET_1_LAYOUT::length> target,
                     const DISTRIBUTED_TRACING& record) noexcept;
+
+/** Reads a record; nothing if it is cut or of another version. */
+std::optional<DISTRIBUTED_TRACING> GwGetDistTrace(std::span<const KEL_RAW> data) noexcept;

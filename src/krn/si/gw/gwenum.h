@@ -133,6 +133,27 @@ enum GW_RQTYPE : std::uint8_t {
     GW_RQ_KEL_CONT_STREAMING = 216,
 };
 
+/** Numeric form of a protocol's character. */
+enum GW_PROTOCOL : std::uint8_t {
+    GW_PROT_NONE = 0,
+    GW_PROT_INT = 2,   ///< I
+    GW_PROT_EXT = 3,   ///< E
+    GW_PROT_CPIC = 4,  ///< C
+    GW_PROT_F = 6,     ///< F
+    GW_PROT_REG = 7,   ///< R
+};
+
+/** State of a registration. */
+enum GW_REG_STATE : std::uint8_t {
+    REG_NOT_USED = 0,
+    REG_INIT = 1,     ///< Registered; the gateway gives it no partner.
+    REG_WAITING = 2,  ///< The gateway may give it a partner.
+    REG_RUNNING = 3,  ///< A partner is there.
+    REG_SECU_ERROR = 4,
+    REG_NOREG_ERROR = 5,
+    REG_NORULE_ERROR = 6,
+};
+
 /** Kind of client. */
 enum GW_CLIENT_INFO : std::uint8_t {
     GW_NO_CLIENT_INFO = 0,
