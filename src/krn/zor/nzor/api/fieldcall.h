@@ -8,6 +8,7 @@
 #pragma once
 
 #include "api/recordframe.h"
+#include "data/zornamelength.h"
 
 namespace zorapi {
 
@@ -17,7 +18,7 @@ struct ByName {
     unsigned indexIn(const ZorRecord& record) const { return record.getIndex(name); }
     /** An index that doesn't exist where there is no such field, or no name. */
     unsigned findIn(const ZorRecord& record) const noexcept {
-        return name != nullptr ? record.findIndex(name) : ZorNameIndex::notFound;
+        return name != nullptr ? record.findIndex({name, zorNameLength(name)}) : ZorNameIndex::notFound;
     }
 };
 

@@ -19,6 +19,7 @@ ZorFunction::ZorFunction(ZorFunctionMetaData& desc) : metaData(&desc), name(desc
         paramSlots.push_back(params.emplace_back(std::make_unique<ZorParameter>(desc[index]))->slot());
     slots = paramSlots.data();
     fieldCount = desc.getFieldCount();
+    names = &desc.getNameIndex();
 }
 
 ZorParameter* ZorFunction::find(std::string_view parameterName) const noexcept {

@@ -25,7 +25,6 @@ class ZorFunction : public ZorRecord {
 
     ZorRecordType getRecordType() const noexcept override { return ZOR_RECORD_FUNCTION; }
     ZorAbstractMetaData* getDescriptor() override { return metaData.get(); }
-    unsigned findIndex(std::string_view name) const noexcept override { return metaData->findIndex(name); }
     const ZorFieldTypeBase& describe(unsigned index) const noexcept override { return params[index]->desc(); }
     ZorFieldSlot locate(unsigned index) override { return paramSlots[index]; }
 

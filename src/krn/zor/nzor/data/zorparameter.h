@@ -21,7 +21,6 @@ class ZorParameter : public ZorRecord {
     ZorRecordType getRecordType() const noexcept override { return ZOR_RECORD_PARAMETER; }
     /** The description of a table's rows or of a structure, which is made if need be; else null. */
     ZorAbstractMetaData* getDescriptor() override;
-    unsigned findIndex(std::string_view) const noexcept override { return 0; }
     const ZorFieldTypeBase& describe(unsigned) const noexcept override { return field; }
     ZorFieldSlot locate(unsigned) override { return slot(); }
 

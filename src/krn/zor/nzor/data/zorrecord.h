@@ -75,8 +75,11 @@ class ZorRecord {
     /** The description of a structure, or of a table's rows; null for none. Not a new reference. */
     virtual ZorAbstractMetaData* getDescriptor() = 0;
 
-    /** Index of a field; ZorNameIndex::notFound for an unknown name. */
-    virtual unsigned findIndex(std::string_view name) const noexcept = 0;
+    /** Index of a field; ZorNameIndex::notFound for an unknown name. The empty name is index 0. */
+    unsigned findIndex(std::string_view name) const noexcept {
+        if (names == nullptr) return ZorNameIndex::notFound;
+        return name.empty() ? 0 : names->find(name);
+    }
     /** As `findIndex`. Throws ZorInvalidParameterException for an unknown name. */
     unsigned getIndex(std::string_view name) const;
 
@@ -241,6 +244,7 @@ class ZorRecord {
 
     unsigned fieldCount = 0;
     unsigned traceLevel;
+    const ZorNameIndex* names = nullptr;  ///< Of the description; null where fields have no names.
     /** @name What `locate` would find, where that is known beforehand; null where it has to look or refuse.
      */
     /** @{ */

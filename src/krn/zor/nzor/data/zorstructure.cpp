@@ -66,12 +66,9 @@ void ZorStructure::bindTo(ZorRecordMetaData* description) noexcept {
     desc = description;
     structLength = desc != nullptr ? desc->getRecordLength() : 0;
     fieldCount = desc != nullptr ? desc->getFieldCount() : 0;
+    names = desc != nullptr ? &desc->getNameIndex() : nullptr;
     blockFields = desc != nullptr ? desc->getFields() : nullptr;
     block = bytes.get();
-}
-
-unsigned ZorStructure::findIndex(std::string_view name) const noexcept {
-    return desc != nullptr ? desc->findIndex(name) : ZorNameIndex::notFound;
 }
 
 ZorFieldSlot ZorStructure::locate(unsigned index) {

@@ -35,7 +35,6 @@ class ZorStructure : public ZorRecord {
     ZorRecordType getRecordType() const noexcept override { return ZOR_RECORD_STRUCTURE; }
     ZorRecordMetaData* getDescriptor() override { return desc; }
     const ZorRecordMetaData* getDescriptor() const noexcept { return desc; }
-    unsigned findIndex(std::string_view name) const noexcept override;
     const ZorFieldTypeBase& describe(unsigned index) const noexcept override { return (*desc)[index]; }
     ZorFieldSlot locate(unsigned index) override;
 

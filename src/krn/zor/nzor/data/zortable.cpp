@@ -79,8 +79,10 @@ ZorTable& ZorTable::operator=(const ZorTable& other) {
 }
 
 void ZorTable::bindFields() noexcept {
+    const ZorRecordMetaData* const rowType = getRowType();
     fieldCount = initRow.getFieldCount();
-    blockFields = getRowType() != nullptr ? getRowType()->getFields() : nullptr;
+    names = rowType != nullptr ? &rowType->getNameIndex() : nullptr;
+    blockFields = rowType != nullptr ? rowType->getFields() : nullptr;
 }
 
 ZorTable::~ZorTable() {

@@ -72,7 +72,6 @@ class ZorTable : public ZorRecord {
 
     ZorRecordType getRecordType() const noexcept override { return ZOR_RECORD_TABLE; }
     ZorRecordMetaData* getDescriptor() override { return getRowType(); }
-    unsigned findIndex(std::string_view name) const noexcept override { return initRow.findIndex(name); }
     const ZorFieldTypeBase& describe(unsigned index) const noexcept override {
         return initRow.describe(index);
     }

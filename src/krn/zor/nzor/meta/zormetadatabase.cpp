@@ -67,8 +67,7 @@ typename ZorMetaDataBase<F>::Candidate ZorMetaDataBase<F>::prepareField(std::str
     F& field = candidate.field;
     field.length2 = settleUnicodeLength(type, nucLength, ucLength, candidate.unicode);
     // Not by hasField: an empty name is a name like any other here.
-    const auto nameAt = [this](uint32_t at) -> const KEL_string& { return fields[at].name; };
-    if (indexMap.find(fieldName, nameAt) != ZorNameIndex::notFound)
+    if (indexMap.find(fieldName) != ZorNameIndex::notFound)
         throw ZorInvalidParameterException("Field with name " + KEL_string(fieldName) +
                                            " already exists. All field names have to be unique");
     field.name = fieldName;
@@ -82,7 +81,7 @@ typename ZorMetaDataBase<F>::Candidate ZorMetaDataBase<F>::prepareField(std::str
 
 template <class F>
 void ZorMetaDataBase<F>::append(F&& field) {
-    indexMap.reserve(fields.size() + 1);
+    indexMap.reserve(fields.size() + 1, field.name.size());
     fields.push_back(std::move(field));
     indexMap.insert(fields.back().name, static_cast<uint32_t>(fields.size() - 1));
 }

@@ -45,9 +45,10 @@ class ZorMetaDataBase : public ZorAbstractMetaData {
     unsigned getIndex(std::string_view fieldName) const;
     /** As `getIndex`, with ZorNameIndex::notFound for an unknown name. */
     unsigned findIndex(std::string_view fieldName) const noexcept {
-        if (fieldName.empty()) return 0;
-        return indexMap.find(fieldName, [this](unsigned at) -> const KEL_string& { return fields[at].name; });
+        return fieldName.empty() ? 0 : indexMap.find(fieldName);
     }
+    /** What finds the index of a name; it stays where it is as long as the description does. */
+    const ZorNameIndex& getNameIndex() const noexcept { return indexMap; }
     /** True if there is such a field; stores its index. The empty name is index 0 where there is a field. */
     bool hasField(std::string_view fieldName, unsigned* index = nullptr) const noexcept;
 
