@@ -9,6 +9,8 @@
 #include <cstring>
 #include <map>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
 #include "benchsupport.h"
 
@@ -119,6 +121,34 @@ void setReference(benchmark::State& state) {
     });
 }
 
+// By name the least is a hash table of the names in front of it.
+struct ReferenceNames {
+    ReferenceNames() {
+        for (unsigned index = 0; index < fieldCount; ++index)
+            positions.emplace(
+                (index < 10 ? "FIELD_OF_A_RECORD_0" : "FIELD_OF_A_RECORD_") + std::to_string(index), index);
+    }
+    struct Hash : std::hash<std::string_view> {
+        using is_transparent = void;
+    };
+    std::unordered_map<std::string, unsigned, Hash, std::equal_to<>> positions;
+};
+
+[[gnu::noinline]] ZOR_RC referenceGetByName(const Reference* record, const ReferenceNames& names,
+                                            const char* name, ZOR_INT* value, ZOR_ERROR_INFO* info) {
+    const auto found = names.positions.find(std::string_view(name));
+    if (found == names.positions.end()) return ZOR_INVALID_PARAMETER;
+    return referenceGet(record, found->second, value, info);
+}
+
+void getReferenceByName(benchmark::State& state) {
+    const Reference record;
+    const ReferenceNames names;
+    repeat(state, [&](ZOR_INT& value, ZOR_ERROR_INFO* info) {
+        return referenceGetByName(&record, names, lastName, &value, info);
+    });
+}
+
 template <class Container>
 void getByIndex(benchmark::State& state) {
     const Container container;
@@ -202,6 +232,7 @@ BENCHMARK(setCharsReference);
 BENCHMARK(setCharsByIndex);
 BENCHMARK(setChars);
 BENCHMARK(getReference);
+BENCHMARK(getReferenceByName);
 BENCHMARK_TEMPLATE(getByIndex, Structure);
 BENCHMARK_TEMPLATE(getByIndex, Row);
 BENCHMARK_TEMPLATE(getByIndex, Table);
