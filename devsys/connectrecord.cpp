@@ -31,7 +31,8 @@ void checkCommonPart(RecordChecker& check, ByteSpan record, std::uint32_t peerAd
     check.number1(conn::acceptInfo2, CLIENT_ACCEPT_INFO2, "accept_info2");
     check.padded(conn::lu, conn::luWidth, false, "lu");
     check.padded(conn::tp, conn::tpWidth, false, "tp");
-    check.blanks(conn::conversationId, conn::conversationIdWidth, "conversation_ID");
+    // Blank, or the conversation that the client was started for.
+    check.padded(conn::conversationId, conn::conversationIdWidth, true, "conversation_ID");
     check.number1(conn::appchdrVersion, 6, "appchdr_version");
     check.number1(conn::acceptInfo, CLIENT_ACCEPT_INFO, "accept_info");
     check.number2(conn::connIdx, NO_INDEX, "conn_idx");

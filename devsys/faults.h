@@ -44,6 +44,17 @@ struct Faults {
     /** The connect answer asks for its echo. That is no fault, but no gateway needs it. */
     bool connectEcho = false;
 
+    /** `rc` of the connect answer to a program that registers, with an error block; 0 is off. */
+    int registrationError = 0;
+    /** `kel_rc` with which a registration is cancelled as soon as its program is ready; 0 is off. */
+    int registrationCancel = 0;
+    /** A ready program gets a request that doesn't belong there in place of its partner's call. */
+    bool registrationWrongRequest = false;
+    /** The call of a registered program announces a trace record that isn't there. */
+    bool shortProgramCall = false;
+    /** Number that all conversations get as their id, in place of one each; 0 is off. */
+    unsigned conversationNumber = 0;
+
     /** Gateway pings sent before each data answer. */
     unsigned gatewayPings = 0;
     /** Network pings sent before each data answer; the client answers each. */

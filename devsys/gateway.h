@@ -8,40 +8,45 @@
 #include <list>
 #include <memory>
 #include <mutex>
-#include <thread>
 
-#include "devsys/conversation.h"
+#include "devsys/connection.h"
+#include "devsys/listener.h"
+#include "devsys/services.h"
 
 namespace zordev {
 
-/** A listening gateway. Construction starts it, destruction ends all conversations and joins all threads. */
+/** A listening gateway. Construction starts it, destruction ends all connections and joins all threads. */
 class Gateway {
   public:
     /** Listens on 127.0.0.1 at `port`, or at a free one for 0. Throws std::system_error when it can't. */
-    Gateway(std::uint16_t port, ConversationServices& services);
+    Gateway(std::uint16_t port, GatewayServices& services);
     ~Gateway();
     Gateway(const Gateway&) = delete;
     Gateway& operator=(const Gateway&) = delete;
 
-    std::uint16_t port() const { return port_; }
+    std::uint16_t port() const { return listener_.port(); }
     /** Connections that were accepted so far. */
     unsigned accepted() const { return accepted_.load(std::memory_order_relaxed); }
     /** Connections that are open now; no other one still holds a socket. */
     unsigned open();
 
+    /** Dies without a word: all connections break, and new ones are refused until `comeBack`. */
+    void vanish();
+    /** Ends in order: tells programs and those who wait that it does, then as `vanish`. */
+    void shutDown();
+    /** Listens again on the same port. Throws std::system_error when it can't. */
+    void comeBack();
+
   private:
-    void acceptLoop();
+    void accept(int socket);
     /** Ends the conversations that are over; under the lock. */
     void clearAway();
 
-    ConversationServices& services_;
-    int listener_;
-    std::uint16_t port_;
+    GatewayServices& services_;
     std::atomic<unsigned> accepted_{0};
-    std::atomic<bool> stopping_{false};
-    std::mutex mutex_;  // guards conversations_
-    std::list<std::unique_ptr<Conversation>> conversations_;
-    std::thread thread_;
+    std::mutex mutex_;  // guards connections_
+    std::list<std::unique_ptr<Connection>> connections_;
+    Listener listener_;  // last: its thread uses all the others
 };
 
 }  // namespace zordev

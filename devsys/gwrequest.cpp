@@ -22,6 +22,7 @@ constexpr std::size_t numbers = base + 289, numbersWidth = 12;  // cmscst, cmsen
 constexpr std::size_t longTpName = base + 309, longTpNameWidth = 64;
 }  // namespace init
 
+constexpr std::uint16_t NO_INDEX = 0xFFFF;
 constexpr std::uint8_t CTYPE_OF_PROTOCOL[] = {0, 0, 'I', 'E', 'C', 0, 'F', 'R'};
 
 bool hasLength(ByteSpan message, std::size_t length, std::string_view request, ViolationLog& log) {
@@ -99,7 +100,8 @@ bool checkHeader(ByteSpan message, const RequestContext& context, ViolationLog& 
     check.number4(hdr::kelRc, 0, "kel_rc");
     check.bytes(hdr::conversationId, asBytes({context.conversationId.data(), hdr::conversationIdWidth}),
                 "conversation_ID");
-    check.number2(hdr::connIdx, context.connIdx, "conn_idx");
+    const bool unnamed = context.indexOptional && loadBe16(message, hdr::connIdx) == NO_INDEX;
+    if (!unnamed) check.number2(hdr::connIdx, context.connIdx, "conn_idx");
     if (context.protocol != 0) check.number1(hdr::protocol, context.protocol, "protocol");
     return check.ok();
 }
@@ -126,6 +128,11 @@ bool checkInitialize(ByteSpan message, const RequestContext& context, ViolationL
 
 bool asksForStreaming(ByteSpan message) {
     return message[init::activateStreaming] == 1;
+}
+
+std::string partnerProgram(ByteSpan message) {
+    const std::string_view name = asText(message.subspan(init::longTpName, init::longTpNameWidth));
+    return std::string(name.substr(0, name.find('\0')));
 }
 
 bool checkSetPartnerLuName(ByteSpan message, ViolationLog& log) {

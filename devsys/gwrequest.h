@@ -44,6 +44,7 @@ inline constexpr std::size_t MAX_DATA = 32000;
 struct RequestContext {
     std::array<char, 8> conversationId = {' ', ' ', ' ', ' ', ' ', ' ', ' ', ' '};
     std::uint16_t connIdx = 0xFFFF; /**< -1 until the gateway has named it. */
+    bool indexOptional = false;     /**< -1 is right all the time: programs may have seen no index yet. */
     std::uint8_t protocol = 0;      /**< Of the first request; the same ever after. */
     bool zordestOffered = false;    /**< Whether the connect answer offered ZORDEST. */
 };
@@ -62,6 +63,8 @@ bool checkHeader(ByteSpan message, const RequestContext& context, ViolationLog& 
 bool checkInitialize(ByteSpan message, const RequestContext& context, ViolationLog& log);
 /** Whether the opening request, which was checked, asks for streaming. */
 bool asksForStreaming(ByteSpan message);
+/** The partner's service or program in the opening request, which was checked. */
+std::string partnerProgram(ByteSpan message);
 /** Checks the request that names the partner. */
 bool checkSetPartnerLuName(ByteSpan message, ViolationLog& log);
 /** Checks a request that is a bare header: `infoBits` are its `info`, `vector` the `rqtype2` it may have. */

@@ -2,6 +2,7 @@
 
 #include "devsys/gateway.h"
 #include "devsys/session.h"
+#include "krn/si/gw/gwenum.h"
 
 namespace zordev {
 
@@ -12,14 +13,15 @@ struct DevSystem::Parts {
           recorder(options.recordRequests),
           backEnd{std::move(options.names), UserTable(std::move(options.users)), violations, recorder},
           services{options.capabilities, faults, violations,
-                   [this](BridgeEnd& bridge, const std::string& id) { Session(backEnd, bridge, id).run(); }},
+                   [this](BridgeEnd& bridge, const std::string& id) { Session(backEnd, bridge, id).run(); },
+                   std::move(options.programs)},
           gateway((faults.set(options.faults), options.gatewayPort), services) {}
 
     ViolationLog violations;
     Recorder recorder;
     FaultSwitch faults;
     BackEnd backEnd;
-    ConversationServices services;
+    GatewayServices services;
     Gateway gateway;
 };
 
@@ -64,6 +66,35 @@ void DevSystem::setFaults(const Faults& faults) {
 
 ConnectionCounts DevSystem::counts() const {
     return {parts_->gateway.accepted(), parts_->services.allocated.load(), parts_->gateway.open()};
+}
+
+ProgramCounts DevSystem::programs(const std::string& programId) const {
+    return parts_->services.programs.counts(programId);
+}
+
+bool DevSystem::awaitPrograms(const std::string& programId, unsigned ready,
+                              std::chrono::milliseconds timeout) const {
+    return parts_->services.programs.awaitReady(programId, ready, timeout);
+}
+
+unsigned DevSystem::cancelPrograms(const std::string& programId) {
+    return parts_->services.programs.cancel(programId, C_MANUAL_CANCELD);
+}
+
+unsigned DevSystem::startedPrograms() const {
+    return parts_->services.started.running();
+}
+
+void DevSystem::vanish() {
+    parts_->gateway.vanish();
+}
+
+void DevSystem::shutDown() {
+    parts_->gateway.shutDown();
+}
+
+void DevSystem::comeBack() {
+    parts_->gateway.comeBack();
 }
 
 }  // namespace zordev

@@ -5,6 +5,7 @@
  */
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -15,7 +16,9 @@
 #include "devsys/connectrecord.h"
 #include "devsys/faults.h"
 #include "devsys/functions.h"
+#include "devsys/programregistry.h"
 #include "devsys/recorder.h"
+#include "devsys/services.h"
 #include "devsys/users.h"
 #include "devsys/violations.h"
 
@@ -27,6 +30,7 @@ struct DevOptions {
     GatewayCapabilities capabilities;
     BackEndNames names;
     std::vector<User> users = defaultUsers();
+    ProgramOptions programs;
     Faults faults;
     bool recordRequests = true;
     ViolationLog::Sink violationSink; /**< Gets each violation's line, on the thread that found it. */
@@ -67,6 +71,28 @@ class DevSystem {
     /** Replaces the faults; holds for running conversations from their next message on. */
     void setFaults(const Faults& faults);
     ConnectionCounts counts() const;
+
+    /** @name Programs that are registered at the gateway, by id; an empty one stands for all. */
+    /** @{ */
+    ProgramCounts programs(const std::string& programId = {}) const;
+    /** Waits until so many instances are ready for a partner; false when the time runs out before. */
+    bool awaitPrograms(const std::string& programId, unsigned ready = 1,
+                       std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
+    /** Cancels registrations as an administrator does. Returns how many. */
+    unsigned cancelPrograms(const std::string& programId);
+    /** Processes that the gateway started and that still run. */
+    unsigned startedPrograms() const;
+    /** @} */
+
+    /** @name The gateway goes and comes back on the same port. For one thread at a time. */
+    /** @{ */
+    /** Dies without a word: all connections break, and new ones are refused. */
+    void vanish();
+    /** Ends in order: registrations are cancelled, and who waits for an answer is told. */
+    void shutDown();
+    /** Listens again after one of the two. Throws std::system_error when it can't. */
+    void comeBack();
+    /** @} */
 
   private:
     struct Parts;

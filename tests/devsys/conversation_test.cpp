@@ -15,22 +15,6 @@ using zordev::Faults;
 // "welcome" under the key 1, least byte first; the codec tests work the first bytes out.
 const std::string PASSWORD = hex("01 00 00 00 83 E7 E0 3A 95 D7 6A");
 
-// What an answer says of its data: return code, data received, length, status.
-struct AnswerFields {
-    unsigned appcRc, dataReceived, length, status;
-    bool operator==(const AnswerFields&) const = default;
-};
-
-AnswerFields fieldsOf(const std::string& answer) {
-    if (answer.size() < 80) return {999, 999, 999, 999};
-    return {number(answer.substr(32, 4)), number(answer.substr(52, 4)), number(answer.substr(56, 4)),
-            number(answer.substr(60, 4))};
-}
-
-std::string dataOf(const std::string& answer) {
-    return answer.size() < 80 ? answer : answer.substr(80);
-}
-
 std::string logonOn(Client& client, std::string_view function = "ZORPING") {
     client.open();
     return client.exchange(logonStream(function, "100", PASSWORD));

@@ -55,20 +55,29 @@ inline std::string item(unsigned id, std::string_view payload = {}) {
     return be16(id) + be16(static_cast<unsigned>(payload.size())) + std::string(payload) + be16(id);
 }
 
-/** The connect record of version 2 for a client on the loopback interface. */
-inline std::string connectRecord() {
-    return hex("02 03 7F 00 00 01 00 00 00 00") + pad("devtest", 10, '\0') + "1100" +
-           hex("00 00 00 00 00 06") + "devhost devtest         " + hex("06 CB FF FF 00 00 00 00 00 00");
+/** The connect record of version 2 for a client on the loopback interface; `opcode` 11 registers. */
+inline std::string connectRecord(unsigned opcode = 3, const std::string& name = "devtest",
+                                 const std::string& conversation = "        ") {
+    return hex("02") + static_cast<char>(opcode) + hex("7F 00 00 01 00 00 00 00") +
+           pad(name.substr(0, 9), 10, '\0') + "1100" + hex("00 00 00 00 00 06") + "devhost " + pad(name, 8) +
+           conversation + hex("06 CB FF FF 00 00 00 00 00 00");
+}
+
+/** What follows the connect record of a program: its host and its id. */
+inline std::string extension(const std::string& programId) {
+    return pad("devhost" + std::string(1, '\0'), 128) + pad(programId + std::string(1, '\0'), 64) +
+           pad("", 320);
 }
 
 /** A request header: `nparams` has 28 bytes. */
 inline std::string header(unsigned rqtype, unsigned info, unsigned vector, unsigned paramsLength,
                           const std::string& id, unsigned connIdx, const std::string& nparams,
                           unsigned commIdx = 0xFFFF, unsigned info2 = 0, unsigned info4 = 0,
-                          unsigned info3 = 0) {
+                          unsigned info3 = 0, unsigned protocol = 2) {
     std::string bytes = hex("06");
     bytes += static_cast<char>(rqtype);
-    bytes += hex("02 00 FF FF 00 00 00 00");
+    bytes += static_cast<char>(protocol);
+    bytes += hex("00 FF FF 00 00 00 00");
     bytes += static_cast<char>(info2);
     bytes += hex("00 00 00 00 00");
     bytes += static_cast<char>(info3);
@@ -82,11 +91,11 @@ inline std::string header(unsigned rqtype, unsigned info, unsigned vector, unsig
 }
 
 /** The opening request with its parameter block: 453 bytes. */
-inline std::string initializeRequest() {
-    const std::string names = "TSLZOR  127.0.0.keldp00 I" + hex("01 00 00");
+inline std::string initializeRequest(const std::string& partner = "keldp00") {
+    const std::string names = "TSLZOR  127.0.0." + pad(partner, 8) + "I" + hex("01 00 00");
     std::string block = pad("TSLZOR", 32) + hex("01") + pad("", 45 + 10 + 1 + 16, '\0');
     block += pad("127.0.0.1", 128, '\0') + pad("", 16, '\0') + pad("tester", 12) + pad("", 12 + 16, ' ');
-    block += pad("", 12 + 8, '\0') + pad("keldp00", 64, '\0');
+    block += pad("", 12 + 8, '\0') + pad(partner, 64, '\0');
     return header(1, 5, 1, 373, "        ", 0xFFFF, names.substr(0, 26) + hex("00 00"), 0, 1, 4) + block;
 }
 
@@ -121,33 +130,40 @@ class Client {
     }
 
     /** Connect, initialise, name, allocate; returns the conversation's id, "failed" if a step does. */
-    std::string open() {
+    std::string open(const std::string& partner = "keldp00") {
+        return beginOpen(partner) && receive().size() == 80 ? id_ : "failed";
+    }
+
+    /** All of `open` but the answer to the last request. */
+    bool beginOpen(const std::string& partner) {
         send(connectRecord());
-        if (receive().size() != 64) return "failed";
-        send(initializeRequest());
+        if (receive().size() != 64) return false;
+        send(initializeRequest(partner));
         const std::string answer = receive();
-        if (answer.size() != 80) return "failed";
+        if (answer.size() != 80) return false;
         id_ = answer.substr(40, 8);
         connIdx_ = number(answer.substr(78, 2));
         send(header(15, 4, 0, 144, id_, connIdx_, "127.0.0." + be32(9) + pad("", 16, '\0'), 0xFFFF, 1) +
              pad("127.0.0.1", 144, '\0'));
         send(header(5, 1, 2, 0, id_, connIdx_, pad("", 28, '\0')));
-        return receive().size() == 80 ? id_ : "failed";
+        return true;
     }
 
     std::string sendReceiveRequest(const std::string& data, unsigned requested = 28000) const {
-        return header(203, 5, 12, 8, id_, connIdx_, pad("", 28, '\0')) +
+        return header(203, 5, 12, 8, id_, connIdx_, pad("", 28, '\0'), 0xFFFF, 0, 0, 0, protocol_) +
                be32(static_cast<unsigned>(data.size())) + be32(requested) + data;
     }
     std::string receiveRequest(unsigned requested) const {
-        return header(9, 1, 8, 0, id_, connIdx_, be32(requested) + pad("", 24, '\0'));
+        return header(9, 1, 8, 0, id_, connIdx_, be32(requested) + pad("", 24, '\0'), 0xFFFF, 0, 0, 0,
+                      protocol_);
     }
     std::string bareRequest(unsigned rqtype, unsigned info, unsigned info3 = 0) const {
-        return header(rqtype, info, 0, 0, id_, connIdx_, pad("", 28, '\0'), 0xFFFF, 0, 0, info3);
+        return header(rqtype, info, 0, 0, id_, connIdx_, pad("", 28, '\0'), 0xFFFF, 0, 0, info3, protocol_);
     }
     std::string sendRequest(unsigned rqtype, const std::string& data) const {
         return header(rqtype, rqtype == 7 ? 1 : 0, 4, 0, id_, connIdx_,
-                      be32(static_cast<unsigned>(data.size())) + pad("", 24, '\0')) +
+                      be32(static_cast<unsigned>(data.size())) + pad("", 24, '\0'), 0xFFFF, 0, 0, 0,
+                      protocol_) +
                data;
     }
 
@@ -158,6 +174,11 @@ class Client {
     }
 
     bool connected() const { return connected_; }
+
+  protected:
+    std::string id_;
+    unsigned connIdx_ = 0xFFFF;
+    unsigned protocol_ = 2;
 
   private:
     std::string read(std::size_t count) {
@@ -174,8 +195,75 @@ class Client {
 
     int socket_;
     bool connected_ = false;
-    std::string id_;
-    unsigned connIdx_ = 0xFFFF;
+};
+
+/** What an answer says of its data: return code, data received, length, status. */
+struct AnswerFields {
+    unsigned appcRc, dataReceived, length, status;
+    bool operator==(const AnswerFields&) const = default;
+};
+
+inline AnswerFields fieldsOf(const std::string& answer) {
+    if (answer.size() < 80) return {999, 999, 999, 999};
+    return {number(answer.substr(32, 4)), number(answer.substr(52, 4)), number(answer.substr(56, 4)),
+            number(answer.substr(60, 4))};
+}
+
+/** Request type of an answer, and its `kel_rc`; 999 for none. */
+inline unsigned typeOf(const std::string& answer) {
+    return answer.size() < 80 ? 999 : number(answer.substr(1, 1));
+}
+inline unsigned kelRcOf(const std::string& answer) {
+    return answer.size() < 80 ? 999 : number(answer.substr(36, 4));
+}
+
+inline std::string dataOf(const std::string& answer) {
+    return answer.size() < 80 ? answer : answer.substr(80);
+}
+
+/** A program that registers, or one that was started. */
+class Program : public Client {
+  public:
+    using Client::Client;
+
+    /** Registers; true when the gateway agrees. */
+    bool registerAs(const std::string& programId) {
+        protocol_ = 7;
+        send(connectRecord(11, programId.substr(0, 8)));
+        const std::string answer = receive();
+        if (answer.size() != 64 || number(answer.substr(58, 4)) != 0) return false;
+        send(extension(programId));
+        return true;
+    }
+    /** Takes over the conversation that a program was started for. */
+    bool joinAs(const std::string& conversation) {
+        protocol_ = 3;
+        id_ = conversation;
+        send(connectRecord(3, "devtest", conversation));
+        return receive().size() == 64;
+    }
+
+    /** A request of the registration: 209 is ready, 210 is no longer ready or alive, 208 leaves. */
+    std::string ownRequest(unsigned rqtype, const std::string& id = "N17     ") const {
+        return header(rqtype, 1, 0, 0, id, 0xFFFF, be32(80) + pad("", 24, '\0'), 0xFFFF, 0, 0, 0, 7);
+    }
+    /** Is ready and waits for a partner; the call, or what came in its place. */
+    std::string awaitCall() {
+        send(ownRequest(209));
+        return takeCall();
+    }
+    /** The same for one that said that it is ready. */
+    std::string takeCall() {
+        const std::string call = receive();
+        if (call.size() >= 80) id_ = call.substr(40, 8);
+        return call;
+    }
+    /** Answers, ends the conversation, and says so for the registration. */
+    void answerAndEnd(const std::string& data) {
+        send(sendRequest(8, data));
+        send(bareRequest(11, 0));
+        send(ownRequest(210));
+    }
 };
 
 /** The communication header and the header items that open a conversation. */
