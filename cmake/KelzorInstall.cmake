@@ -13,7 +13,8 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kelzorcm)
 install(TARGETS kelzorcm EXPORT kelzorcm-targets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY ${CMAKE_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h"
+        PATTERN "*.hpp")
 install(EXPORT kelzorcm-targets NAMESPACE kelzor:: DESTINATION ${package_dir})
 
 # The file tells its prefix from its own place, so an installed tree can be moved.

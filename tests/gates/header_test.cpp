@@ -18,12 +18,14 @@ TEST(Header, ServesBothLanguages) {
     EXPECT_TRUE(std::is_trivial_v<ZOR_ERROR_INFO> && std::is_standard_layout_v<ZOR_ERROR_INFO>);
 }
 
-// Whoever includes the umbrella gets every family.
-TEST(Header, UmbrellaIncludesEveryFamily) {
-    const std::string umbrella = gates::readFile(gates::root() / "include/kelzor.h");
-    for (const auto& header : gates::sourcesBelow("include/kelzor"))
+// Whoever includes an umbrella gets every family: that of C the headers of C, that of C++ those of C++.
+TEST(Header, UmbrellasIncludeEveryFamily) {
+    for (const auto& header : gates::sourcesBelow("include/kelzor")) {
+        const std::string ending = header.extension();
+        const std::string umbrella = gates::readFile(gates::root() / ("include/kelzor" + ending));
         EXPECT_NE(umbrella.find("#include <kelzor/" + header.filename().string() + ">"), std::string::npos)
             << header;
+    }
 }
 
 }  // namespace

@@ -115,7 +115,12 @@ struct Outsider {
     const char* folder;
     std::set<std::string> libraryFiles;  // what of src it may see
     bool seesDevsys;
+    bool umbrellasOnly;  // of the public headers <kelzor.h> and <kelzor.hpp> alone, as users are told to
 };
+
+bool isUmbrella(const std::string& file) {
+    return file == "include/kelzor.h" || file == "include/kelzor.hpp";
+}
 
 // The files of the library that an outsider includes though it must not; one line each.
 std::string strayIncludes(const Outsider& outsider, const fs::path& file, const std::string& text) {
@@ -127,7 +132,9 @@ std::string strayIncludes(const Outsider& outsider, const fs::path& file, const 
         const std::string target = resolve(file, include, roots);
         const bool internal = target.rfind("src/", 0) == 0 && outsider.libraryFiles.count(target) == 0;
         const bool devsys = target.rfind("devsys/", 0) == 0 && !outsider.seesDevsys;
-        if (internal || devsys) faults += gates::shortName(file) + " includes " + include.target + "\n";
+        const bool part = outsider.umbrellasOnly && isPublic(target) && !isUmbrella(target);
+        if (internal || devsys || part)
+            faults += gates::shortName(file) + " includes " + include.target + "\n";
     }
     return faults;
 }
@@ -137,11 +144,12 @@ std::string strayIncludes(const Outsider& outsider, const fs::path& file, const 
 const Outsider outsiders[] = {
     {"devsys",
      {"src/krn/si/gw/gwenum.h", "src/krn/zor/nzor/wire/zorid.h", "src/krn/zor/nzor/wire/scrambletable.h"},
-     true},
-    {"tools", {}, true},
-    {"examples", {}, false},
+     true,
+     false},
+    {"tools", {}, false, true},
+    {"examples", {}, false, true},
     // What the development system recorded is told by the numbers of its items.
-    {"tests/acceptance", {"src/krn/zor/nzor/wire/zorid.h"}, true},
+    {"tests/acceptance", {"src/krn/zor/nzor/wire/zorid.h"}, true, false},
 };
 
 TEST(IncludeOrder, OutsidersSeeThePublicHeadersOnly) {
@@ -158,6 +166,10 @@ TEST(IncludeOrder, FindsAStrayIncludeInAMadeUpText) {
               "devsys/madeup.cpp includes error/zorexception.h\n");
     EXPECT_EQ(strayIncludes(outsiders[2], gates::root() / "examples/madeup.c", "#include \"wire/zorid.h\"\n"),
               "examples/madeup.c includes wire/zorid.h\n");
+    EXPECT_EQ(
+        strayIncludes(outsiders[1], gates::root() / "tools/madeup.cpp",
+                      "#include <kelzor.hpp>\n#include <kelzor/data.hpp>\n#include \"devsys/zordev.h\"\n"),
+        "tools/madeup.cpp includes kelzor/data.hpp\ntools/madeup.cpp includes devsys/zordev.h\n");
 }
 
 }  // namespace

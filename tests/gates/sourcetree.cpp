@@ -24,7 +24,7 @@ std::string readFile(const fs::path& file) {
 }
 
 std::vector<fs::path> sourcesBelow(const std::string& folder) {
-    static const std::set<std::string> endings = {".h", ".c", ".cpp"};
+    static const std::set<std::string> endings = {".h", ".hpp", ".c", ".cpp"};
     std::vector<fs::path> found;
     if (!fs::exists(root() / folder)) return found;
     for (const auto& entry : fs::recursive_directory_iterator(root() / folder))

@@ -13,7 +13,7 @@ std::filesystem::path root();
 /** Whole content of a file; a test failure if it can't be read. */
 std::string readFile(const std::filesystem::path& file);
 
-/** Sources and headers (.h, .c, .cpp) below a folder of the tree, sorted; none if it doesn't exist. */
+/** Sources and headers (.h, .hpp, .c, .cpp) below a folder of the tree, sorted; none if it doesn't exist. */
 std::vector<std::filesystem::path> sourcesBelow(const std::string& folder);
 
 /** Path relative to the root, for messages and rules. */

@@ -16,6 +16,9 @@ export PKG_CONFIG_PATH=$lib/pkgconfig
 # shellcheck disable=SC2046  # flags are several words
 cc -std=c11 -Wall -Wextra -Wpedantic -Werror "$here/consumer.c" $(pkg-config --cflags --libs kelzorcm) -o "$scratch/consumer"
 LD_LIBRARY_PATH=$lib "$scratch/consumer" "$(pkg-config --modversion kelzorcm)"
+# shellcheck disable=SC2046
+c++ -std=c++20 -Wall -Wextra -Wpedantic -Werror "$here/consumer.cpp" $(pkg-config --cflags --libs kelzorcm) -o "$scratch/consumer_cpp"
+LD_LIBRARY_PATH=$lib "$scratch/consumer_cpp"
 
 cmake -S "$here" -B "$scratch/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/cmake" >/dev/null
