@@ -49,6 +49,13 @@ bool Call::replyTable(std::size_t index, std::uint32_t rows, std::uint32_t width
     return true;
 }
 
+void Call::replyXml(std::size_t index, std::string_view document, std::size_t piece) {
+    if (!values[index].requested) return;
+    for (; !document.empty(); document.remove_prefix(std::min(piece, document.size())))
+        out.text(ZORID_XMLData, document.substr(0, piece));
+    out.flag(ZORID_XMLParameter);
+}
+
 void Call::replyInitial(std::size_t index) {
     if (!values[index].requested) return;
     const ParameterDescription& parameter = function->parameters[index];

@@ -12,6 +12,7 @@
 
 #include "devsys/functions.h"
 #include "devsys/items.h"
+#include "devsys/xmltext.h"
 
 namespace zordev {
 
@@ -23,7 +24,9 @@ struct ParameterValue {
     bool supplied = false;  /**< The caller sent a value. */
     ByteSpan value;         /**< Of a field: its payload. Of a table: the items of its rows. */
     std::uint32_t rows = 0;
-    std::uint32_t width = 0; /**< Bytes of a row. */
+    std::uint32_t width = 0;   /**< Bytes of a row. */
+    std::uint32_t tableId = 0; /**< Under which changes of the table are told; 0 if they aren't wanted. */
+    XmlElement document;       /**< Of a parameter that travels as XML. */
 };
 
 /** What a handler needs from the session that runs it. */
@@ -44,6 +47,9 @@ class CallHost {
   protected:
     ~CallHost() = default;
 };
+
+/** Bytes of an item of XML data; only the last one of a document has fewer. */
+constexpr std::size_t XML_ITEM = 16384;
 
 /** A call in progress. */
 class Call {
@@ -76,6 +82,8 @@ class Call {
     void replyInteger(std::size_t index, std::int32_t value);
     /** A table of `rows` rows of `width` bytes, whose items follow. Returns whether the caller wants it. */
     bool replyTable(std::size_t index, std::uint32_t rows, std::uint32_t width);
+    /** A document as it stands, in items of `piece` bytes. */
+    void replyXml(std::size_t index, std::string_view document, std::size_t piece = XML_ITEM);
     /** The value that a field of this parameter has from the start: blanks, zeros or nothing. */
     void replyInitial(std::size_t index);
     /** @} */

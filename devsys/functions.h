@@ -14,22 +14,28 @@ namespace zordev {
 
 class Call;
 
-/** A field of a flat structure, in its layout with one byte a character. Lengths and offsets in bytes. */
+/**
+ * A field of a structure, in its layout with one byte a character. Lengths and offsets in bytes; strings and
+ * tables take the 8 bytes of a reference. A table of rows that are one value has a field without name.
+ */
 struct FieldDescription {
     std::string_view name;
     ZORTYPE type;
     unsigned length;
     unsigned offset;
     unsigned decimals = 0;
-    const struct StructureDescription* structure = nullptr; /**< Of a nested structure's own fields. */
+    const struct StructureDescription* structure = nullptr; /**< Of a nested structure's or table's fields. */
 };
 
-/** A flat structure, or the row of a table. */
+/** A structure, or the row of a table. */
 struct StructureDescription {
     std::string_view name;
     unsigned length;
     std::vector<FieldDescription> fields;
 };
+
+/** True for structures and rows with strings or tables, which have no image of bytes. */
+bool isDeep(const StructureDescription& structure);
 
 /** A parameter. `length` is 0 for strings and for tables whose rows may have any width. */
 struct ParameterDescription {
@@ -41,6 +47,9 @@ struct ParameterDescription {
     const StructureDescription* structure = nullptr; /**< Of a structure or of a table's rows. */
     int source = -1; /**< Index of the parameter whose value an export of an echo function returns. */
 };
+
+/** True for a structure or table that travels as an XML document. */
+bool travelsAsXml(const ParameterDescription& parameter);
 
 /** How a function ends. */
 enum class Outcome {
@@ -71,6 +80,8 @@ const FunctionDescription* findFunction(std::string_view name);
 /** @{ */
 std::vector<FunctionDescription> systemFunctions();
 std::vector<FunctionDescription> echoFunctions();
+std::vector<FunctionDescription> deepFunctions();
+std::vector<FunctionDescription> deltaFunctions();
 std::vector<FunctionDescription> failingFunctions();
 std::vector<FunctionDescription> isoFunctions();
 /** @} */

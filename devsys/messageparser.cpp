@@ -74,6 +74,9 @@ ParseResult ParameterParser::parse(Item item) {
             case ZORID_TableName:
                 result = table(item);
                 break;
+            case ZORID_XMLData:
+                result = xml(item);
+                break;
             case ZORID_End:
                 return end(item);
             default:
@@ -124,7 +127,7 @@ ParseResult ParameterParser::field(const Item& name) {
     if (result != ParseResult::good) return result;
     const ParameterDescription& parameter = call_.function->parameters[index];
     ParameterValue& value = call_.values[index];
-    if (!goesIn(parameter.direction) || parameter.type == ZORTYPE_TABLE)
+    if (!goesIn(parameter.direction) || parameter.type == ZORTYPE_TABLE || travelsAsXml(parameter))
         return fault(name, "a field that goes in");
     if (value.supplied) return fault(name, "each parameter once");
     Item item;
@@ -147,13 +150,16 @@ ParseResult ParameterParser::table(const Item& name) {
     if (result != ParseResult::good) return result;
     const ParameterDescription& parameter = call_.function->parameters[index];
     ParameterValue& value = call_.values[index];
-    if (parameter.type != ZORTYPE_TABLE) return fault(name, "a table");
+    if (parameter.type != ZORTYPE_TABLE || travelsAsXml(parameter))
+        return fault(name, "a table of flat rows");
     if (value.supplied) return fault(name, "each parameter once");
     Item item;
     if (!readItem(reader_, item, log_)) return ParseResult::violation;
     const bool delta = item.id == ZORID_DeltaRequest;
     if (delta) {
         if (item.payload.size() != 4) return fault(item, "a table id of 4 bytes");
+        value.tableId = loadBe32(item.payload, 0);
+        if (value.tableId == 0) return fault(item, "a table id");
         if (!readItem(reader_, item, log_)) return ParseResult::violation;
     }
     if (item.id != ZORID_TableInfo || item.payload.size() != TABLE_INFO)
@@ -165,6 +171,48 @@ ParseResult ParameterParser::table(const Item& name) {
     }
     if (delta && value.rows == 0) return fault(item, "no delta request for an empty table");
     return rows(value, item);
+}
+
+// Collects a document; at the end `item` is the one behind the data.
+ParseResult ParameterParser::xmlItems(Item& item, std::string& document) {
+    for (bool last = false; item.id == ZORID_XMLData;) {
+        if (last || item.payload.empty() || item.payload.size() > XML_ITEM)
+            return fault(item, "items of 16384 bytes, of which only the last may have fewer");
+        last = item.payload.size() < XML_ITEM;
+        document += asText(item.payload);
+        if (!readItem(reader_, item, log_)) return ParseResult::violation;
+    }
+    if (item.id != ZORID_XMLParameter || !item.payload.empty())
+        return fault(item, "the end of an XML parameter");
+    return ParseResult::good;
+}
+
+ParseResult ParameterParser::xml(Item item) {
+    valuesStarted_ = true;
+    const Item first = item;
+    std::string document;
+    if (const ParseResult result = xmlItems(item, document); result != ParseResult::good) return result;
+    XmlElement root;
+    XmlFault wrong;
+    if (!readXml(document, root, wrong))
+        return fault(first, wrong.expected + " at byte " + std::to_string(wrong.offset) + " of the document");
+    const auto& parameters = call_.function->parameters;
+    std::size_t index = 0;
+    while (index < parameters.size() && elementName(parameters[index].name) != root.name)
+        ++index;
+    if (index == parameters.size()) {
+        unknown_ = root.name;
+        return ParseResult::unknownParameter;
+    }
+    ParameterValue& value = call_.values[index];
+    if (!goesIn(parameters[index].direction) || !travelsAsXml(parameters[index]))
+        return fault(first, "a parameter that goes in as XML");
+    if (value.supplied) return fault(first, "each parameter once");
+    if (const std::string expected = checkXml(parameters[index], root); !expected.empty())
+        return fault(first, expected);
+    value.supplied = true;
+    value.document = std::move(root);
+    return ParseResult::good;
 }
 
 ParseResult ParameterParser::rows(ParameterValue& value, Item& item) {

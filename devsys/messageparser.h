@@ -35,6 +35,8 @@ class ParameterParser {
     ParseResult requested(const Item& item);
     ParseResult field(const Item& item);
     ParseResult table(const Item& item);
+    ParseResult xml(Item item);
+    ParseResult xmlItems(Item& item, std::string& document);
     ParseResult lookUp(const Item& item, std::size_t& index);
     ParseResult rows(ParameterValue& value, Item& item);
     ParseResult end(const Item& item);

@@ -62,7 +62,7 @@ bool needsOtherForm(ZorParameter& parameter, unsigned partnerCharSize) {
         return type == ZORTYPE_UBIXOBJECT || type == ZORTYPE_XMLDATA;
     ZorRecord* const value = valueOf(parameter);
     if (parameter.direction() == ZOR_IMPORT && value == nullptr) return false;
-    if (type == ZORTYPE_TABLE && parameter.direction() != ZOR_TABLES) return true;
+    if (parameter.travelsAsXml()) return false;
     // A value may be of another type than the parameter; its pointers are nobody's business either.
     return partnerCharSize != 1 || hasNoImage(parameter.desc().typeDesc.get()) ||
            (value != nullptr && hasNoImage(value->getDescriptor()));

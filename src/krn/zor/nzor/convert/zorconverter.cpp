@@ -9,10 +9,12 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <numeric>
 #include <vector>
 
 #include "config/immortal.h"
 #include "config/zorconfig.h"
+#include "convert/sevenbit.h"
 #include "trace/zortracefunctions.h"
 
 namespace {
@@ -106,6 +108,16 @@ ZorConverter::ZorConverter(const KEL_UC* fromCodepage, const KEL_UC* toCodepage,
     check(rscpCSetCtrlCodeCv(cpcObj, mode == Mode::substitute ? CtrlCodeCv_illegal : CtrlCodeCv_try),
           "rscpCSetCtrlCodeCv");
     check(rscpCActivate(cpcObj), "rscpCActivate");
+    sevenBitKept = convertsToItself();
+}
+
+bool ZorConverter::convertsToItself() const noexcept {
+    std::array<KEL_RAW, 0x80> bytes, converted;
+    std::iota(bytes.begin(), bytes.end(), KEL_RAW{0});
+    const KEL_RAW* in = bytes.data();
+    KEL_RAW* out = converted.data();
+    const int rc = tryConvert(in, in + bytes.size(), out, out + converted.size());
+    return rc == RSCP_OK && out == converted.data() + converted.size() && bytes == converted;
 }
 
 void ZorConverter::check(int rc, const KEL_UC* function) const {
@@ -150,6 +162,27 @@ int ZorConverter::finish(int rc, const KEL_RAW* src, size_t srcLength, bool secr
     if (!secret && ZorConfig::getGlobalTraceLevel() >= 2)
         ZorTraceHexDump(src, static_cast<unsigned>(srcLength), "%s", message);
     throw ZorCodepageConversionException(message);
+}
+
+void ZorConverter::append(std::string& text, std::span<const KEL_RAW> src) const {
+    if (keepsSevenBit() && zorIsSevenBit(src)) {
+        text.append(reinterpret_cast<const KEL_UC*>(src.data()), src.size());
+        return;
+    }
+    // Most pages need no more than UTF-8 does. Where one needs more, four bytes are enough for each that is
+    // left.
+    constexpr size_t longestForm = 4;
+    const KEL_RAW* in = src.data();
+    const KEL_RAW* const inEnd = in + src.size();
+    size_t used = text.size();
+    text.resize(used + src.size());
+    for (int rc = outputFull; rc == outputFull;) {
+        auto* const room = reinterpret_cast<KEL_RAW*>(text.data());
+        KEL_RAW* out = room + used;
+        rc = convert(in, inEnd, out, room + text.size());
+        used = static_cast<size_t>(out - room);
+        text.resize(rc == outputFull ? used + longestForm * static_cast<size_t>(inEnd - in) : used);
+    }
 }
 
 namespace {

@@ -4,6 +4,9 @@
 #include <kelzor/error.h>
 #include <kelzor/types.h>
 
+#include <span>
+#include <string>
+
 #include "krn/rscp/rscp.h"
 
 /**
@@ -46,6 +49,21 @@ class ZorConverter {
     /** The same with pointers that move behind what was read and written. */
     int convert(const KEL_RAW*& pSrc, const KEL_RAW* srcEnd, KEL_RAW*& pDest, KEL_RAW* destEnd,
                 bool secret = false) const;
+
+    /**
+     * As the form with pointers, but without exceptions: returns what the engine said, 0 or outputFull if all
+     * is well.
+     */
+    int tryConvert(const KEL_RAW*& pSrc, const KEL_RAW* srcEnd, KEL_RAW*& pDest,
+                   KEL_RAW* destEnd) const noexcept {
+        return rscpCConvert(cpcObj, &pDest, destEnd, &pSrc, srcEnd);
+    }
+
+    /** Appends the conversion of a whole text. Throws ZorCodepageConversionException as `convert` does. */
+    void append(std::string& text, std::span<const KEL_RAW> src) const;
+
+    /** Whether bytes below 0x80 are the same before and behind this conversion, so that it can be spared. */
+    bool keepsSevenBit() const noexcept { return sevenBitKept; }
 
     /**
      * Converts UTF-8 to a page, NULL for "1100"; a character without a counterpart becomes '#'.
@@ -106,7 +124,10 @@ class ZorConverter {
     static const ZorConverter* find(const KEL_UC* fromCodepage, const KEL_UC* toCodepage, Mode mode,
                                     unsigned substitute);
 
+    bool convertsToItself() const noexcept;
+
     rscpCObj_t cpcObj;
     Mode mode;
+    bool sevenBitKept = false;
     const ZorConverter* next = nullptr;  ///< In the list of all converters.
 };

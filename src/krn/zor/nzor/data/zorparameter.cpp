@@ -29,6 +29,13 @@ ZorAbstractMetaData* ZorParameter::getDescriptor() {
     return record != nullptr && record != this ? record->getDescriptor() : nullptr;
 }
 
+bool ZorParameter::travelsAsXml() const noexcept {
+    if (field.type != ZORTYPE_STRUCTURE && field.type != ZORTYPE_TABLE) return false;
+    if (field.type == ZORTYPE_TABLE && field.direction != ZOR_TABLES) return true;
+    const ZorRecordMetaData* const record = getRecordMetaData(0);
+    return record != nullptr && record->isNestedType2Structure();
+}
+
 void ZorParameter::setLength(unsigned length) noexcept {
     usedLength = std::min(length, field.length1);
 }

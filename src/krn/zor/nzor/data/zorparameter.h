@@ -47,8 +47,14 @@ class ZorParameter : public ZorRecord {
 
     /** @name Wire form */
     /** @{ */
+    /**
+     * Whether the value goes as an XML document: structures and rows with strings or tables, which have no
+     * image of bytes, and tables that aren't among the tables of the function.
+     */
+    bool travelsAsXml() const noexcept;
     void zorSupplyOutParam(ZorItemStream& conn);
     void zorSerialize(ZorItemStream& conn);
+    void serializeXZorParameter(ZorItemStream& conn, ZorRecord& record);
     void zorDeserialize(ZorItemStream& conn, unsigned length);
     /** @} */
 

@@ -69,8 +69,8 @@ const ZorItemReader::Row ZorItemReader::rows[] = {
     {ZORID_SystMsgid, anyState, sameState, &ZorItemReader::errorItem},
     {ZORID_SystMsgty, anyState, sameState, &ZorItemReader::errorItem},
     {ZORID_SystMsgno, anyState, sameState, &ZorItemReader::errorItem},
-    {ZORID_XMLParameter, anyState, sameState, &ZorItemReader::unsupported},
-    {ZORID_XMLData, anyState, sameState, &ZorItemReader::unsupported},
+    {ZORID_XMLParameter, anyState, sameState, &ZorItemReader::xmlParameter},
+    {ZORID_XMLData, anyState, sameState, &ZorItemReader::xmlData},
     {ZORID_LumxInit, anyState, sameState, &ZorItemReader::unsupported},
     {ZORID_NgZorSegment, anyState, sameState, &ZorItemReader::unsupported},
     {ZORID_NgZorLastSegment, anyState, sameState, &ZorItemReader::unsupported},
@@ -103,6 +103,7 @@ ZORID ZorItemReader::run(ZORID toRid) {
                           (id == ZORID_CallBack && state == ZORGET_DATA);
         handle(id, length);
         if (ends) {
+            finishXml();
             stream.readAndCheckZorIDEnd(id);
             return id;
         }
@@ -206,9 +207,13 @@ void ZorItemReader::programName(ZORID, unsigned length) {
 ZorParameter* ZorItemReader::namedParameter(unsigned length, bool activate) {
     KEL_UC name[maxNameLength];
     const unsigned stored = stream.readZorChars(name, sizeof name, length);
+    return wantedParameter({name, stored}, activate);
+}
+
+ZorParameter* ZorItemReader::wantedParameter(std::string_view name, bool activate) {
     if (function == nullptr) return nullptr;
     const bool serving = stream.isInCallbackMode();
-    ZorParameter* const found = function->getParameter({name, stored}, serving && activate);
+    ZorParameter* const found = function->getParameter(name, serving && activate);
     if (found != nullptr && serving) found->setRequested(true);
     return found;
 }
@@ -302,6 +307,28 @@ void ZorItemReader::deltaData(ZORID id, unsigned length) {
 
 void ZorItemReader::errorItem(ZORID id, unsigned length) {
     stream.readZorErrorMsg(id, length);
+}
+
+ZorRecord* ZorItemReader::recordOf(std::string_view parameterName) {
+    ZorParameter* const named = wantedParameter(parameterName, true);
+    return named != nullptr ? named->getRecord() : nullptr;
+}
+
+void ZorItemReader::xmlData(ZORID, unsigned length) {
+    if (!xml) xml.emplace(static_cast<XZorRoots&>(*this), stream.fromUtf8());
+    if (xml->isUnwanted()) return stream.skipBytes(length);
+    stream.readPieces(length, [this](std::span<const KEL_RAW> piece) { xml->parse(piece); });
+}
+
+void ZorItemReader::xmlParameter(ZORID, unsigned length) {
+    stream.skipBytes(length);
+    finishXml();
+}
+
+void ZorItemReader::finishXml() {
+    if (!xml) return;
+    xml->setFinished();
+    xml.reset();
 }
 
 void ZorItemReader::unsupported(ZORID id, unsigned) {

@@ -1,11 +1,14 @@
 /** @file The reading loop: a table of items with their states, and a small handler for each. */
 #pragma once
 
+#include <optional>
+
 #include "data/zortable.h"
 #include "wire/zoritemstream.h"
+#include "xzor/xzorparser.h"
 
 /** One run of the loop. */
-class ZorItemReader {
+class ZorItemReader : private XZorRoots {
   public:
     ZorItemReader(ZorItemStream& stream, ZORSTATE state, ZorFunction* function)
         : stream(stream), state(state), function(function) {}
@@ -60,9 +63,17 @@ class ZorItemReader {
     void deltaLogMore(ZORID id, unsigned length);
     void deltaData(ZORID id, unsigned length);
     void errorItem(ZORID id, unsigned length);
+    void xmlParameter(ZORID id, unsigned length);
+    void xmlData(ZORID id, unsigned length);
     void unsupported(ZORID id, unsigned length);
 
+    ZorRecord* recordOf(std::string_view parameterName) override;
+    /** Ends the XML document that is being read, if there is one. */
+    void finishXml();
+
     ZorParameter* namedParameter(unsigned length, bool activate);
+    /** The active parameter of a name; a server makes it active if told to, and notes the request. */
+    ZorParameter* wantedParameter(std::string_view name, bool activate);
     /** The named parameter's table; one without a row description is made for rows of `width` bytes. */
     ZorTable* tableOfWidth(unsigned width);
     /** The table that was sent under an id; null for an unknown one. */
@@ -75,4 +86,5 @@ class ZorItemReader {
     ZorTable* table = nullptr;          ///< The table whose rows come; NULL skips them.
     unsigned rowsAnnounced = 0;         ///< Rows that the table still takes.
     DELTA_LOG change;                   ///< The change whose data come.
+    std::optional<XZorParser> xml;      ///< While an XML document comes.
 };

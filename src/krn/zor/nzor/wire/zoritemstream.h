@@ -24,6 +24,7 @@
 #include "wire/zorid.h"
 
 struct DELTA_LOG;
+class ZorConverter;
 class ZorFunction;
 class ZorParameter;
 class ZorTable;
@@ -104,6 +105,17 @@ class ZorItemStream {
     }
     /** Reads UTF-8 with or without a closing NUL byte; the string grows as bytes arrive. */
     void readZorUTF8Chars(KEL_string& text, unsigned length);
+    /** Reads `length` bytes and hands them on piece by piece; a piece is valid until `take` returns. */
+    template <class Take>
+    void readPieces(unsigned length, const Take& take) {
+        if (const KEL_RAW* const place = cpic_tcp->readInPlace(length))
+            return take(std::span<const KEL_RAW>(place, length));
+        while (length > 0) {
+            const std::span<const KEL_RAW> piece = readPiece(length);
+            length -= static_cast<unsigned>(piece.size());
+            take(piece);
+        }
+    }
     /** Reads bytes; the array grows as bytes arrive. */
     void readZorXString(std::vector<KEL_RAW>& bytes, unsigned length);
     /** A big-endian number; a payload of another length than 4 bytes breaks the protocol. */
@@ -119,6 +131,9 @@ class ZorItemStream {
      * ZorTypeConversionException for a type without a numeric form.
      */
     void convertNumberAfterRead(KEL_RAW* number, ZORTYPE type) const;
+    /** From UTF-8 to the own code page, and back. */
+    const ZorConverter& fromUtf8() const;
+    const ZorConverter& toUtf8() const;
     /** Bytes that a record's image is read into when it needs conversion; kept between calls. */
     std::vector<KEL_RAW>& scratch() noexcept { return readBuf; }
     /** @} */
@@ -154,6 +169,8 @@ class ZorItemStream {
   private:
     friend class ZorItemReader;
 
+    /** Reads at most `length` bytes into the scratch buffer, at least one. */
+    std::span<const KEL_RAW> readPiece(unsigned length);
     /** Reads what isn't in the buffer as a whole; skips it without `dest`. */
     void readAcross(void* dest, unsigned length);
     void readFailed(CM_RETCODE rc);
@@ -164,7 +181,6 @@ class ZorItemStream {
     void readZorCDestination(unsigned length);
     void readZorOwnType(unsigned length);
     void readZorErrorMsg(ZORID id, unsigned length);
-    void appendConverted(KEL_string& text, std::span<const KEL_RAW> utf8) const;
 
     std::vector<KEL_RAW> readBuf;   ///< Scratch for reading; grows to what an item needs and is kept.
     std::vector<KEL_RAW> writeBuf;  ///< Scratch for conversion on writing.

@@ -102,32 +102,14 @@ unsigned ZorItemStream::readZorChars(KEL_UC* buffer, unsigned destLength, unsign
     return stored;
 }
 
-void ZorItemStream::appendConverted(KEL_string& text, std::span<const KEL_RAW> utf8) const {
-    if (std::all_of(utf8.begin(), utf8.end(), [](KEL_RAW byte) { return byte < 0x80; })) {
-        text.append(reinterpret_cast<const KEL_UC*>(utf8.data()), utf8.size());
-        return;
-    }
-    auto* converter = ZorConverter::getConverter("4110", control.codepage.data(), control.ignoreConvErr,
-                                                 control.substituteSymbol);
-    // Most pages need no more than UTF-8 does. Where one needs more, four bytes are enough for each that is
-    // left.
-    constexpr size_t longestForm = 4;
-    const KEL_RAW* in = utf8.data();
-    const KEL_RAW* const inEnd = in + utf8.size();
-    size_t used = text.size();
-    text.resize(used + utf8.size());
-    for (int rc = ZorConverter::outputFull; rc == ZorConverter::outputFull;) {
-        auto* const room = reinterpret_cast<KEL_RAW*>(text.data());
-        KEL_RAW* out = room + used;
-        rc = converter->convert(in, inEnd, out, room + text.size());
-        used = static_cast<size_t>(out - room);
-        text.resize(rc == ZorConverter::outputFull ? used + longestForm * static_cast<size_t>(inEnd - in)
-                                                   : used);
-    }
+const ZorConverter& ZorItemStream::fromUtf8() const {
+    return *ZorConverter::getConverter("4110", control.codepage.data(), control.ignoreConvErr,
+                                       control.substituteSymbol);
 }
 
 void ZorItemStream::readZorUTF8Chars(KEL_string& text, unsigned length) {
     text.clear();
+    const ZorConverter& converter = fromUtf8();
     size_t kept = 0;  // bytes at the start of readBuf that wait for the rest of their sequence
     while (length > 0) {
         const unsigned chunk = std::min(length, readChunk);
@@ -137,9 +119,16 @@ void ZorItemStream::readZorUTF8Chars(KEL_string& text, unsigned length) {
         std::span<const KEL_RAW> utf8(readBuf.data(), kept + chunk);
         if (length == 0 && utf8.back() == 0) utf8 = utf8.first(utf8.size() - 1);
         kept = length == 0 ? 0 : unfinishedTail(utf8);
-        appendConverted(text, utf8.first(utf8.size() - kept));
+        converter.append(text, utf8.first(utf8.size() - kept));
         std::memmove(readBuf.data(), utf8.data() + utf8.size() - kept, kept);
     }
+}
+
+std::span<const KEL_RAW> ZorItemStream::readPiece(unsigned length) {
+    const unsigned chunk = std::min(length, readChunk);
+    readBuf.resize(std::max<size_t>(readBuf.size(), chunk));
+    readBytes(readBuf.data(), chunk);
+    return std::span<const KEL_RAW>(readBuf).first(chunk);
 }
 
 void ZorItemStream::readZorXString(std::vector<KEL_RAW>& bytes, unsigned length) {

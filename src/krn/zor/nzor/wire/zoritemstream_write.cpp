@@ -69,16 +69,18 @@ void ZorItemStream::writeZorChars(ZORID id, std::string_view text) {
     writeZorData(id, {rawBytes(text), text.size()});
 }
 
+const ZorConverter& ZorItemStream::toUtf8() const {
+    return *ZorConverter::getConverter(control.codepage.data(), "4110", control.ignoreConvErr,
+                                       control.substituteSymbol);
+}
+
 void ZorItemStream::writeZorUTF8Chars(ZORID id, std::string_view text) {
     if (text.empty()) return writeZorFlag(id);
     std::span<const KEL_RAW> utf8(rawBytes(text), text.size());
     if (!isSevenBit(text)) {
         writeBuf.resize(text.size() * 4);
-        auto* converter = ZorConverter::getConverter(control.codepage.data(), "4110", control.ignoreConvErr,
-                                                     control.substituteSymbol);
         unsigned written = static_cast<unsigned>(writeBuf.size());
-        converter->convert(utf8.data(), static_cast<unsigned>(utf8.size()), writeBuf.data(), &written,
-                           nullptr);
+        toUtf8().convert(utf8.data(), static_cast<unsigned>(utf8.size()), writeBuf.data(), &written, nullptr);
         utf8 = std::span<const KEL_RAW>(writeBuf).first(written);
     }
     writeZorIDBegin(id, static_cast<unsigned>(utf8.size() + 1));

@@ -47,6 +47,7 @@ void ZorParameter::zorSerialize(ZorItemStream& conn) {
             ZorStructure* structure = nullptr;
             getValue(0, &structure, false);
             if (structure == nullptr) return;
+            if (travelsAsXml()) return serializeXZorParameter(conn, *structure);
             conn.writeZorChars(ZORID_FieldName, field.name);
             return structure->zorSerialize(conn, false);
         }
@@ -54,6 +55,7 @@ void ZorParameter::zorSerialize(ZorItemStream& conn) {
             ZorTable* table = nullptr;
             getValue(0, &table, false);
             if (table == nullptr) return;
+            if (travelsAsXml()) return serializeXZorParameter(conn, *table);
             conn.writeZorChars(ZORID_TableName, field.name);
             return table->zorSerialize(conn);
         }

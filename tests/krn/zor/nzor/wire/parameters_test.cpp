@@ -421,7 +421,6 @@ TEST(States, anItemOutOfPlaceClosesTheConnection) {
          joined({item(769, "T"), item(770, Bytes{0, 0x10, 0, 1, 0, 0, 0, 1})}), ZOR_INVALID_PROTOCOL},
         {"short delta id", item(817, Bytes(3)), ZOR_INVALID_PROTOCOL},
         {"binary XML", item(16384, Bytes{1, 0}), ZOR_SERIALIZATION_FAILURE},
-        {"text XML", item(15362, "X"), ZOR_SERIALIZATION_FAILURE},
         {"short delta log", item(818, Bytes(11)), ZOR_INVALID_PROTOCOL},
         {"delta data without log", item(820, "x"), ZOR_SERIALIZATION_FAILURE},
     };
