@@ -1,47 +1,27 @@
-#include <ifaddrs.h>
-#include <sys/un.h>
-
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <string>
-#include <string_view>
 
 #include "base/ni/niaddr.h"
 #include "base/ni/nierr.h"
-#include "base/ni/nitab.h"
-#include "base/ni/niwait.h"
+#include "base/ni/niio.h"
+#include "base/ni/nimsg.h"
+#include "base/ni/niresolve.h"
+#include "base/ni/niroute.h"
+#include "base/ni/nitrc.h"
 
 namespace {
 
-constexpr KEL_INT NI_DEFAULT_HANDLES = 65536;
 constexpr int CONNECT_TRIES = 20;  // while the system has no free local port
-constexpr const KEL_CHAR* LOCAL_PATTERN = "/tmp/.kelstream%d";
-constexpr std::string_view HOP{"/H/"};
+constexpr KEL_UINT ALL_PROTOCOLS = NI_PROTO_LOCAL | NI_PROTO_IPV4 | NI_PROTO_IPV6;
 
-/** Settings from the environment, read when the layer is used first. */
-struct Settings {
-    bool ipv6 = false;
-    bool localOnly = false;
+/** What a connect is asked for. */
+struct Request {
+    const KEL_CHAR* host;
+    const KEL_CHAR* service;
+    KEL_UINT protocol;
+    KEL_INT timeout;  ///< ms, never 0.
+    NI_TALKMODE talkmode;
 };
-
-const Settings& settings() noexcept {
-    static const Settings values = [] {
-        Settings fresh;
-        if (const char* active = std::getenv("KEL_IPv6_ACTIVE"))
-            fresh.ipv6 = std::strcmp(active, "1") == 0;
-        else
-            fresh.ipv6 = std::getenv("NI_USEIPv6") != nullptr;
-        const char* restriction = std::getenv("KEL_CONNECT_RESTRICTION");
-        fresh.localOnly = restriction && std::strcmp(restriction, "LOCAL") == 0;
-        return fresh;
-    }();
-    return values;
-}
-
-std::atomic<bool> connLocal{true};
-std::atomic<KEL_UINT> sockBufferSize{0};
 
 struct Target {
     NI_NODEADDR address{};
@@ -49,40 +29,8 @@ struct Target {
     KEL_CHAR text[NI_HOST_MAX + NI_SERV_MAX] = "";  ///< "host:service", for texts.
 };
 
-struct IfAddrsFree {
-    void operator()(ifaddrs* list) const { freeifaddrs(list); }
-};
-
-/** Whether an address is one of this host. */
-bool NiILocalCheck(const NI_NODEADDR& address) {
-    if (NiIsIPv4(address) ? address[12] == 127 : IN6_IS_ADDR_LOOPBACK(address.data())) return true;
-    ifaddrs* list = nullptr;
-    if (getifaddrs(&list) != 0) return false;
-    const std::unique_ptr<ifaddrs, IfAddrsFree> owner(list);
-    for (; list; list = list->ifa_next) {
-        if (!list->ifa_addr ||
-            (list->ifa_addr->sa_family != AF_INET && list->ifa_addr->sa_family != AF_INET6))
-            continue;
-        NI_NODEADDR own;
-        KEL_USHORT port;
-        NiFromSockaddr(list->ifa_addr, &own, &port);
-        if (own == address) return true;
-    }
-    return false;
-}
-
-/** A socket with the buffers that are wished for; one that the system refuses is no reason to fail. They come
- * before the connect, which agrees on the window. */
-SI_RC openSocket(int family, SI_SOCK& sock) {
-    const SI_RC rc = SiSocket(family, &sock);
-    const int size = static_cast<int>(sockBufferSize);
-    if (rc != SI_OK || size == 0) return rc;
-    for (const int option : {SO_SNDBUF, SO_RCVBUF})
-        (void)SiSetSockOpt(&sock, SOL_SOCKET, option, size);
-    return SI_OK;
-}
-
-KELRETURN fail(KELRETURN rc, int line, const Target& target, const KEL_CHAR* detail, const SI_SOCK* socket) {
+KELRETURN fail(KELRETURN rc, int line, const Target& target, const KEL_CHAR* detail,
+               const SI_SOCK* socket = nullptr) {
     return NiErrSet(rc, {.function = "NiIConnect",
                          .line = line,
                          .module = __FILE__,
@@ -91,149 +39,196 @@ KELRETURN fail(KELRETURN rc, int line, const Target& target, const KEL_CHAR* det
                          .socket = socket});
 }
 
+KELRETURN refuse(int line, const KEL_CHAR* detail) {
+    return NiErrSet(NIEINVAL,
+                    {.function = "NiBufIConnect", .line = line, .module = __FILE__, .detail = detail});
+}
+
+bool connectsAll(SI_SOCK& sock, const sockaddr* address, socklen_t length, SI_RC& rc) {
+    for (int tries = 0; tries < CONNECT_TRIES; ++tries) {
+        rc = SiConnect(&sock, address, length);
+        if (rc != SI_EPORT_INUSE) break;
+    }
+    return rc == SI_OK;
+}
+
 /** A partner on this host may offer a socket in the file system; failing is no error. */
-bool connectLocal(SI_SOCK& sock, KEL_USHORT port) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, LOCAL_PATTERN, port);
-    if (openSocket(AF_UNIX, sock) == SI_OK &&
-        SiConnect(&sock, reinterpret_cast<const sockaddr*>(&address), sizeof address) == SI_OK)
+bool connectLocal(SI_SOCK& sock, const NI_SETTINGS& settings, KEL_USHORT port) {
+    const sockaddr_un address = NiLocalSockaddr(port);
+    SI_RC rc = NiIOpenSocket(settings, AF_UNIX, sock);
+    if (rc == SI_OK && connectsAll(sock, reinterpret_cast<const sockaddr*>(&address), sizeof address, rc))
         return true;
     SiClose(&sock);
     return false;
 }
 
-SI_RC startConnect(SI_SOCK& sock, const Target& target) {
-    sockaddr_storage storage{};
-    socklen_t length = 0;
-    if (NiIsIPv4(target.address)) {
-        auto* v4 = reinterpret_cast<sockaddr_in*>(&storage);
-        v4->sin_family = AF_INET;
-        v4->sin_port = htons(target.port);
-        std::memcpy(&v4->sin_addr, target.address.data() + 12, sizeof v4->sin_addr);
-        length = sizeof *v4;
-    } else {
-        auto* v6 = reinterpret_cast<sockaddr_in6*>(&storage);
-        v6->sin6_family = AF_INET6;
-        v6->sin6_port = htons(target.port);
-        std::memcpy(&v6->sin6_addr, target.address.data(), sizeof v6->sin6_addr);
-        length = sizeof *v6;
+/** Own address and port, where they are set. A port of the range that is taken is passed over. */
+KELRETURN bindOwn(SI_SOCK& sock, const NI_SETTINGS& settings, const Target& target) {
+    const bool address = settings.localAddr != NI_NODEADDR{};
+    if (!address && !settings.portRange) return NI_OK;
+    const unsigned first = settings.portRange ? settings.minPort : 0;
+    const unsigned last = settings.portRange ? settings.maxPort : 0;
+    for (unsigned port = first; port <= last; ++port) {
+        const auto number = static_cast<KEL_USHORT>(port);
+        const NiSockaddr own =
+            address ? NiToSockaddr(settings.localAddr, number) : NiAnySockaddr(sock.family, number);
+        const SI_RC rc = SiBind(&sock, own.get(), own.length);
+        if (rc == SI_OK) return NI_OK;
+        if (rc != SI_EPORT_INUSE) return fail(NiISystemError(rc, false), __LINE__, target, "", &sock);
     }
-    SI_RC rc = openSocket(storage.ss_family, sock);
-    if (rc != SI_OK) return rc;
-    for (int tries = 0; tries < CONNECT_TRIES; ++tries) {
-        rc = SiConnect(&sock, reinterpret_cast<const sockaddr*>(&storage), length);
-        if (rc != SI_EPORT_INUSE) break;
-    }
-    return rc;
+    return fail(NIENOFREEPORT, __LINE__, target, "", &sock);
 }
 
-KELRETURN connectIP(SI_SOCK& sock, const Target& target, KEL_INT timeout) {
-    const Deadline deadline(timeout);
-    SI_RC rc = startConnect(sock, target);
-    // A connect that a signal interrupts goes on in the background, like one in progress.
-    if (rc == SI_ECONN_INPROG || rc == SI_EINTR) {
-        rc = NiIWait(sock, SI_WRITE, deadline);
-        if (rc == SI_ETIMEOUT) {
-            KEL_CHAR detail[64];
-            std::snprintf(detail, sizeof detail, "connection pending after %dms", timeout);
-            return fail(NIECONN_REFUSED, __LINE__, target, detail, nullptr);
-        }
-        if (rc == SI_OK) rc = SiPeekPendConn(&sock);
+/** Waits for a connect that is under way. */
+KELRETURN NiICheckPendConnection(SI_SOCK& sock, const Target& target, KEL_INT timeout,
+                                 const Deadline& deadline) {
+    SI_RC rc = NiIWait(sock, SI_WRITE, deadline);
+    if (rc == SI_ETIMEOUT) {
+        KEL_CHAR detail[64];
+        std::snprintf(detail, sizeof detail, "connection pending after %dms", timeout);
+        return fail(NIECONN_REFUSED, __LINE__, target, detail);
     }
+    if (rc == SI_OK) rc = SiPeekPendConn(&sock);
     return rc == SI_OK ? static_cast<KELRETURN>(NI_OK)
                        : fail(NiISystemError(rc, true), __LINE__, target, "", &sock);
 }
 
-/** Takes the one hop of a route: host and, where it has one, service. */
-bool oneHop(std::string_view route, std::string& host, std::string& service) {
-    route.remove_prefix(HOP.size());
-    if (route.find(HOP) != std::string_view::npos) return false;
-    const std::size_t mark = std::min(route.find("/S/"), route.size());
-    const std::size_t secret = std::min({route.find("/P/"), route.find("/W/"), route.size()});
-    host = route.substr(0, std::min(mark, secret));
-    if (mark < secret) service = route.substr(mark + 3, secret - mark - 3);
-    return true;
+KELRETURN NiIConnectSocket(SI_SOCK& sock, const NI_SETTINGS& settings, const Target& target,
+                           KEL_INT timeout) {
+    const Deadline deadline(timeout);
+    const NiSockaddr address = NiToSockaddr(target.address, target.port);
+    SI_RC rc = NiIOpenSocket(settings, address.family(), sock);
+    if (rc != SI_OK) return fail(NiISystemError(rc, true), __LINE__, target, "", &sock);
+    if (const KELRETURN bound = bindOwn(sock, settings, target); bound != NI_OK) return bound;
+    if (connectsAll(sock, address.get(), address.length, rc)) return NI_OK;
+    // A connect that a signal interrupts goes on in the background, like one in progress.
+    if (rc == SI_ECONN_INPROG || rc == SI_EINTR)
+        return NiICheckPendConnection(sock, target, timeout, deadline);
+    return fail(NiISystemError(rc, true), __LINE__, target, "", &sock);
 }
 
-KELRETURN resolve(const KEL_CHAR* hostText, const KEL_CHAR* serviceText, Target& target) {
-    std::string host(hostText ? hostText : ""), service(serviceText ? serviceText : "");
-    if (std::string_view(host).starts_with(HOP) && !oneHop(std::string(host), host, service))
-        return fail(NIEINVAL, __LINE__, target, "routes of more than one hop are not supported", nullptr);
-    std::snprintf(target.text, sizeof target.text, "%.*s:%.*s", static_cast<int>(NI_HOST_MAX) - 1,
-                  host.c_str(), static_cast<int>(NI_SERV_MAX) - 1, service.c_str());
-    const KELRETURN rc = NiHostToAddr(host.c_str(), &target.address);
-    return rc == NI_OK ? NiServToNo(service.c_str(), &target.port) : rc;
-}
-
-KELRETURN NiIConnect(NI_CON& con, const Target& target, KEL_INT timeout) {
-    const bool wanted = connLocal || settings().localOnly;
-    const bool local = wanted && NiILocalCheck(target.address);
-    if (settings().localOnly && !local)
-        return fail(NIEINVAL, __LINE__, target, "blocked connection (KEL_CONNECT_RESTRICTION)", nullptr);
+KELRETURN NiIConnect(NI_CON& con, const Target& target, KEL_UINT protocol, KEL_INT timeout) {
+    const NI_SETTINGS settings = NiISettings();
+    const bool tryLocal = settings.connLocal && (protocol == 0 || (protocol & NI_PROTO_LOCAL) != 0);
+    const bool local = (tryLocal || settings.localOnly) && NiILocalCheck(target.address);
+    if (settings.localOnly && !local) {
+        KEL_CHAR detail[sizeof target.text + 64];
+        std::snprintf(detail, sizeof detail, "blocked connection to %s (KEL_CONNECT_RESTRICTION)",
+                      target.text);
+        return fail(NIEINVAL, __LINE__, target, detail);
+    }
     con.mPeerAddr = target.address;
     con.mPeerServNo = target.port;
-    if (local && connLocal && connectLocal(con.mSocket, target.port)) return NI_OK;
-    return connectIP(con.mSocket, target, timeout);
+    if (tryLocal && local && connectLocal(con.mSocket, settings, target.port)) return NI_OK;
+    if (protocol == NI_PROTO_LOCAL) return fail(NIECONN_REFUSED, __LINE__, target, "no local socket");
+    return NiIConnectSocket(con.mSocket, settings, target, timeout);
+}
+
+/** The first hop of a route, resolved. */
+KELRETURN resolve(NI_IROUTE& route, KEL_UINT protocol, KEL_INT timeout, Target& target) {
+    NI_HOP hop;
+    KELRETURN rc = route.takeHop(&hop);
+    if (rc != NI_OK) return rc;
+    std::snprintf(target.text, sizeof target.text, "%s:%s", hop.host, hop.service);
+    rc = NiIHostToAddr(hop.host, protocol, Deadline(timeout), &target.address);
+    return rc == NI_OK ? NiServToNo(hop.service, &target.port) : rc;
+}
+
+KELRETURN sendRoute(NI_CON& con, const NI_IROUTE& route, const Target& target, KEL_INT timeout) {
+    NI_IROUTE::Packet packet;
+    route.packet(&packet);
+    const KELRETURN rc = NiIWrite(con, packet.parts, Deadline(timeout));
+    if (rc == NIETIMEOUT) return fail(NIECONN_REFUSED, __LINE__, target, "router doesn't read");
+    if (rc != NI_OK) NiISetHostInvalid(target.address);
+    return rc;
+}
+
+/** Waits until the last router tells that the far end is there, or that it isn't. */
+KELRETURN awaitRoute(NI_CON& con, const Target& target, KEL_INT timeout) {
+    const Deadline deadline(timeout);
+    KEL_RAW message[NI_CONTROL_MAX];
+    const iovec part{message, sizeof message};
+    con.mCheckWait = 1;
+    while (con.mCheckWait == 1) {
+        std::size_t length = 0;
+        bool whole = false;
+        KELRETURN rc = NiIRead(con, {&part, 1}, deadline, &length, &whole);
+        if (rc == NI_OK) rc = NiBufIProcMsg(con, {&part, 1}, &length);
+        if (rc == NIETIMEOUT) return fail(NIETIMEOUT, __LINE__, target, "no answer of the routers");
+        if (rc == NI_OK || rc == NIETOO_SMALL)
+            return fail(NIEINTERN, __LINE__, target, "data before the answer of the routers");
+        if (rc != NIEPING) return rc;
+    }
+    return NI_OK;
+}
+
+KELRETURN connectRoute(NI_CON& con, NI_IROUTE& route, const Request& request) {
+    Target target;
+    KELRETURN rc = resolve(route, request.protocol, request.timeout, target);
+    if (rc != NI_OK) return rc;
+    const bool routed = route.hopsToGo() != 0;
+    const KEL_UINT protocol =
+        routed && request.protocol == 0 ? NI_PROTO_IPV4 | NI_PROTO_IPV6 : request.protocol;
+    rc = NiIConnect(con, target, protocol, request.timeout);
+    if (rc != NI_OK || !routed) return rc;
+    rc = sendRoute(con, route, target, request.timeout);
+    return rc == NI_OK ? awaitRoute(con, target, request.timeout) : rc;
+}
+
+KELRETURN readRoute(const Request& request, NI_IROUTE& route) {
+    if (!request.host) return refuse(__LINE__, "parameter invalid (pHostName == NULL)");
+    if (!request.service) return refuse(__LINE__, "parameter invalid (pServName == NULL)");
+    if ((request.protocol & ~ALL_PROTOCOLS) != 0) return refuse(__LINE__, "parameter invalid (protocol)");
+    if (std::string_view(request.host).substr(0, 3) != "/H/" && std::strlen(request.host) >= NI_HOST_MAX)
+        return refuse(__LINE__, "parameter invalid (hostname too long)");
+    if (ct_level >= 2) {
+        KEL_CHAR shown[512];
+        NiSecStr(request.host, shown);
+        NiTrc(2, {"NiBufIConnect"}, "connect to '%s', service '%s', timeout %d, protocol %u", shown,
+              request.service, request.timeout, request.protocol);
+    }
+    return route.NiBufIHostToRoute(request.host, request.service, request.talkmode);
+}
+
+KELRETURN NiBufIConnect(const Request& request, NI_HDL* handle) {
+    *handle = NI_INVALID_HDL;
+    KELRETURN rc = NiIStart();
+    NI_IROUTE route;
+    if (rc == NI_OK) rc = readRoute(request, route);
+    if (rc != NI_OK) return rc;
+    NITAB* entry = NiTabNew(NI_INITIAL_CON);
+    if (!entry) return refuse(__LINE__, "no free handle");
+    rc = connectRoute(*entry->mConHdl, route, request);
+    if (rc == NI_OK) {
+        *handle = NiTabReady(*entry, NI_CONNECTED);
+        NiTrc(2, {"NiBufIConnect"}, "connected, handle %d", *handle);
+    } else {
+        NiTabFree(entry);
+    }
+    return rc;
+}
+
+KEL_INT unlessZero(KEL_INT timeout) {
+    return timeout == 0 ? -1 : timeout;
 }
 
 }  // namespace
 
-void NiSecStr(std::string_view route, std::span<KEL_CHAR> buffer) noexcept {
-    const bool isRoute = route.starts_with(HOP);
-    std::size_t length = 0;
-    const auto add = [&](std::string_view piece) {
-        length += piece.copy(buffer.data() + length, buffer.size() - 1 - length);
-    };
-    while (!route.empty()) {
-        // A hop, its own mark included, ends where the next one begins.
-        const std::string_view hop = route.substr(0, isRoute ? route.find(HOP, 1) : route.size());
-        const std::size_t secret = isRoute ? std::min(hop.find("/P/"), hop.find("/W/")) : hop.size();
-        add(hop.substr(0, secret));
-        if (secret < hop.size()) add("/P/<pass>");
-        route.remove_prefix(hop.size());
-    }
-    buffer[length] = '\0';
+KELRETURN NiHandleForProto(const KEL_CHAR* host, const KEL_CHAR* service, KEL_UINT protocol, KEL_INT timeout,
+                           NI_HDL* handle) noexcept {
+    return NiBufIConnect({host, service, protocol, unlessZero(timeout), MESG_IO}, handle);
 }
 
-bool NiIPv6Active() noexcept {
-    return settings().ipv6;
-}
-
-KELRETURN NiInit2(KEL_INT maxHandles) noexcept {
-    return NiTabInit(maxHandles);
-}
-
-void NiSetConnLocal(bool on) noexcept {
-    connLocal = on;
-}
-
-KELRETURN NiSetSockBufferSize(KEL_UINT bytes) noexcept {
-    if (bytes > NI_SOCK_BUFFER_SIZE_MAX)
-        return NiErrSet(NIEINVAL, {.function = __func__,
-                                   .line = __LINE__,
-                                   .module = __FILE__,
-                                   .subject = "",
-                                   .detail = "socket buffer size is too large",
-                                   .socket = nullptr});
-    sockBufferSize = bytes;
-    return NI_OK;
+KELRETURN NiRawHandleForProto(const KEL_CHAR* host, const KEL_CHAR* service, KEL_UINT protocol,
+                              KEL_INT timeout, NI_HDL* handle) noexcept {
+    return NiBufIConnect({host, service, protocol, unlessZero(timeout), RAW_IO}, handle);
 }
 
 KELRETURN NiHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeout, NI_HDL* handle) noexcept {
-    *handle = NI_INVALID_HDL;
-    Target target;
-    KELRETURN rc = NiInit2(NI_DEFAULT_HANDLES);
-    if (rc == NI_OK) rc = resolve(host, service, target);
-    if (rc != NI_OK) return rc;
-    NITAB* entry = NiTabNew();
-    if (!entry) return fail(NIEINVAL, __LINE__, target, "no free handle", nullptr);
-    rc = NiIConnect(entry->mConHdl, target, timeout == 0 ? -1 : timeout);
-    if (rc != NI_OK) {
-        NiTabFree(entry);
-        return rc;
-    }
-    entry->mType = NI_CONNECTED;
-    *handle = entry->mHandle;
-    return NI_OK;
+    return NiHandleForProto(host, service, 0, timeout, handle);
+}
+
+KELRETURN NiRawHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeout,
+                      NI_HDL* handle) noexcept {
+    return NiRawHandleForProto(host, service, 0, timeout, handle);
 }

@@ -44,6 +44,20 @@ constexpr Row ROWS[] = {
     NI_ROW(NIECALL, "Unexpected function call"),
     NI_ROW(NIEACLDENY, ""),
     NI_ROW(NIEACLLOAD, ""),
+    NI_ROW(NIESSL_ERROR, ""),
+    NI_ROW(NIESSL_CONN_CLOSED, ""),
+    NI_ROW(NIESSL_BAD_SSSL_HDL, ""),
+    NI_ROW(NIESSL_BAD_AUTH_TYPE, ""),
+    NI_ROW(NIESSL_PEER_INFO_FAILED, ""),
+    NI_ROW(NIESSL_NO_CLIENT_CERT, ""),
+    NI_ROW(NIESSL_NO_SERVER_CERT, ""),
+    NI_ROW(NIESSL_NO_SSL3_REQUEST, ""),
+    NI_ROW(NIESSL_SERVER_CERT_MISMATCH, ""),
+    NI_ROW(NIESSL_PSE_ERROR, ""),
+    NI_ROW(NIESSL_CRED_NOT_FOUND, ""),
+    NI_ROW(NIESSL_BAD_TARGET_NAME, ""),
+    NI_ROW(NIESSL_BAD_MATCH_TYPE, ""),
+    NI_ROW(NIESSL_BAD_MATCH_VALUE, ""),
     NI_ROW(NIEROUT_HOST_UNKNOWN, "hostname '%s' unknown"),
     NI_ROW(NIEROUT_SERV_UNKNOWN, "service '%s' unknown"),
     NI_ROW(NIEROUT_CONN_REFUSED, "partner '%s' not reached"),
@@ -67,6 +81,17 @@ const Row* find(int rc) noexcept {
     return nullptr;
 }
 
+/** An error line with the place of the failure. */
+void traceFailure(KELRETURN rc, const NiCause& cause, const KEL_CHAR* text) noexcept {
+    if (ct_level < 1) return;
+    const DpHold hold(1);
+    CTrcSaveLocation(cause.module, cause.line);
+    if (*cause.detail)
+        DpTrcErr(tf, "%s: %s", cause.function, cause.detail);
+    else
+        DpTrcErr(tf, "%s: %s (%s)", cause.function, NiErrStr(rc), text);
+}
+
 }  // namespace
 
 const KEL_CHAR* NiErrStr(KELRETURN rc) noexcept {
@@ -82,7 +107,12 @@ KELRETURN NiErrSet(KELRETURN rc, const NiCause& cause) noexcept {
     ErrSetSys(NI_COMPONENT, NI_VERSION, cause.module, cause.line, text, rc, *cause.detail ? "%s: %s" : "%s",
               system ? cause.socket->lastCall : "", system ? cause.socket->lastError : 0, cause.function,
               cause.detail);
+    traceFailure(rc, cause, text);
     return rc;
+}
+
+KELRETURN NiErrSet(KELRETURN rc) noexcept {
+    return NiErrSet(rc, {.function = __func__, .line = __LINE__, .module = __FILE__});
 }
 
 KELRETURN NiISystemError(SI_RC rc, bool connecting) noexcept {

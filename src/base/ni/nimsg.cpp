@@ -21,6 +21,7 @@ NiMessage kindOf(int opcode) {
         case NIOP_VERSION:
             return NiMessage::version;
         case NIOP_VERS_REP:
+            return NiMessage::versionReply;
         case NIOP_PING:
         case NIOP_PASSREPLY:
         case NIOP_PASSOK:
@@ -45,13 +46,13 @@ NiParsed NiParseMessage(std::span<const KEL_RAW> message) noexcept {
     if (std::ranges::equal(message, NI_PONG_MESSAGE)) return {.kind = NiMessage::pong};
     if (message.size() < L::minLength || !NiIsControl(message)) return {};
     ByteReader reader(message);
-    const int version = reader.at(L::version).u8();
+    const KEL_RAW version = reader.at(L::version).u8();
     const int opcode = reader.at(L::opcode).u8();
     const KEL_INT rc = reader.at(L::rc).i32();
     const std::size_t textLength = reader.at(L::textLength).u32();
     const auto text = reader.bytes(textLength);
     if (!reader.ok()) return {};
-    return {kindOf(version > LAST_VERSION_WITHOUT_OPCODE ? opcode : NIOP_NOOP), rc, text};
+    return {kindOf(version > LAST_VERSION_WITHOUT_OPCODE ? opcode : NIOP_NOOP), rc, version, text};
 }
 
 std::size_t NiPutControl(std::span<KEL_RAW, L::minLength> target, NI_OPCODES opcode, KEL_INT rc) noexcept {

@@ -29,18 +29,21 @@ inline constexpr std::size_t fixedLength = textLength.end();
 inline constexpr std::size_t minLength = fixedLength + 4;
 }  // namespace NI_RTERR_LAYOUT
 
+/** Bytes of a control message that are looked at; longer ones are data. */
+inline constexpr std::size_t NI_CONTROL_MAX = 2048;
 inline constexpr std::size_t NI_PING_LENGTH = 8;
 /** The two pings, each with its zero byte. */
 extern const KEL_RAW NI_PING_MESSAGE[NI_PING_LENGTH];
 extern const KEL_RAW NI_PONG_MESSAGE[NI_PING_LENGTH];
 
 /** What a message is. */
-enum class NiMessage { data, ping, pong, error, version, control, unknownControl };
+enum class NiMessage { data, ping, pong, error, version, versionReply, control, unknownControl };
 
 /** A message that was looked at. */
 struct NiParsed {
     NiMessage kind = NiMessage::data;
     KEL_INT rc = 0;                        ///< Code of an error.
+    KEL_RAW version = 0;                   ///< Of the sender's network layer.
     std::span<const KEL_RAW> errorText{};  ///< Error information of an error, in its wire form.
 };
 

@@ -12,5 +12,6 @@ inline SI_RC NiIWait(SI_SOCK& sock, SI_EVENT event, const Deadline& deadline) {
     }
 }
 
+inline constexpr std::size_t NI_PEER_TEXT_MAX = NI_ADDR_TEXT_MAX + 8;
 /** The peer as "address:port". */
-void NiPeerText(const NI_CON& con, KEL_CHAR (&text)[NI_ADDR_TEXT_MAX + 8]) noexcept;
+void NiPeerText(const NI_CON& con, KEL_CHAR (&text)[NI_PEER_TEXT_MAX]) noexcept;

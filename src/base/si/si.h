@@ -43,11 +43,26 @@ struct SI_SOCK {
     const KEL_CHAR* lastCall = "";
 };
 
+/** Notes a failed system call in the socket; returns the code for its errno. */
+SI_RC SiFail(SI_SOCK* sock, const KEL_CHAR* call, int error) noexcept;
+
 /** What SiPoll waits for. */
 enum SI_EVENT : short { SI_READ = 1, SI_WRITE = 4 };
 
-/** Opens a stream socket; on TCP without delay of small packets. */
+/** Opens a stream socket; on TCP without delay of small packets, on IPv6 for IPv4 partners too. */
 SI_RC SiSocket(int family, SI_SOCK* sock) noexcept;
+
+/** Takes a descriptor that is a socket, and makes it non-blocking and closed on exec. */
+SI_RC SiAdopt(int socketNo, SI_SOCK* sock) noexcept;
+
+/** Gives a socket its own address. */
+SI_RC SiBind(SI_SOCK* sock, const sockaddr* address, socklen_t length) noexcept;
+
+/** Lets up to `queueLength` partners wait to be accepted. */
+SI_RC SiListen(SI_SOCK* sock, int queueLength) noexcept;
+
+/** Accepts a waiting partner. SI_ETIMEOUT: nobody waits now. SI_ECONN_BROKEN: one did, but is gone. */
+SI_RC SiAccept(SI_SOCK* listening, SI_SOCK* accepted) noexcept;
 
 /** Starts a connect. SI_ECONN_INPROG: SiPoll for SI_WRITE, then SiPeekPendConn tells the outcome. */
 SI_RC SiConnect(SI_SOCK* sock, const sockaddr* address, socklen_t length) noexcept;
@@ -66,6 +81,9 @@ SI_RC SiRecvV(SI_SOCK* sock, std::span<iovec> parts, std::size_t* received) noex
 
 /** Waits for an event, at most `timeout` ms; -1 waits for ever. */
 SI_RC SiPoll(SI_SOCK* sock, SI_EVENT event, int timeout) noexcept;
+
+/** Waits for a partner on either of two listening sockets, of which the second may be closed. */
+SI_RC SiPollListen(SI_SOCK* first, SI_SOCK* second, int timeout) noexcept;
 
 /** Closes the socket, if it is open. */
 SI_RC SiClose(SI_SOCK* sock) noexcept;

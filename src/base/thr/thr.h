@@ -3,6 +3,8 @@
 
 #include <pthread.h>
 
+#include <cstddef>
+
 #if defined(__clang__)
 #define THR_ATTRIBUTE(x) __attribute__((x))
 #else
@@ -50,3 +52,9 @@ void* ThrKeyVarGet(THR_KEY_TYPE key) noexcept;
 
 /** Sets the calling thread's value. 0, or an errno value. */
 int ThrKeyVarSet(THR_KEY_TYPE key, const void* value) noexcept;
+
+/**
+ * Starts a detached thread with a stack of `stackSize` bytes. It takes no signals, which are the program's
+ * business. 0, or an errno value.
+ */
+int ThrCreate2(std::size_t stackSize, void (*run)(void* argument), void* argument) noexcept;

@@ -11,41 +11,18 @@
 #include <thread>
 
 #include "base/dptrc/err.h"
+#include "tests/base/ni/nipeer.h"
 
 namespace {
 
-/** A handle whose other end the test holds as a plain socket. */
-class NiPair : public testing::Test {
+using ni_test::control;
+using ni_test::frame;
+using ni_test::PING;
+using ni_test::PONG;
+
+class NiPair : public testing::Test, protected ni_test::Pair {
   protected:
-    void SetUp() override {
-        int ends[2];
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-        peer = ends[1];
-        ASSERT_EQ(NiSockToHdl(ends[0], &handle), NI_OK);
-    }
-    void TearDown() override {
-        NiCloseHandle(handle);
-        hangUp();
-    }
-    void hangUp() {
-        if (peer >= 0) close(peer);
-        peer = -1;
-    }
-    void give(const std::string& bytes) {
-        ASSERT_EQ(write(peer, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-    }
-    std::string take(std::size_t count) {
-        std::string bytes(count, '?');
-        std::size_t got = 0;
-        while (got < count) {
-            const ssize_t n = read(peer, bytes.data() + got, count - got);
-            if (n <= 0) break;
-            got += static_cast<std::size_t>(n);
-        }
-        bytes.resize(got);
-        return bytes;
-    }
-    /** Reads with a buffer of the given size; the text is what came. */
+    /** Reads with a buffer of the given size; `text` is what came. */
     KELRETURN get(std::string& text, KEL_INT size = 100, KEL_INT timeout = 5000) {
         text.assign(static_cast<std::size_t>(size), '?');
         KEL_INT length = -1;
@@ -54,32 +31,8 @@ class NiPair : public testing::Test {
         return rc;
     }
 
-    NI_HDL handle = NI_INVALID_HDL;
-    int peer = -1;
     std::string text;
 };
-
-std::string frame(const std::string& message) {
-    std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        bytes += static_cast<char>(message.size() >> shift);
-    return bytes + message;
-}
-
-const std::string PING("NI_PING\0", 8);
-const std::string PONG("NI_PONG\0", 8);
-
-/** A control message by hand. */
-std::string control(char opcode, int rc, const std::string& error, const std::string& rest) {
-    std::string message("NI_RTERR\0\x28", 10);
-    message += opcode;
-    message += '\0';
-    for (int shift = 24; shift >= 0; shift -= 8)
-        message += static_cast<char>(rc >> shift);
-    for (int shift = 24; shift >= 0; shift -= 8)
-        message += static_cast<char>(error.size() >> shift);
-    return message + error + rest;
-}
 
 TEST_F(NiPair, WritesLengthAndParts) {
     char first[] = "ab", second[] = "cde";
@@ -318,8 +271,6 @@ TEST(Ni, ConnectsAndReportsAddresses) {
         EXPECT_EQ(bufferSizes(socketNo), bufferSizes(model));
         EXPECT_EQ(NiCloseHandle(handle), NI_OK);
     }
-    const std::string route = "/H/router/H/127.0.0.1";
-    EXPECT_EQ(NiHandle(route.c_str(), port.c_str(), 5000, &handle), NIEINVAL);
     EXPECT_EQ(NiSetSockBufferSize(0), NI_OK);
     close(model);
     close(listener);
