@@ -10,7 +10,8 @@ constexpr std::size_t MAX_TEXT = 120;  // keeps the whole block far below its 50
 
 }  // namespace
 
-std::string makeErrorBlock(int rc, std::string_view error, std::string_view detail) {
+std::string makeErrorBlock(int rc, std::string_view error, std::string_view detail,
+                           const ErrorSource& source) {
     const std::string number = std::to_string(rc);
     // In the order of the wire. A number that is 0 stands as an empty text.
     const std::array<std::string_view, 21> fields = {
@@ -18,10 +19,10 @@ std::string makeErrorBlock(int rc, std::string_view error, std::string_view deta
         "1",
         error.substr(0, MAX_TEXT),
         rc == 0 ? std::string_view() : std::string_view(number),
-        "KEL-Gateway",
+        source.component,
         "753",
         "2",
-        "gateway",
+        source.module,
         "",  // line
         detail.substr(0, MAX_TEXT),
         "",  // time
@@ -29,7 +30,7 @@ std::string makeErrorBlock(int rc, std::string_view error, std::string_view deta
         "",  // errno
         "",  // errno text
         "1",
-        "KEL-Gateway on host zordev / kelgw00",
+        source.location,
         "",  // message numbers and their arguments
         "",
         "",

@@ -38,6 +38,8 @@ class FrameReader {
     FrameResult next(ByteSpan& message);
     /** Whether a complete message is there already, so that waiting on the socket would be wrong. */
     bool buffered() const;
+    /** What was read and not handed out, for a reader of plain bytes behind the messages. */
+    ByteSpan rest() const { return ByteSpan(buffer_).subspan(begin_, end_ - begin_); }
     /** The length that was announced last, for the report of a bad one. */
     std::uint32_t announced() const { return announced_; }
 

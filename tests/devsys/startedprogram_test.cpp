@@ -73,7 +73,7 @@ TEST(StartedProgram, BadOnesAreReported) {
     DevOptions options;
     options.programs.commands["missing"] = {"/no/such/program"};
     options.programs.commands["brief"] = {"/bin/true"};
-    options.programs.commands["idle"] = {"/bin/sleep", "600"};
+    options.programs.commands["idle"] = {"/bin/sh", "-c", "exec sleep 600"};
     const struct {
         const char* name;
         std::chrono::milliseconds limit;
