@@ -5,9 +5,8 @@
  * where the input isn't empty. A writer writes a character, which is never a surrogate, into room for the
  * longest code and returns its length, 0 if its page doesn't have it.
  *
- * Most text beyond ASCII is made of few kinds of characters. Forms that have one length of code for most of
- * them, `commonLength`, read those with fewer checks: `readCommon` is asked where four bytes of input
- * follow, and gives 0 for all others.
+ * Between some forms the characters that most text beyond ASCII is made of are converted in one go, without
+ * the character in between: rscpquick.h.
  */
 #pragma once
 
@@ -44,10 +43,9 @@ constexpr bool rscpIsSurrogate(KEL_UINT unit) {
 /** A page with a table: one byte a character, or codes of one to four bytes. */
 struct RscpTableForm : RscpUnits<1, std::endian::native> {
     static constexpr bool unicode = false;
-    static constexpr unsigned commonLength = 2;
 
     explicit RscpTableForm(const RscpPage& page)
-        : page(page), forward(page.forward), backward(page.backward) {}
+        : forward(page.forward), backward(page.backward), page(page) {}
 
     RscpStep read(const KEL_RAW* in, const KEL_RAW* end) const noexcept {
         const KEL_UINT cells = forward.rows[*in];
@@ -65,41 +63,38 @@ struct RscpTableForm : RscpUnits<1, std::endian::native> {
         return page.readRare(in, end);
     }
 
-    KEL_UINT readCommon(const KEL_RAW* in) const noexcept {
-        const KEL_UINT cells = forward.rows[*in];
-        const KEL_UINT column = static_cast<KEL_UINT>(in[1]) - forward.firstTrail;
-        if (cells == RscpForward::noRow || column >= forward.columns) return 0;
-        const KEL_UINT cell = forward.pairs[cells + column];
-        return cell < RscpTable::firstWide ? cell : 0;
-    }
-
     unsigned write(KEL_UINT character, KEL_RAW* out) const noexcept {
         const KEL_UINT code = backward.find(character);
         if (code <= 0xFF) {
             out[0] = static_cast<KEL_RAW>(code);
             return 1;
         }
-        if (code == RscpTable::noCode || (backward.longForms && (code & 0x80) == 0)) [[unlikely]]
+        if (isLong(code)) [[unlikely]]
             return page.writeLong(character, code, out);
         out[0] = static_cast<KEL_RAW>(code >> 8);
         out[1] = static_cast<KEL_RAW>(code);
         return 2;
     }
 
+    /** Whether a code above 0xFF isn't the two bytes that it looks like. */
+    bool isLong(KEL_UINT code) const noexcept {
+        return code == RscpTable::noCode || (backward.longForms && (code & 0x80) == 0);
+    }
+
     bool isAscii() const noexcept { return page.isAscii(); }
     /** Bytes of the ASCII characters if they have one each; NULL if not. */
     const KEL_RAW* asciiCodes() const noexcept { return page.asciiCodes(); }
 
-  private:
-    const RscpPage& page;
     // Copies, so that the compiler knows that nothing changes them.
     const RscpForward forward;
     const RscpBackward backward;
+
+  private:
+    const RscpPage& page;
 };
 
 struct RscpUtf8Form : RscpUnits<1, std::endian::native> {
     static constexpr bool unicode = true;
-    static constexpr unsigned commonLength = 3;
 
     explicit RscpUtf8Form(const RscpPage&) {}
 
@@ -115,13 +110,6 @@ struct RscpUtf8Form : RscpUnits<1, std::endian::native> {
                 return {character, 3};
         }
         return readRare(in, end);
-    }
-
-    /** Sequences of three bytes whose lead byte leaves no doubt. */
-    KEL_UINT readCommon(const KEL_RAW* in) const noexcept {
-        const KEL_UINT lead = *in;
-        if (lead - 0xE1 > 0xEC - 0xE1 || (in[1] & 0xC0) != 0x80 || (in[2] & 0xC0) != 0x80) return 0;
-        return (lead & 0xF) << 12 | (in[1] & 0x3Fu) << 6 | (in[2] & 0x3Fu);
     }
 
     unsigned write(KEL_UINT character, KEL_RAW* out) const noexcept {
@@ -165,10 +153,12 @@ template <std::endian order>
 struct RscpUtf16Form : RscpUnits<2, order> {
     using Units = RscpUnits<2, order>;
     static constexpr bool unicode = true;
-    const bool pairs;  ///< Whether surrogates make characters.
+    const bool pairs;                     ///< Whether surrogates make characters.
+    const RscpSequence* const sequences;  ///< Of each unit that is a character by itself.
 
     explicit RscpUtf16Form(const RscpPage& page)
-        : pairs(page.major() == KELCCNLS_UTF_16h || page.major() == KELCCNLS_UTF_16l) {}
+        : pairs(page.major() == KELCCNLS_UTF_16h || page.major() == KELCCNLS_UTF_16l),
+          sequences(page.forward.sequences) {}
 
     RscpStep read(const KEL_RAW* in, const KEL_RAW* end) const noexcept {
         if (end - in < 2) return {rscpCut, 1};

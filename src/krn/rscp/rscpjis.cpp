@@ -1,10 +1,11 @@
 // The Japanese page with escape sequences. Its pairs are those of EUC without the top bits.
 
 #include <array>
-#include <string_view>
+#include <type_traits>
 
 #include "krn/rscp/rscpcodecs.h"
 #include "krn/rscp/rscpmethods.h"
+#include "krn/rscp/rscpquick.h"
 
 namespace {
 
@@ -12,25 +13,25 @@ constexpr KEL_RAW escape = 0x1B;
 
 enum class Set { ascii, roman, pairs };
 
+constexpr size_t escapeLength = 3;
+
 struct Escape {
-    std::string_view sequence;
+    KEL_RAW sequence[escapeLength];
     Set set;
 };
 
 // The first of a set is the one that is written.
 constexpr std::array<Escape, 4> escapes = {{
-    {"\x1B(B", Set::ascii},
-    {"\x1B(J", Set::roman},
-    {"\x1B$B", Set::pairs},
-    {"\x1B$@", Set::pairs},
+    {{escape, '(', 'B'}, Set::ascii},
+    {{escape, '(', 'J'}, Set::roman},
+    {{escape, '$', 'B'}, Set::pairs},
+    {{escape, '$', '@'}, Set::pairs},
 }};
 
-constexpr size_t escapeLength = 3;
-
-std::string_view escapeTo(Set set) noexcept {
-    for (const auto& candidate : escapes)
-        if (candidate.set == set) return candidate.sequence;
-    return {};
+const KEL_RAW* escapeTo(Set set) noexcept {
+    const auto* const found =
+        std::ranges::find_if(escapes, [set](const Escape& candidate) { return candidate.set == set; });
+    return found->sequence;
 }
 
 // Where the Roman set isn't ASCII.
@@ -39,44 +40,27 @@ constexpr KEL_RAW overlineByte = 0x7E;
 constexpr KEL_UINT yen = 0xA5;
 constexpr KEL_UINT overline = 0x203E;
 
-/** Reads a text with escape sequences. */
-class JisReader {
-  public:
-    explicit JisReader(const RscpPage& page) : pairs(page) {}
-
-    Set set = Set::ascii;
-
-    /** Steps over the escape sequences at the input; false if one isn't known or cut. */
-    bool skipEscapes(const KEL_RAW*& in, const KEL_RAW* end, KEL_UINT& found) noexcept {
-        while (in != end && *in == escape) {
-            const std::string_view rest(reinterpret_cast<const char*>(in),
-                                        std::min(escapeLength, static_cast<size_t>(end - in)));
-            found = rscpBroken;
-            bool known = false;
-            for (const auto& candidate : escapes) {
-                if (candidate.sequence == rest) {
-                    set = candidate.set;
-                    known = true;
-                } else if (candidate.sequence.starts_with(rest)) {
-                    found = rscpCut;
-                }
-            }
-            if (!known) return false;
-            in += escapeLength;
-        }
-        return true;
+/** The sequence of an escape byte, NULL if it has none; `found` is what stands there then. */
+const Escape* readEscape(const KEL_RAW* in, const KEL_RAW* end, KEL_UINT& found) noexcept {
+    const auto rest = end - in;
+    found = rscpBroken;
+    for (const Escape& candidate : escapes) {
+        if (rest >= 2 && in[1] != candidate.sequence[1]) continue;
+        if (rest >= 3 && in[2] != candidate.sequence[2]) continue;
+        if (rest >= 3) return &candidate;
+        found = rscpCut;
     }
+    return nullptr;
+}
 
-    RscpStep read(const KEL_RAW* in, const KEL_RAW* end) const noexcept {
-        if (*in >= 0x80) return {rscpBroken, 1};
-        if (set == Set::pairs) return pairs.read(in, end);
-        if (set == Set::roman && *in == yenByte) return {yen, 1};
-        if (set == Set::roman && *in == overlineByte) return {overline, 1};
-        return {*in, 1};
-    }
-
-    const RscpTableForm pairs;
-};
+/** A character of a set; the input isn't an escape sequence. */
+RscpStep readOf(Set set, const RscpTableForm& pairs, const KEL_RAW* in, const KEL_RAW* end) noexcept {
+    if (*in >= 0x80) return {rscpBroken, 1};
+    if (set == Set::pairs) return pairs.read(in, end);
+    if (set == Set::roman && *in == yenByte) return {yen, 1};
+    if (set == Set::roman && *in == overlineByte) return {overline, 1};
+    return {*in, 1};
+}
 
 /** Writes a text with escape sequences that ends in ASCII wherever it stops. */
 class JisWriter {
@@ -112,7 +96,7 @@ class JisWriter {
 
     void switchTo(Set wanted) noexcept {
         if (wanted == set) return;
-        cursor.out = std::copy_n(escapeTo(wanted).data(), escapeLength, cursor.out);
+        cursor.out = std::copy_n(escapeTo(wanted), escapeLength, cursor.out);
         set = wanted;
     }
 
@@ -146,16 +130,34 @@ int convertToJis(const rscpCObj_t& self, JisWriter& writer, RscpCursor& cursor) 
     return RSCP_OK;
 }
 
-/** Pairs, as long as a plain step converts them. */
+/** Pairs that have three bytes in UTF-8, as most have. Nothing is written beyond them. */
 template <class To>
-void convertPairs(const RscpTableForm from, const To to, RscpCursor& cursor) noexcept {
+void convertPairs(const RscpTableForm& from, RscpCursor& cursor) noexcept {
+    if constexpr (std::is_same_v<To, RscpUtf8Form>) {
+        const KEL_RAW* in = cursor.in;
+        KEL_RAW* out = cursor.out;
+        for (size_t count = std::min(cursor.inRest() / 2, cursor.outRest() / 3); count > 0; --count) {
+            // No pair begins with an escape sequence.
+            const RscpSequence sequence = from.forward.sequenceRows[in[0]][in[1]];
+            if (sequence >> 24 != 3) break;
+            rscpPutThree(sequence, out);
+            in += 2;
+            out += 3;
+        }
+        cursor.in = in;
+        cursor.out = out;
+    }
+}
+
+/** Characters of one set, as long as a plain step converts them. */
+template <class To>
+void convertPlain(Set set, const RscpTableForm& from, const To& to, RscpCursor& cursor) noexcept {
+    if (set == Set::pairs) convertPairs<To>(from, cursor);
     const KEL_RAW* in = cursor.in;
-    const KEL_RAW* const inEnd = cursor.inEnd;
     KEL_RAW* out = cursor.out;
-    const KEL_RAW* const outEnd = cursor.outEnd;
     constexpr std::ptrdiff_t longest = rscpLongestCode;
-    while (inEnd - in >= longest && outEnd - out >= longest && *in > ' ') {
-        const auto [character, length] = from.read(in, in + longest);
+    while (cursor.inEnd - in >= longest && cursor.outEnd - out >= longest && *in != escape) {
+        const auto [character, length] = readOf(set, from, in, in + longest);
         if (character > rscpHighestCharacter) break;
         const unsigned count = to.write(character, out);
         if (count == 0) break;
@@ -166,32 +168,40 @@ void convertPairs(const RscpTableForm from, const To to, RscpCursor& cursor) noe
     cursor.out = out;
 }
 
+/** One character with all checks; the input isn't empty and no escape sequence. */
+template <class To>
+int convertOne(const rscpCObj_t& self, const To& to, RscpCursor& cursor, RscpStep step) noexcept {
+    if (step.character > rscpHighestCharacter) return rscpNoCharacter(self, cursor, step);
+    KEL_RAW bytes[rscpLongestCode];
+    const unsigned count = to.write(step.character, bytes);
+    return count != 0 ? cursor.put(bytes, count, step.length) : rscpMiss(self, cursor, step.length);
+}
+
 template <class To>
 int convertFromJis(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
     const To to(*self.ccci_out_set);
-    JisReader reader(*self.ccci_in_set);
+    const RscpTableForm pairs(*self.ccci_in_set);
+    Set set = Set::ascii;
     // Where the text was in ASCII last: a conversion that stops elsewhere couldn't be taken up again.
     const KEL_RAW* safeIn = cursor.in;
     KEL_RAW* safeOut = cursor.out;
     int rc = RSCP_OK;
     while (rc == RSCP_OK) {
-        if (reader.set == Set::ascii) {
+        convertPlain(set, pairs, to, cursor);
+        if (set == Set::ascii) {
             safeIn = cursor.in;
             safeOut = cursor.out;
         }
-        if (reader.set == Set::pairs) convertPairs(reader.pairs, to, cursor);
+        if (cursor.in == cursor.inEnd) return RSCP_OK;
         RscpStep step{rscpMissing, 1};
-        if (reader.skipEscapes(cursor.in, cursor.inEnd, step.character)) {
-            if (cursor.in == cursor.inEnd) return RSCP_OK;
-            step = reader.read(cursor.in, cursor.inEnd);
-        }
-        if (step.character > rscpHighestCharacter) {
-            rc = rscpNoCharacter(self, cursor, step);
+        if (*cursor.in != escape) {
+            step = readOf(set, pairs, cursor.in, cursor.inEnd);
+        } else if (const Escape* const found = readEscape(cursor.in, cursor.inEnd, step.character)) {
+            set = found->set;
+            cursor.in += escapeLength;
             continue;
         }
-        KEL_RAW bytes[rscpLongestCode];
-        const unsigned count = to.write(step.character, bytes);
-        rc = count != 0 ? cursor.put(bytes, count, step.length) : rscpMiss(self, cursor, step.length);
+        rc = convertOne(self, to, cursor, step);
     }
     if (rc == RSCPETOOLONG) {
         cursor.in = safeIn;

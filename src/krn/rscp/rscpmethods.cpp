@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "krn/rscp/rscpcodecs.h"
+#include "krn/rscp/rscpquick.h"
 
 namespace {
 
@@ -41,15 +42,31 @@ void swapUnits(Units& units) noexcept {
         units = units >> 24 | (units >> 8 & 0xFF00) | (units << 8 & 0xFF0000) | units << 24;
 }
 
-/** Place of the first unit beyond ASCII in a block, of which `words` are the bits beyond. */
-template <unsigned unit, size_t count>
-size_t firstBeyond(const std::uint64_t (&words)[count]) noexcept {
+/** Whether all units of a block are ASCII. */
+template <class From, class Units>
+[[gnu::always_inline]] inline bool isAscii(const Units& units) noexcept {
+    typedef std::uint64_t Part __attribute__((vector_size(blockSize)));
+    const Units beyond = units & Vector<From::unit>::beyondAscii;
+    Part parts[From::unit];
+    std::memcpy(parts, &beyond, sizeof parts);
+    Part any = parts[0];
+    for (unsigned i = 1; i < From::unit; ++i)
+        any |= parts[i];
+    return (any[0] | any[1]) == 0;
+}
+
+/** Place of the first unit beyond ASCII in a block that has one. */
+template <class From, class Units>
+size_t firstBeyond(const Units& units) noexcept {
+    const Units beyond = units & Vector<From::unit>::beyondAscii;
+    std::uint64_t words[sizeof beyond / sizeof(std::uint64_t)];
+    std::memcpy(words, &beyond, sizeof words);
     size_t word = 0;
     while (words[word] == 0)
         ++word;
     const int bit = std::endian::native == std::endian::little ? std::countr_zero(words[word])
                                                                : std::countl_zero(words[word]);
-    return (word * 64 + static_cast<size_t>(bit)) / (8 * unit);
+    return (word * 64 + static_cast<size_t>(bit)) / (8 * From::unit);
 }
 
 /** Writes a block of ASCII, by the codes of a page that has others for it. */
@@ -81,18 +98,20 @@ template <class From, class To>
         typename Vector<From::unit>::Type units;
         std::memcpy(&units, in, sizeof units);
         swapUnits<From>(units);
-        const auto beyond = units & Vector<From::unit>::beyondAscii;
-        std::uint64_t words[sizeof beyond / 8];
-        std::memcpy(words, &beyond, sizeof words);
-        std::uint64_t any = 0;
-        for (const std::uint64_t word : words)
-            any |= word;
-        if (any != 0 && (codes != nullptr || count < (1 + rscpLongestCode) * blockSize)) break;
+        const bool ascii = isAscii<From>(units);
+        if (!ascii && (codes != nullptr || count < (1 + rscpLongestCode) * blockSize)) break;
         writeBlock<From, To>(units, codes, out);
-        const size_t done = any == 0 ? blockSize : firstBeyond<From::unit>(words);
+        const size_t done = ascii ? blockSize : firstBeyond<From>(units);
         in += done * From::unit;
         out += done * To::unit;
-        if (any != 0) return;
+        if (!ascii) return;
+        if constexpr (From::unit == 1 && To::unit == 1) {
+            if (codes != nullptr) continue;
+            const size_t more = rscpCopyAscii(in, out, count - blockSize);
+            in += more;
+            out += more;
+            count -= more;
+        }
     }
     // Eight at once, while they are ASCII: a field rarely ends with a block.
     if constexpr (From::unit == 1 && To::unit == 1) {
@@ -170,22 +189,19 @@ void convertPlain(const rscpCObj_t& self, RscpCursor& cursor, AsciiRuns ascii, b
     constexpr std::ptrdiff_t longest = rscpLongestCode;
     // Behind an ASCII character the next unit is looked at too.
     constexpr std::ptrdiff_t enough = std::max<std::ptrdiff_t>(longest, 2 * From::unit);
-    while (inEnd - in >= enough && outEnd - out >= longest) {
-        if constexpr (requires { From::commonLength; }) {
-            if (const KEL_UINT common = from.readCommon(in); common >= 0x800) {
-                const unsigned count = to.write(common, out);
-                if (count == 0) [[unlikely]]
-                    break;
-                in += From::commonLength;
-                out += count;
-                continue;
-            }
-        }
-        const auto [character, length] = from.read(in, in + longest);
-        if (character < 0x80 && ascii.possible && From::get(in + From::unit) < 0x80) {
+    const auto isEnough = [&] { return inEnd - in >= enough && outEnd - out >= longest; };
+    while (isEnough()) {
+        // Quick steps for as many characters as are there for certain, so that not each looks at the ends.
+        auto steps = std::min((inEnd - in - rscpQuickMargin) / longest, (outEnd - out) / longest);
+        if (noControls) steps = 0;
+        while (steps > 0 && rscpQuickStep(from, to, in, out))
+            --steps;
+        if (!isEnough()) break;
+        if (ascii.possible && (From::get(in) | From::get(in + From::unit)) < 0x80) {
             convertAscii<From, To>(in, inEnd, out, outEnd, ascii.codes);
             continue;
         }
+        const auto [character, length] = from.read(in, in + longest);
         if (character > rscpHighestCharacter || (noControls && isControl(character))) [[unlikely]]
             break;
         const unsigned count = to.write(character, out);
@@ -260,6 +276,13 @@ int rscpConvertCharacters(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
     return rscpWithForm(self.ccci_in_set->major(), [&]<class From>() {
         return rscpWithForm(self.ccci_out_set->major(),
                             [&]<class To>() { return convertCharacters<From, To>(self, cursor); });
+    });
+}
+
+int rscpConvertOne(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
+    return rscpWithForm(self.ccci_in_set->major(), [&]<class From>() {
+        return rscpWithForm(self.ccci_out_set->major(),
+                            [&]<class To>() { return convertOne<From, To>(self, cursor, false); });
     });
 }
 

@@ -56,6 +56,9 @@ rscpMethod rscpSingleByteMethod(const RscpPage& in, const RscpPage& out) noexcep
 /** The method for all forms but the page with escape sequences. */
 int rscpConvertCharacters(const rscpCObj_t& self, RscpCursor& cursor) noexcept;
 
+/** One character, where one side isn't Unicode. The input isn't empty. */
+int rscpConvertOne(const rscpCObj_t& self, RscpCursor& cursor) noexcept;
+
 /** @name Reading and writing of one character, whatever the form of the page */
 /** @{ */
 RscpStep rscpRead(const RscpPage& page, const KEL_RAW* in, const KEL_RAW* end) noexcept;

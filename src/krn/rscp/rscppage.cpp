@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <utility>
 
 #include "flat/utf8.h"
 
@@ -25,6 +26,28 @@ constexpr KEL_UINT supplementaryPlanes = 0x10000;
 
 constexpr KEL_UINT planes16 = 1;
 constexpr KEL_UINT planesOfIdeographs = 3;
+
+/** A cell's character in UTF-8, if it is one. */
+RscpSequence sequenceOf(KEL_UINT cell) noexcept {
+    if (cell == RscpTable::noCharacter || RscpTable::isWide(cell)) return 0;
+    KEL_RAW bytes[rscpLongestCode];
+    const auto length = static_cast<KEL_UINT>(writeUtf8(cell, bytes));
+    RscpSequence sequence = length << 24;
+    for (KEL_UINT i = 0; i < length; ++i)
+        sequence |= KEL_UINT{bytes[i]} << 8 * i;
+    return sequence;
+}
+
+/** The characters beyond ASCII that are one unit of 16 bits: the same in all forms that have such units. */
+const RscpSequence* sequencesOfUnits() noexcept {
+    static std::array<RscpSequence, supplementaryPlanes> sequences;
+    static const bool made = [] {
+        for (KEL_UINT unit = 0x80; unit < sequences.size(); ++unit)
+            sequences[unit] = sequenceOf(unit);
+        return true;
+    }();
+    return made ? sequences.data() : nullptr;
+}
 
 bool isDigit(KEL_RAW byte) noexcept {
     return byte >= lowestEven && byte < lowestEven + evenDigits;
@@ -68,6 +91,8 @@ RscpPage::RscpPage(const RscpCodepage& codepage) : codepage(codepage) {
     }
     forward.characters = characters.data();
     forward.rows = rows.data();
+    forward.sequences = codepage.table != nullptr ? sequences.data() : sequencesOfUnits();
+    forward.sequenceRows = sequenceRows.data();
     backward.blockOf = blockOf.data();
     backward.blockCount = static_cast<KEL_UINT>(blockOf.size());
     backward.codes = codes.data();
@@ -94,11 +119,17 @@ void RscpPage::readTable() {
 }
 
 void RscpPage::makeSequences() {
-    for (unsigned byte = 0; byte < 256; ++byte) {
-        if (characters[byte] == RscpTable::noCharacter) continue;
-        KEL_RAW* const sequence = utf8Sequences[byte];
-        sequence[rscpLongestCode - 1] =
-            static_cast<KEL_RAW>(writeUtf8(characters[byte], utf8Sequences[byte]));
+    std::transform(characters.begin(), characters.end(), sequences.begin(), sequenceOf);
+    static constexpr std::array<RscpSequence, 256> noPairs{};
+    sequenceRows.fill(noPairs.data());
+    const auto leads = rows.size() - static_cast<size_t>(std::ranges::count(rows, RscpForward::noRow));
+    pairSequences.resize(leads * noPairs.size());
+    RscpSequence* next = pairSequences.data();
+    for (unsigned lead = 0; lead < rows.size(); ++lead) {
+        if (rows[lead] == RscpForward::noRow) continue;
+        std::transform(forward.pairs + rows[lead], forward.pairs + rows[lead] + forward.columns,
+                       next + forward.firstTrail, sequenceOf);
+        sequenceRows[lead] = std::exchange(next, next + noPairs.size());
     }
 }
 
@@ -127,12 +158,12 @@ void RscpPage::exchange(KEL_USHORT one, KEL_USHORT other) {
 void RscpPage::setCode(KEL_UINT character, KEL_UINT code, bool replace) {
     if (character == RscpTable::noCharacter || character >= rscpPair) return;
     constexpr KEL_UINT blockSize = RscpBackward::blockSize;
-    KEL_USHORT& block = blockOf[character / blockSize];
+    KEL_UINT& block = blockOf[character / blockSize];
     if (block == 0) {
-        block = static_cast<KEL_USHORT>(codes.size() / blockSize);
+        block = static_cast<KEL_UINT>(codes.size());
         codes.resize(codes.size() + blockSize, RscpTable::noCode);
     }
-    KEL_USHORT& place = codes[block * blockSize + character % blockSize];
+    KEL_USHORT& place = codes[block + character % blockSize];
     if (replace || place == RscpTable::noCode) place = static_cast<KEL_USHORT>(code);
 }
 

@@ -34,6 +34,10 @@ struct RscpStep {
 /** The longest code of a character in any page, in bytes. */
 inline constexpr unsigned rscpLongestCode = 4;
 
+/** A character in UTF-8 as one word, its first byte lowest, with the length in the highest byte; 0 for none.
+ */
+using RscpSequence = KEL_UINT;
+
 /** From bytes to characters: where the tables of a page are. */
 struct RscpForward {
     static constexpr KEL_UINT noRow = 0xFFFFFFFF;
@@ -43,13 +47,16 @@ struct RscpForward {
     const char16_t* pairs;
     KEL_UINT firstTrail;
     KEL_UINT columns;
+
+    const RscpSequence* sequences;            ///< Of single bytes; of UTF-16 units beyond ASCII.
+    const RscpSequence* const* sequenceRows;  ///< Of pairs: by lead byte, then by trail byte.
 };
 
 /** From characters to codes, in two stages. */
 struct RscpBackward {
     static constexpr KEL_UINT blockSize = 64;
 
-    const KEL_USHORT* blockOf;  ///< Block of each run of characters in `codes`.
+    const KEL_UINT* blockOf;  ///< Place in `codes` of each run of characters.
     KEL_UINT blockCount;
     const KEL_USHORT* codes;
     bool longForms;  ///< Codes with a trail byte below 0x80 stand for three bytes.
@@ -57,9 +64,11 @@ struct RscpBackward {
     /** Code of a character, or RscpTable::noCode. Four-byte codes aren't among them. */
     KEL_UINT find(KEL_UINT character) const noexcept {
         const KEL_UINT block = character / blockSize;
-        return block < blockCount ? codes[blockOf[block] * blockSize + character % blockSize]
-                                  : KEL_UINT{RscpTable::noCode};
+        return block < blockCount ? at(block, character % blockSize) : KEL_UINT{RscpTable::noCode};
     }
+
+    /** The same for a place in a block; blocks of characters below 0x10000 are there in any page. */
+    KEL_UINT at(KEL_UINT block, KEL_UINT place) const noexcept { return codes[blockOf[block] + place]; }
 };
 
 class RscpPage {
@@ -77,9 +86,6 @@ class RscpPage {
 
     /** The byte of each ASCII character if all of them have one; NULL if not. */
     const KEL_RAW* asciiCodes() const noexcept { return hasAsciiCodes ? codesOfAscii.data() : nullptr; }
-
-    /** Of a single-byte page: each byte's character in UTF-8, and the length as the last byte; 0 for none. */
-    const KEL_RAW (*sequences() const noexcept)[rscpLongestCode] { return utf8Sequences; }
 
     /** Reads what the tables of `forward` alone don't tell: codes of other lengths, and what is no code. */
     RscpStep readRare(const KEL_RAW* in, const KEL_RAW* end) const noexcept;
@@ -112,13 +118,15 @@ class RscpPage {
     const RscpCodepage& codepage;
     std::array<KEL_USHORT, 256> characters;
     std::array<KEL_UINT, 256> rows;
-    KEL_RAW utf8Sequences[256][rscpLongestCode] = {};
+    std::array<RscpSequence, 256> sequences{};
+    std::vector<RscpSequence> pairSequences;
+    std::array<const RscpSequence*, 256> sequenceRows;
     std::vector<char16_t> ownPairs;  ///< When they differ from the table's.
     bool asciiBytes = false;
     bool hasAsciiCodes = false;
     std::array<KEL_RAW, 128> codesOfAscii{};
 
-    std::vector<KEL_USHORT> blockOf;
+    std::vector<KEL_UINT> blockOf;
     std::vector<KEL_USHORT> codes;  ///< The block 0 has none.
 
     std::vector<RscpRange> ranges;             ///< Four-byte codes in their order.

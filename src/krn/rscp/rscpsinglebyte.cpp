@@ -1,20 +1,23 @@
 // Methods with a single-byte page on one side or both. They go by blocks and look up every byte, whatever
 // it is: no branch depends on where a text changes between ASCII and other letters.
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 #include "krn/rscp/rscpcodecs.h"
 #include "krn/rscp/rscpmethods.h"
+#include "krn/rscp/rscpquick.h"
 
 namespace {
 
 constexpr size_t blockSize = 16;
-constexpr size_t halfBlock = blockSize / 2;
 
 /** Bytes that all have a counterpart; returns how many. */
 size_t convertRun(const rscpCObj_t& self, const KEL_RAW* in, KEL_RAW* out, size_t count) noexcept {
     const KEL_RAW* const table = self.ccci_table;
+    const bool* const missing = self.ccci_missing;
     size_t done = 0;
     if (self.ccci_complete) {
 #pragma GCC unroll 8
@@ -22,7 +25,14 @@ size_t convertRun(const rscpCObj_t& self, const KEL_RAW* in, KEL_RAW* out, size_
             out[done] = table[in[done]];
         return done;
     }
-    for (; done < count && !self.ccci_missing[in[done]]; ++done)
+    for (constexpr size_t step = 4; count - done >= step; done += step) {
+        const KEL_RAW* const next = in + done;
+        if (missing[next[0]] | missing[next[1]] | missing[next[2]] | missing[next[3]]) break;
+        rscpPutWord(
+            table[next[0]] | table[next[1]] << 8 | table[next[2]] << 16 | KEL_UINT{table[next[3]]} << 24,
+            out + done);
+    }
+    for (; done < count && !missing[in[done]]; ++done)
         out[done] = table[in[done]];
     return done;
 }
@@ -41,49 +51,59 @@ int convertByTable(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
     return RSCP_OK;
 }
 
-/** Whether a number of bytes is ASCII. */
-template <size_t count>
-bool isAscii(const KEL_RAW* in) noexcept {
-    std::uint64_t words[count / 8];
-    std::memcpy(words, in, sizeof words);
-    std::uint64_t all = 0;
-    for (const std::uint64_t word : words)
-        all |= word;
-    return (all & 0x8080808080808080) == 0;
+/** Bytes with the top bit in a word. */
+constexpr std::uint64_t topBits = 0x8080808080808080;
+
+/** Copies a block and returns how many of its bytes are ASCII from the first on. */
+size_t copyBlock(const KEL_RAW* in, KEL_RAW* out) noexcept {
+    std::uint64_t words[blockSize / 8];
+    std::memcpy(words, in, blockSize);
+    std::memcpy(out, words, blockSize);
+    for (size_t i = 0; i < std::size(words); ++i)
+        if (const std::uint64_t beyond = words[i] & topBits; beyond != 0)
+            return 8 * i + static_cast<size_t>(std::endian::native == std::endian::little
+                                                   ? std::countr_zero(beyond)
+                                                   : std::countl_zero(beyond)) /
+                               8;
+    return blockSize;
 }
 
-/** To UTF-8: each byte has its sequence ready, in a word with the length as its last byte. */
+/** What a step of toUtf8 needs: a block, and behind it enough to write over what its last word has too much.
+ */
+bool hasBlock(const RscpCursor& cursor, const KEL_RAW* in, const KEL_RAW* out) noexcept {
+    return cursor.inEnd - in >= static_cast<std::ptrdiff_t>(2 * blockSize) &&
+           cursor.outEnd - out >= static_cast<std::ptrdiff_t>(blockSize * rscpLongestCode);
+}
+
+/** To UTF-8: each byte has its sequence ready. */
 void toUtf8(const RscpPage& page, RscpCursor& cursor) noexcept {
-    const KEL_RAW(*const sequences)[rscpLongestCode] = page.sequences();
+    const RscpSequence* const sequences = page.forward.sequences;
     const bool ascii = page.isAscii();
     const KEL_RAW* in = cursor.in;
     KEL_RAW* out = cursor.out;
-    // A step writes a whole word. Behind the block at least as much is written again as the last word has
-    // too much, or the conversion fails.
-    while (cursor.inEnd - in >= static_cast<std::ptrdiff_t>(blockSize + rscpLongestCode) &&
-           cursor.outEnd - out >= static_cast<std::ptrdiff_t>(blockSize * rscpLongestCode)) {
-        if (ascii && isAscii<blockSize>(in)) {
-            std::memcpy(out, in, blockSize);
-            in += blockSize;
-            out += blockSize;
-            continue;
+    const auto runsOn = [&] { return ascii && ((in[0] | in[1]) & 0x80) == 0; };
+    bool whole = true;
+    while (whole && hasBlock(cursor, in, out)) {
+        // ASCII goes by in blocks; a lone letter of it between others doesn't begin one.
+        if (runsOn()) {
+            size_t done = copyBlock(in, out);
+            if (done == blockSize) {
+                const auto room = static_cast<size_t>(std::min(cursor.inEnd - in, cursor.outEnd - out));
+                done += rscpCopyAscii(in + done, out + done, room - done);
+            }
+            in += done;
+            out += done;
+            if (done >= blockSize) continue;
         }
-        if (ascii && isAscii<halfBlock>(in)) {
-            std::memcpy(out, in, halfBlock);
-            in += halfBlock;
-            out += halfBlock;
-            continue;
-        }
-        const KEL_RAW* const end = in + halfBlock;
-        for (; in != end; ++in) {
-            const KEL_RAW* const sequence = sequences[*in];
-            std::memcpy(out, sequence, rscpLongestCode);
-            const KEL_RAW length = sequence[rscpLongestCode - 1];
-            if (length == 0) [[unlikely]]
+        const KEL_RAW* const end = in + blockSize / 2;
+        do {
+            const RscpSequence sequence = sequences[*in];
+            whole = sequence != 0;
+            if (!whole) [[unlikely]]
                 break;
-            out += length;
-        }
-        if (in != end) break;
+            rscpPutSequence(sequence, out);
+            ++in;
+        } while (in != end && !runsOn());
     }
     cursor.in = in;
     cursor.out = out;
@@ -124,19 +144,29 @@ void fromUtf16(const RscpPage& page, RscpCursor& cursor) noexcept {
     cursor.out = out;
 }
 
-// What the quick steps leave, an end that is short or all from a character without a counterpart on, goes the
-// way of all forms.
+/**
+ * Takes quick steps, which stop at the first character without a counterpart and at an end that is too short
+ * for them; the way of all forms takes over there.
+ */
+template <auto steps>
+int stepByStep(const rscpCObj_t& self, const RscpPage& page, RscpCursor& cursor) noexcept {
+    for (;;) {
+        steps(page, cursor);
+        if (cursor.in == cursor.inEnd) return RSCP_OK;
+        if (!hasBlock(cursor, cursor.in, cursor.out)) return rscpConvertCharacters(self, cursor);
+        const int rc = rscpConvertOne(self, cursor);
+        if (rc != RSCP_OK) return rc;
+    }
+}
 
 template <auto steps>
 int fromPage(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
-    steps(*self.ccci_in_set, cursor);
-    return cursor.in == cursor.inEnd ? RSCP_OK : rscpConvertCharacters(self, cursor);
+    return stepByStep<steps>(self, *self.ccci_in_set, cursor);
 }
 
 template <auto steps>
 int toPage(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
-    steps(*self.ccci_out_set, cursor);
-    return cursor.in == cursor.inEnd ? RSCP_OK : rscpConvertCharacters(self, cursor);
+    return stepByStep<steps>(self, *self.ccci_out_set, cursor);
 }
 
 using Big = RscpUtf16Form<std::endian::big>;

@@ -83,6 +83,15 @@ TEST(Rscp, BrokenAndMissingCharactersInEachMode) {
     };
     for (const auto& row : rows) {
         const auto number = &row - rows;
+        if (row.rc == stop) {
+            // The same within a long text, most of which is converted in blocks.
+            const auto letters = [](const char* page) {
+                return Engine("1101", page).run("forty letters on either side of what is meant", 256).text;
+            };
+            const Engine engine(row.from, row.to, miss_substitute, broken_like_miss);
+            const auto found = engine.run(letters(row.from) + row.text + letters(row.from), 512);
+            EXPECT_EQ(found.text, letters(row.to) + row.substituted + letters(row.to)) << number;
+        }
         const auto stopped = Engine(row.from, row.to).run(row.text);
         EXPECT_EQ(stopped.rc, row.rc) << number;
         const int mild = row.rc == stop ? RSCP_OK : row.rc;

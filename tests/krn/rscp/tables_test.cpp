@@ -1,5 +1,7 @@
 // Every character and every code of every page against the C library.
 
+#include <vector>
+
 #include "krn/rscp/conversion.h"
 
 namespace {
@@ -154,6 +156,55 @@ TEST(RscpTables, UnicodeFormsAmongEachOther) {
                     << from.number << " " << to.number << " " << std::hex << character;
             }
         }
+}
+
+struct Coded {
+    std::string character;  ///< UTF-32.
+    std::string code;
+};
+
+/** All characters beyond ASCII that have a code of their own in a page. */
+std::vector<Coded> charactersOf(const char* page) {
+    const Engine there("4104", page), back(page, "4104");
+    std::vector<Coded> all;
+    for (KEL_UINT number = 0x80; number < 0x30000; number += number < 0x10000 ? 1 : 0x25) {
+        const std::string character = utf32(number);
+        const auto code = there.run(character);
+        if (code.rc == RSCP_OK && back.run(code.text).text == character)
+            all.push_back({character, code.text});
+    }
+    return all;
+}
+
+TEST(RscpTables, LongTextsAreTheirCharactersOneByOne) {
+    // So many letters of ASCII behind each few characters.
+    const struct {
+        std::size_t every, letters;
+    } mixtures[] = {{1000000, 0}, {3, 1}, {5, 2}, {7, 21}, {2, 100}};
+    for (const char* page :
+         {"0120", "1100", "1504", "8000", "8100", "8300", "8340", "8400", "8402", "8500", "4102", "4103"}) {
+        const std::vector<Coded> characters = charactersOf(page);
+        const std::string letters = Engine("1101", page).run(std::string(100, 'a'), 200).text;
+        for (const auto& mixture : mixtures) {
+            std::string text, wide;
+            for (std::size_t i = 0; i < characters.size(); ++i) {
+                text += characters[i].code;
+                wide += characters[i].character;
+                if (i % mixture.every != 0) continue;
+                text += letters.substr(0, letters.size() / 100 * mixture.letters);
+                for (std::size_t letter = 0; letter < mixture.letters; ++letter)
+                    wide += utf32('a');
+            }
+            for (const char* form : {"4110", "4102", "4103"}) {
+                if (page == std::string(form)) continue;
+                const std::string expected = Engine("4104", form).run(wide, wide.size()).text;
+                const auto there = Engine(page, form).run(text, expected.size());
+                EXPECT_TRUE(there.rc == RSCP_OK && there.text == expected) << page << form << mixture.every;
+                const auto back = Engine(form, page).run(expected, text.size());
+                EXPECT_TRUE(back.rc == RSCP_OK && back.text == text) << page << form << mixture.every;
+            }
+        }
+    }
 }
 
 TEST(RscpTables, IntendedDifferences) {
