@@ -16,6 +16,9 @@ namespace {
 
 enum : unsigned { STAMP = 1, THREAD = 2, WARNING = 4 };
 
+/** The characters that formats and texts of a statement are made of. */
+enum CTRC_ENC { CTRC_ENC_UC, CTRC_ENC_A7 };
+
 constexpr std::size_t FILE_WIDTH = 12;  // of a place's file name
 constexpr int LINE_WIDTH = 5;           // of its number
 constexpr std::size_t CONTEXT_MAX = 511;
@@ -42,7 +45,9 @@ void putThread(std::FILE* stream) {
 
 void putPrefix(const CTRCHDLINFO& info) {
     if (!info.component || info.component->compid == 0) return;
-    DpIPrint(info.stream, "%c  %s", info.component->compid, CTrcState().dpTrcTag.data());
+    constexpr int longest = 31;
+    const int blanks = std::clamp(2 * info.component->indent, 0, longest);
+    DpIPrint(info.stream, "%c  %s%*s", info.component->compid, CTrcState().dpTrcTag.data(), blanks, "");
 }
 
 /** What stands in front of a statement's first line. */
@@ -79,12 +84,14 @@ struct Formatted {
     bool failed = false;
 };
 
-[[gnu::format(printf, 1, 0)]] Formatted format(const KEL_CHAR* pattern, va_list args) {
+[[gnu::format(printf, 2, 0)]] Formatted format(CTRC_ENC encoding, const KEL_CHAR* pattern, va_list args) {
     CTRCSTATE& state = CTrcState();
     const int length = std::vsnprintf(state.scratch, sizeof state.scratch, pattern, args);
     if (length < 0) return {{}, false, true};
     const std::size_t kept =
         std::min<std::size_t>(static_cast<std::size_t>(length), sizeof state.scratch - 1);
+    const auto beyond = [](KEL_CHAR c) { return static_cast<unsigned char>(c) >= 0x80; };
+    if (encoding == CTRC_ENC_A7) std::replace_if(state.scratch, state.scratch + kept, beyond, '?');
     return {{state.scratch, kept}, kept < static_cast<std::size_t>(length)};
 }
 
@@ -104,14 +111,14 @@ void finish(CTRC_HDL handle, const CTRCHDLINFO& info, const Formatted& formatted
     DpITrcWatch(handle, info, formatted.text);
 }
 
-[[gnu::format(printf, 3, 0)]] void DpITrc(unsigned flags, CTRC_HDL handle, const KEL_CHAR* pattern,
-                                          va_list args) noexcept {
+[[gnu::format(printf, 4, 0)]] void DpITrc(unsigned flags, CTRC_ENC encoding, CTRC_HDL handle,
+                                          const KEL_CHAR* pattern, va_list args) noexcept {
     const ErrnoKeeper keeper;
     const DpGuard guard;
     const CTRCHDLINFO info = CTrcIHandle(handle);
     if (!wanted(info, CTrcState().EntLev)) return;
     putStart(info, flags);
-    const Formatted formatted = format(pattern, args);
+    const Formatted formatted = format(encoding, pattern, args);
     if (formatted.failed) {
         DpIPrint(info.stream, "%sDpTrcVSprintf err, errno=%d", CTRC_ERROR.data(), errno);
         putPlace(info.stream);
@@ -143,8 +150,9 @@ const KEL_CHAR* errnoText(int number) {
 }
 
 /** An error line; `failure` is the errno to show, or nothing. */
-[[gnu::format(printf, 4, 0)]] void DpITrcErr(unsigned flags, CTRC_HDL handle, const int* failure,
-                                             const KEL_CHAR* pattern, va_list args) noexcept {
+[[gnu::format(printf, 5, 0)]] void DpITrcErr(unsigned flags, CTRC_ENC encoding, CTRC_HDL handle,
+                                             const int* failure, const KEL_CHAR* pattern,
+                                             va_list args) noexcept {
     const ErrnoKeeper keeper;
     const DpGuard guard;
     const CTRCHDLINFO info = CTrcIHandle(handle);
@@ -157,7 +165,7 @@ const KEL_CHAR* errnoText(int number) {
         DpIPut(info.stream, "Dptrc fmt string truncated\n");
         return DpIFlush(info.stream);
     }
-    const Formatted formatted = format(pattern, args);
+    const Formatted formatted = format(encoding, pattern, args);
     DpIPut(info.stream, formatted.text);
     if (failure) DpIPrint(info.stream, " (%d: %s)", *failure, errnoText(*failure));
     putPlace(info.stream);
@@ -222,26 +230,70 @@ void DpIFlush(std::FILE* stream) noexcept {
     if (!CTrcState().output_func) (void)std::fflush(stream);
 }
 
-#define DP_STATEMENT(name, call)                                        \
+#define DP_FORM(name, encoding, call)                                   \
     void name(CTRC_HDL handle, const KEL_CHAR* pattern, ...) noexcept { \
         va_list args;                                                   \
         va_start(args, pattern);                                        \
-        call;                                                           \
+        call(encoding, handle, pattern, args);                          \
         va_end(args);                                                   \
     }
+/** The three forms of a statement; `call` writes it. */
+#define DP_STATEMENT(name, call)                                                      \
+    DP_FORM(name, CTRC_ENC_UC, call)                                                  \
+    DP_FORM(name##A7, CTRC_ENC_A7, call)                                              \
+    void name##Var(CTRC_HDL handle, const KEL_CHAR* pattern, va_list args) noexcept { \
+        call(CTRC_ENC_UC, handle, pattern, args);                                     \
+    }
 
-DP_STATEMENT(DpTrc, DpITrc(STAMP | THREAD, handle, pattern, args))
-DP_STATEMENT(DpTrcNoThr, DpITrc(STAMP, handle, pattern, args))
-DP_STATEMENT(DpTrcNoTi, DpITrc(THREAD, handle, pattern, args))
-DP_STATEMENT(DpTrcNoTiNoThr, DpITrc(0, handle, pattern, args))
-DP_STATEMENT(DpTrcErr, DpITrcErr(STAMP | THREAD, handle, nullptr, pattern, args))
-DP_STATEMENT(DpTrcErrNoThr, DpITrcErr(STAMP, handle, nullptr, pattern, args))
-DP_STATEMENT(DpTrcWarn, DpITrcErr(STAMP | THREAD | WARNING, handle, nullptr, pattern, args))
-DP_STATEMENT(DpSysErr, const int failure = errno; DpITrcErr(STAMP | THREAD, handle, &failure, pattern, args))
+namespace {
+
+template <unsigned flags>
+[[gnu::format(printf, 3, 0)]] void plain(CTRC_ENC encoding, CTRC_HDL handle, const KEL_CHAR* pattern,
+                                         va_list args) noexcept {
+    DpITrc(flags, encoding, handle, pattern, args);
+}
+
+template <unsigned flags>
+[[gnu::format(printf, 3, 0)]] void failing(CTRC_ENC encoding, CTRC_HDL handle, const KEL_CHAR* pattern,
+                                           va_list args) noexcept {
+    DpITrcErr(flags, encoding, handle, nullptr, pattern, args);
+}
+
+[[gnu::format(printf, 3, 0)]] void systemCall(CTRC_ENC encoding, CTRC_HDL handle, const KEL_CHAR* pattern,
+                                              va_list args) noexcept {
+    const int failure = errno;
+    DpITrcErr(STAMP | THREAD, encoding, handle, &failure, pattern, args);
+}
+
+}  // namespace
+
+DP_STATEMENT(DpTrc, plain<STAMP | THREAD>)
+DP_STATEMENT(DpTrcNoThr, plain<STAMP>)
+DP_STATEMENT(DpTrcNoTi, plain<THREAD>)
+DP_STATEMENT(DpTrcNoTiNoThr, plain<0>)
+DP_STATEMENT(DpTrcErr, failing<STAMP | THREAD>)
+DP_STATEMENT(DpTrcErrNoThr, failing<STAMP>)
+DP_STATEMENT(DpTrcWarn, failing<STAMP | THREAD | WARNING>)
+DP_STATEMENT(DpSysErr, systemCall)
 
 void DpTrcTime(CTRC_HDL handle) noexcept {
     const ErrnoKeeper keeper;
     const DpGuard guard;
     const CTRCHDLINFO info = CTrcIHandle(handle);
     if (wanted(info, CTrcState().EntLev)) DpITrcTime(info);
+}
+
+void DpTrcTimeNoThr(CTRC_HDL handle) noexcept {
+    DpTrcTime(handle);
+}
+
+void DpSetSysLog(DP_SYSLOG function) noexcept {
+    const DpGuard guard;
+    CTrcState().sysLog = function;
+}
+
+void DpSLogFun(const KEL_CHAR* key, const KEL_CHAR* text) noexcept {
+    const DpGuard guard;
+    const DP_SYSLOG function = CTrcState().sysLog;
+    if (function && ct_log_level > 0) function(key, text);
 }

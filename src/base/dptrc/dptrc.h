@@ -15,6 +15,7 @@
 
 #include <kelzor/types.h>
 
+#include <array>
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
@@ -43,6 +44,8 @@ using CTRC_CONTEXT_HOOK = int (*)(void* context, KEL_CHAR* buffer, std::size_t s
 inline constinit std::atomic<int> ct_level{0};
 /** Level of the lines that ask for an entry in a system log. */
 inline constinit std::atomic<int> ct_log_level{3};
+/** Generations of a full file that its owner keeps beside it. */
+inline constinit std::atomic<unsigned> ct_backup_files_max{1};
 /** The handle that the layers pass; read and set between DpLock and DpUnlock. */
 inline constinit CTRC_HDL tf = nullptr;
 
@@ -62,19 +65,38 @@ class DpHold {
     int outer;  ///< Level of the statement around this one.
 };
 
+/**
+ * Declares a statement in its three forms: with a list of arguments, with a format and text of 7 bits (A7),
+ * and with a va_list (Var). In a 7-bit text a byte beyond is shown as '?'.
+ */
+#define DP_DECLARE_STATEMENT(name)                                                                      \
+    [[gnu::format(printf, 2, 3)]] void name(CTRC_HDL handle, const KEL_CHAR* format, ...) noexcept;     \
+    [[gnu::format(printf, 2, 3)]] void name##A7(CTRC_HDL handle, const KEL_CHAR* format, ...) noexcept; \
+    [[gnu::format(printf, 2, 0)]] void name##Var(CTRC_HDL handle, const KEL_CHAR* format,               \
+                                                 va_list arguments) noexcept
+
 /** A line with time stamp and thread id; NoTi leaves out the stamp, NoThr the id. */
-[[gnu::format(printf, 2, 3)]] void DpTrc(CTRC_HDL handle, const KEL_CHAR* format, ...) noexcept;
-[[gnu::format(printf, 2, 3)]] void DpTrcNoThr(CTRC_HDL handle, const KEL_CHAR* format, ...) noexcept;
-[[gnu::format(printf, 2, 3)]] void DpTrcNoTi(CTRC_HDL handle, const KEL_CHAR* format, ...) noexcept;
-[[gnu::format(printf, 2, 3)]] void DpTrcNoTiNoThr(CTRC_HDL handle, const KEL_CHAR* format, ...) noexcept;
+DP_DECLARE_STATEMENT(DpTrc);
+DP_DECLARE_STATEMENT(DpTrcNoThr);
+DP_DECLARE_STATEMENT(DpTrcNoTi);
+DP_DECLARE_STATEMENT(DpTrcNoTiNoThr);
 /** An error line, or a warning line, with the place in the source; the format has no newline. */
-[[gnu::format(printf, 2, 3)]] void DpTrcErr(CTRC_HDL handle, const KEL_CHAR* format, ...) noexcept;
-[[gnu::format(printf, 2, 3)]] void DpTrcErrNoThr(CTRC_HDL handle, const KEL_CHAR* format, ...) noexcept;
-[[gnu::format(printf, 2, 3)]] void DpTrcWarn(CTRC_HDL handle, const KEL_CHAR* format, ...) noexcept;
+DP_DECLARE_STATEMENT(DpTrcErr);
+DP_DECLARE_STATEMENT(DpTrcErrNoThr);
+DP_DECLARE_STATEMENT(DpTrcWarn);
 /** An error line with `errno` as it is at the call. */
-[[gnu::format(printf, 2, 3)]] void DpSysErr(CTRC_HDL handle, const KEL_CHAR* format, ...) noexcept;
-/** A time stamp alone. */
+DP_DECLARE_STATEMENT(DpSysErr);
+#undef DP_DECLARE_STATEMENT
+/** A time stamp alone, which names no thread anyway. */
 void DpTrcTime(CTRC_HDL handle) noexcept;
+void DpTrcTimeNoThr(CTRC_HDL handle) noexcept;
+
+/** Takes a text for the log of the system, with the key of its kind. */
+using DP_SYSLOG = void (*)(const KEL_CHAR* key, const KEL_CHAR* text);
+/** Sets where such texts go; NULL, as at the start, drops them. */
+void DpSetSysLog(DP_SYSLOG function) noexcept;
+/** Hands a text to the log of the system, if there is one and `ct_log_level` isn't 0. */
+void DpSLogFun(const KEL_CHAR* key, const KEL_CHAR* text) noexcept;
 
 /** Notes the place that the next error line names; `path` may have directories. */
 void CTrcSaveLocation(const KEL_CHAR* path, int line) noexcept;
@@ -105,6 +127,9 @@ void CTrcBackupFiles(const KEL_CHAR* name, unsigned count) noexcept;
 void CTrcNewComp(KEL_CHAR letter, CTRC_HDL* handle, CTRC_LEVEL_HOOK hook) noexcept;
 /** The same for the last one: there can be no more. */
 void CTrcLastComp(KEL_CHAR letter, CTRC_HDL* handle, CTRC_LEVEL_HOOK hook) noexcept;
+
+/** Blanks in front of a component's texts, two for each step; 31 at most are written. */
+void CTrcSetIndent(CTRC_HDL handle, int steps) noexcept;
 
 /** What CTrcGetParam and CTrcSetParam know of a handle. */
 enum CTRC_PARAM : unsigned {
@@ -137,6 +162,20 @@ int CTrcSwitch(const KEL_CHAR* components, unsigned mode, int level, KEL_CHAR (*
 void CTrcActComps(KEL_CHAR (&text)[CTRC_ACTIVE_MAX]) noexcept;
 /** Writes level and components into the main file. */
 void CTrcPrintAct() noexcept;
+
+/** What a program tells about itself at the head of a trace. Texts may be NULL. */
+struct CTRC_PGM_HEADER {
+    const KEL_CHAR* sysno;
+    const KEL_CHAR* sid;
+    int relno;
+    int patchlevel;
+    int patchno;
+    int intno;
+    std::array<const KEL_CHAR*, 5> make;  ///< Mode, bits and platform of the build, as the line puts them.
+    const KEL_CHAR* profile;
+};
+/** Writes such a head, each line as one of the handle's component. */
+void CTrcPrintPgmHeaderExt2(CTRC_HDL handle, const CTRC_PGM_HEADER& header) noexcept;
 
 /** Watches for a text in the statements; `hook` may be NULL. 0, or -1 when 32 are watched already. */
 int DpTrcAddPattern(const KEL_CHAR* text, CTRC_PATTERN_HOOK hook) noexcept;

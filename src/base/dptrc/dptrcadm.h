@@ -35,6 +35,7 @@ struct CTRCTHRADM {
 struct CTRCADM {
     KEL_CHAR compid = 0;  ///< 0 for a thread's handle.
     KEL_INT level = 0;
+    KEL_INT indent = 0;
     CTRC_LEVEL_HOOK func = nullptr;
     CTRCTHRADM* thr_adm = nullptr;
 };
@@ -84,6 +85,7 @@ struct CTRCSTATE {
     CTRC_CONTEXT_HOOK contextinfo_hook_func = nullptr;
     void* contextinfo_hook_ctx = nullptr;
     bool inContextHook = false;
+    DP_SYSLOG sysLog = nullptr;
 };
 
 /** The one state; never destroyed, since threads trace until the process ends. */

@@ -161,6 +161,11 @@ void CTrcLastComp(KEL_CHAR letter, CTRC_HDL* handle, CTRC_LEVEL_HOOK hook) noexc
     CTrcState().ct_no_new_comps = true;
 }
 
+void CTrcSetIndent(CTRC_HDL handle, int steps) noexcept {
+    const DpGuard guard;
+    if (CTRCADM* const component = CTrcIComponent(handle)) component->indent = steps;
+}
+
 int CTrcGetParam(CTRC_HDL handle, unsigned id, void* value) noexcept {
     const DpGuard guard;
     const CTRCADM* const component = CTrcIComponent(handle);

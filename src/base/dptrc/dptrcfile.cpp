@@ -19,6 +19,11 @@ constexpr const KEL_CHAR* RULE = "----------------------------------------------
 constexpr const KEL_CHAR* RELEASE = "753";
 constexpr std::size_t NAME_MAX_LENGTH = 4096;
 
+// The platform, as the head of a program has it.
+constexpr int SYSTEM_ID = 387;
+constexpr const KEL_CHAR* SYSTEM_TEXT =
+    sizeof(void*) == 4 ? "Intel x86 with Linux" : "AMD/Intel x86_64 with Linux";
+
 THR_KEY_TYPE ctrc_key;
 
 /** A stream over a file, NULL if that can't be had; a pipe without a reader or a link isn't waited for. */
@@ -193,4 +198,21 @@ void CTrcBackupFiles(const KEL_CHAR* name, unsigned count) noexcept {
     }
     (void)std::snprintf(to, sizeof to, "%s.old", name);
     (void)std::rename(name, to);
+}
+
+void CTrcPrintPgmHeaderExt2(CTRC_HDL handle, const CTRC_PGM_HEADER& header) noexcept {
+    const DpHold hold(1);
+    const auto text = [](const KEL_CHAR* value) { return value ? value : ""; };
+    const auto& make = header.make;
+    DpTrcNoTiNoThr(handle, "sysno      %s\n", text(header.sysno));
+    DpTrcNoTiNoThr(handle, "sid        %s\n", text(header.sid));
+    DpTrcNoTiNoThr(handle, "systemid   %d (%s)\n", SYSTEM_ID, SYSTEM_TEXT);
+    DpTrcNoTiNoThr(handle, "relno      %d\n", header.relno);
+    DpTrcNoTiNoThr(handle, "patchlevel %d\n", header.patchlevel);
+    DpTrcNoTiNoThr(handle, "patchno    %d\n", header.patchno);
+    DpTrcNoTiNoThr(handle, "intno      %d\n", header.intno);
+    DpTrcNoTiNoThr(handle, "make       %s, %s%s, %s%s\n", text(make[0]), text(make[1]), text(make[2]),
+                   text(make[3]), text(make[4]));
+    DpTrcNoTiNoThr(handle, "profile    %s\n", text(header.profile));
+    DpTrcNoTiNoThr(handle, "pid        %d\n", static_cast<int>(::getpid()));
 }

@@ -8,6 +8,7 @@
 
 #include <kelzor/types.h>
 
+#include <array>
 #include <cstddef>
 #include <span>
 #include <string_view>
@@ -63,13 +64,19 @@ inline constexpr std::size_t ERR_TEXT_MAX = 683;
 int ErrSet(const KEL_CHAR* component, int version, const KEL_CHAR* module, int line,
            const KEL_CHAR* shortFormat, int rc, const KEL_CHAR* detailFormat, ...) noexcept;
 
+/** Whether a failure is worth an entry in the system log, and so a line in the trace. */
+enum ERR_LOG { ERR_NO_LOG, ERR_LOG_ENTRY };
+
 /**
- * The same with the system call that failed and its errno; the arguments are those of the detail. A call that
- * did fail leaves a line in the trace, whatever becomes of the block.
+ * The same with the system call that failed and its errno (0: none); the arguments are those of the detail.
+ * The entry in the log is made whatever becomes of the block.
  */
-int ErrSetSys(const KEL_CHAR* component, int version, const KEL_CHAR* module, int line,
+int ErrSetSys(const KEL_CHAR* component, int version, const KEL_CHAR* module, int line, ERR_LOG log,
               const KEL_CHAR* shortText, int rc, const KEL_CHAR* detailFormat, const KEL_CHAR* systemCall,
               int errorNumber, ...) noexcept;
+
+/** Doubles the per cent signs of a text, so that a format may hold it; what doesn't fit is left out. */
+void ErrSafeAsFmtString(const KEL_CHAR* text, std::span<KEL_CHAR> buffer) noexcept;
 
 /** Sets the LOCATION of the blocks that follow, at most 500 characters. */
 [[gnu::format(printf, 1, 2)]] int ErrSetMyLocation(const KEL_CHAR* format, ...) noexcept;
@@ -86,17 +93,46 @@ bool ErrIsAInfo() noexcept;
 /** A field of the block, empty if there is none. Valid until the block changes. */
 const KEL_CHAR* ErrGetFld(int field) noexcept;
 
+/** Texts by ERR_FIELD, valid until the block changes; empty where a field isn't set, never NULL. */
+using ERR_TEXTS = std::array<const KEL_CHAR*, ERR_FIELD_COUNT>;
+
+/** The numbers of a block; 0 where a field isn't set. */
+struct ERR_ATTR {
+    int rc = 0;
+    int version = 0;
+    int line = 0;
+    int errorNumber = 0;
+    int counter = 0;
+};
+
+// 0, ERR_NONE or ERR_BAD_BLOCK; on failure all texts are empty, all numbers 0.
+
+/** The fields that the text form shows. */
+int ErrGet(ERR_TEXTS& texts) noexcept;
+/**
+ * The same in a language (its key). The table with translated messages is the back-end's; so the texts are
+ * those of the block in any language.
+ */
+int ErrGetL(KEL_CHAR language, ERR_TEXTS& texts) noexcept;
+/** All fields, the message numbers with their arguments too. */
+int ErrGetAll(ERR_TEXTS& texts) noexcept;
+int ErrGetAttr(ERR_ATTR& attributes) noexcept;
+
 /**
  * The block as lines of label and value, in a buffer of the thread; empty if there is no block. Valid
  * until the next call in this thread.
  */
 const KEL_CHAR* ErrPr() noexcept;
+/** The same in a language, see ErrGetL. */
+const KEL_CHAR* ErrPrL(KEL_CHAR language) noexcept;
 
 /** Writes the block to the trace as a framed entry; nothing if there is no block. */
 void ErrTrace(CTRC_HDL handle) noexcept;
 
 /** Text of an errno: static, empty above 9999. An unknown number gives "(n) - illegal errno". */
 const KEL_CHAR* ErrPrErrno(int errorNumber) noexcept;
+/** The same in a buffer. ERR_TOO_LONG if it doesn't fit, and the buffer is empty then. */
+int ErrPrErrno2(int errorNumber, std::span<KEL_CHAR> buffer) noexcept;
 
 /** Copies the block to a buffer. Returns its length in bytes, or an ERR_RC. */
 int ErrCpFrom(std::span<KEL_RAW> buffer) noexcept;
@@ -115,6 +151,14 @@ int ErrCpNetToInt(std::span<const KEL_RAW> data) noexcept;
 
 /** Replaces one field's text; the others stay. ERR_TOO_LONG leaves the block as it was. */
 int ErrReplace(int field, std::string_view text) noexcept;
+
+/** Cuts the block to a length; 0 drops it. ERR_TOO_LONG if it isn't that long. */
+int ErrSetLength(std::size_t length) noexcept;
+
+/** Version of these functions. */
+int ErrVersion() noexcept;
+/** Release of the library. ERR_TOO_LONG if the buffer is too small. */
+int ErrKelDllRelease(std::span<KEL_CHAR> buffer) noexcept;
 
 /** Keeps the thread's block over a piece of work that may set or clear it. */
 class ErrKeeper {

@@ -77,16 +77,10 @@ bool ErrIsAInfo() noexcept {
     return globals && globals->kel_err_info_ln != 0;
 }
 
-const KEL_CHAR* ErrGetFld(int field) noexcept {
-    const ERR_TH_GLOBALS* globals = ErrIGlobals();
-    if (!globals || field < 0 || field >= ERR_FIELD_COUNT) return "";
-    if (ErrICheck(globals->block()) != ERR_OK) {
-        if (ct_level < 2) return "";
-        const DpHold hold(2);
-        DpTrc(tf, "ErrIGet: no KEL error info available\n");
-        return "";
-    }
-    return ErrISplit(globals->block())[static_cast<std::size_t>(field)].data();
+int ErrIGet(const ERR_TH_GLOBALS& globals) noexcept {
+    const int rc = globals.kel_err_info_ln == 0 ? static_cast<int>(ERR_NONE) : ErrICheck(globals.block());
+    if (rc != ERR_OK) ErrITraceUnreadable(globals.block());
+    return rc;
 }
 
 int ErrReplace(int field, std::string_view text) noexcept {
@@ -97,6 +91,14 @@ int ErrReplace(int field, std::string_view text) noexcept {
     ERR_FIELDS fields = ErrISplit(globals->block());
     fields[static_cast<std::size_t>(field)] = text.substr(0, text.find('\0'));
     return ErrIStore(*globals, fields);
+}
+
+int ErrSetLength(std::size_t length) noexcept {
+    ERR_TH_GLOBALS* globals = ErrIGlobals();
+    if (!globals) return ERR_NO_MEMORY;
+    if (length > globals->kel_err_info_ln) return ERR_TOO_LONG;
+    globals->kel_err_info_ln = length;
+    return ERR_OK;
 }
 
 ErrKeeper::~ErrKeeper() {

@@ -7,6 +7,7 @@
 #include "base/dptrc/err.h"
 
 inline constexpr std::string_view ERR_MARK{"*ERR*\0", 6};
+inline constexpr std::string_view ERR_KEL_RELEASE{"753"};
 
 /** All that one thread keeps. */
 struct ERR_TH_GLOBALS {
@@ -62,9 +63,14 @@ int ErrIStore(ERR_TH_GLOBALS& globals, const ERR_FIELDS& fields) noexcept;
 /** Makes a complete block the thread's. */
 void ErrIAssign(ERR_TH_GLOBALS& globals, std::string_view block) noexcept;
 
-/** Trace of a block whose system call failed; `errorNumber` is its errno. */
-void ErrITraceSystem(const ERR_FIELDS& fields, int errorNumber) noexcept;
+/** ErrICheck with its trace, for who wants to read the thread's block. */
+int ErrIGet(const ERR_TH_GLOBALS& globals) noexcept;
+
+/** Entry of a failure in the system log, and its line in the trace. */
+void ErrITraceLog(const ERR_FIELDS& fields, int errorNumber) noexcept;
 /** Trace of a block that came out too long, and so isn't set: else nobody would learn what it said. */
 void ErrITraceTooLong(const ERR_FIELDS& fields) noexcept;
-/** Trace of a block that ErrICheck found bad; `function` is who looked at it. */
+/** Trace of a block of the thread that can't be read. */
+void ErrITraceUnreadable(std::string_view block) noexcept;
+/** Trace of a block from outside that ErrICheck found bad; `function` is who looked at it. */
 void ErrITraceBad(const KEL_CHAR* function, std::string_view block, int rc) noexcept;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -117,6 +118,7 @@ struct Report {
     int rc;
     const KEL_CHAR* systemCall;
     int errorNumber;
+    ERR_LOG log;
 };
 
 /** Builds the block; the fields for texts and messages are filled already. */
@@ -128,7 +130,7 @@ int ErrISetSys(ERR_TH_GLOBALS& globals, const Report& report, ERR_FIELDS& fields
     fields[ERR_BLOCK_VERSION] = "1";
     fields[ERR_RETURN_CODE] = rc;
     fields[ERR_COMPONENT] = report.component;
-    fields[ERR_RELEASE] = "753";
+    fields[ERR_RELEASE] = ERR_KEL_RELEASE;
     fields[ERR_VERSION] = version;
     fields[ERR_MODULE] = baseName(report.module);
     fields[ERR_LINE] = line;
@@ -138,7 +140,7 @@ int ErrISetSys(ERR_TH_GLOBALS& globals, const Report& report, ERR_FIELDS& fields
     fields[ERR_ERRNO_TEXT] = report.errorNumber != 0 ? ErrPrErrno(report.errorNumber) : "";
     fields[ERR_COUNTER] = counter;
     fields[ERR_LOCATION] = globals.kel_err_location.data();
-    if (report.errorNumber != 0) ErrITraceSystem(fields, report.errorNumber);
+    if (report.log == ERR_LOG_ENTRY) ErrITraceLog(fields, report.errorNumber);
     const int result = ErrIStore(globals, fields);
     if (result == ERR_TOO_LONG) ErrITraceTooLong(fields);
     return result;
@@ -180,29 +182,35 @@ int ErrSet(const KEL_CHAR* component, int version, const KEL_CHAR* module, int l
            const KEL_CHAR* shortFormat, int rc, const KEL_CHAR* detailFormat, ...) noexcept {
     va_list args;
     va_start(args, detailFormat);
-    const int result =
-        setFormatted({component, version, module, line, rc, "", 0}, shortFormat, detailFormat, args);
+    const Report report{component, version, module, line, rc, "", 0, ERR_NO_LOG};
+    const int result = setFormatted(report, shortFormat, detailFormat, args);
     va_end(args);
     return result;
 }
 
-int ErrSetSys(const KEL_CHAR* component, int version, const KEL_CHAR* module, int line,
+int ErrSetSys(const KEL_CHAR* component, int version, const KEL_CHAR* module, int line, ERR_LOG log,
               const KEL_CHAR* shortText, int rc, const KEL_CHAR* detailFormat, const KEL_CHAR* systemCall,
               int errorNumber, ...) noexcept {
-    // The short text is no format: its per cent signs stand for themselves.
-    char escaped[2 * FORMAT_MAX + 1];
-    std::size_t length = 0;
-    for (const char* c = shortText; *c && length < sizeof escaped - 2; ++c) {
-        if (*c == '%') escaped[length++] = '%';
-        escaped[length++] = *c;
-    }
-    escaped[length] = '\0';
+    KEL_CHAR shortFormat[2 * FORMAT_MAX + 1];  // the short text is no format
+    ErrSafeAsFmtString(shortText, shortFormat);
+    const Report report{component, version, module, line, rc, systemCall, errorNumber, log};
     va_list args;
     va_start(args, errorNumber);
-    const int result = setFormatted({component, version, module, line, rc, systemCall, errorNumber}, escaped,
-                                    detailFormat, args);
+    const int result = setFormatted(report, shortFormat, detailFormat, args);
     va_end(args);
     return result;
+}
+
+void ErrSafeAsFmtString(const KEL_CHAR* text, std::span<KEL_CHAR> buffer) noexcept {
+    if (buffer.empty()) return;
+    std::size_t length = 0;
+    for (; *text; ++text) {
+        const std::size_t width = *text == '%' ? 2 : 1;
+        if (buffer.size() - length <= width) break;
+        std::fill_n(&buffer[length], width, *text);
+        length += width;
+    }
+    buffer[length] = 0;
 }
 
 int ErrSetMyLocation(const KEL_CHAR* format, ...) noexcept {

@@ -77,6 +77,10 @@ const KEL_CHAR* ErrPr() noexcept {
     return globals->kel_err_info_str.data();
 }
 
+const KEL_CHAR* ErrPrL(KEL_CHAR) noexcept {
+    return ErrPr();
+}
+
 void ErrTrace(CTRC_HDL handle) noexcept {
     const ERR_TH_GLOBALS* globals = ErrIGlobals();
     if (!globals || ErrICheck(globals->block()) != ERR_OK) return;
@@ -104,4 +108,11 @@ const KEL_CHAR* ErrPrErrno(int errorNumber) noexcept {
     auto& buffer = globals->kel_err_errno_str;
     std::snprintf(buffer.data(), buffer.size(), "(%d) - illegal errno", errorNumber);
     return buffer.data();
+}
+
+int ErrPrErrno2(int errorNumber, std::span<KEL_CHAR> buffer) noexcept {
+    const std::string_view text = ErrPrErrno(errorNumber);
+    const bool fits = text.size() < buffer.size();
+    if (!buffer.empty()) buffer[text.copy(buffer.data(), fits ? text.size() : 0)] = 0;
+    return fits ? ERR_OK : ERR_TOO_LONG;
 }

@@ -104,9 +104,9 @@ KELRETURN NiErrSet(KELRETURN rc, const NiCause& cause) noexcept {
     KEL_CHAR text[NI_HOST_MAX + NI_SERV_MAX + 80];
     std::snprintf(text, sizeof text, row ? row->text : "*** ERROR ***", cause.subject, "", "", "");
     const bool system = cause.socket && cause.socket->lastError != 0;
-    ErrSetSys(NI_COMPONENT, NI_VERSION, cause.module, cause.line, text, rc, *cause.detail ? "%s: %s" : "%s",
-              system ? cause.socket->lastCall : "", system ? cause.socket->lastError : 0, cause.function,
-              cause.detail);
+    ErrSetSys(NI_COMPONENT, NI_VERSION, cause.module, cause.line, system ? ERR_LOG_ENTRY : ERR_NO_LOG, text,
+              rc, *cause.detail ? "%s: %s" : "%s", system ? cause.socket->lastCall : "",
+              system ? cause.socket->lastError : 0, cause.function, cause.detail);
     traceFailure(rc, cause, text);
     return rc;
 }

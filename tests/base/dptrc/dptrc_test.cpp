@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdarg>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -165,6 +166,57 @@ TEST_F(DpTrcTest, ErrorLinesNameThePlaceAndErrno) {
               "*** ERROR => from inside [ni.cpp       42]\nctx: *** ERROR => last [ni.cpp       42]\n"
               "\n*** ERROR => contextinfo_hook_func failed 5\n*** ERROR => no context [ni.cpp       42]\n"
               "\n*** ERROR => contextinfo_hook_func failed 5\n*** ERROR => Dptrc fmt string truncated\n");
+}
+
+/** Statements in the form that takes a va_list. */
+[[gnu::format(printf, 2, 3)]] void passOn(void (*statement)(CTRC_HDL, const KEL_CHAR*, va_list) noexcept,
+                                          const KEL_CHAR* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    statement(tf, format, arguments);
+    va_end(arguments);
+}
+
+TEST_F(DpTrcTest, StatementsHaveFormsForSevenBitsAndForArgumentLists) {
+    const DpHold hold(1);
+    CTrcSaveLocation("x.cpp", 1);
+    passOn(DpTrcVar, "%d\n", 1);
+    passOn(DpTrcNoThrVar, "%d\n", 2);
+    passOn(DpTrcNoTiVar, "%d\n", 3);
+    passOn(DpTrcNoTiNoThrVar, "%d\n", 4);
+    passOn(DpTrcErrVar, "%d", 5);
+    passOn(DpTrcErrNoThrVar, "%d", 6);
+    passOn(DpTrcWarnVar, "%d", 7);
+    errno = ENOENT;
+    passOn(DpSysErrVar, "%d", 8);
+    EXPECT_EQ(written(),
+              "1\n2\n3\n4\n*** ERROR => 5 [x.cpp        1]\n*** ERROR => 6 [x.cpp        1]\n"
+              "*** WARNING => 7 [x.cpp        1]\n*** ERROR => 8 (2: No such file or directory) [x.cpp       "
+              " 1]\n");
+    DpTrcA7(tf, "a\xE4%s\n", "\x80z");
+    DpTrcErrA7(tf, "e\xFC");
+    EXPECT_EQ(written(), "a??z\n*** ERROR => e? [x.cpp        1]\n");
+}
+
+TEST_F(DpTrcTest, AHeadOfAProgramIsIndentedAsItsComponent) {
+    CTrcSetIndent(m, 2);
+    CTrcPrintPgmHeaderExt2(m, {.sysno = "00",
+                               .sid = nullptr,
+                               .relno = 7530,
+                               .patchlevel = 1,
+                               .patchno = 23,
+                               .intno = 20,
+                               .make = {"single", "8 bit", "", "optimised", ""},
+                               .profile = "none"});
+    const std::string start = "M      ";
+    EXPECT_THAT(written(), MatchesRegex(start + "sysno      00\n" + start + "sid        \n" + start +
+                                        "systemid   387 \\(.*Linux\\)\n" + start + "relno      7530\n" +
+                                        start + "patchlevel 1\n" + start + "patchno    23\n" + start +
+                                        "intno      20\n" + start + "make       single, 8 bit, optimised\n" +
+                                        start + "profile    none\n" + start + "pid        [0-9]+\n"));
+    CTrcSetIndent(m, 40);
+    DpTrcNoTiNoThr(m, "far\n");
+    EXPECT_EQ(written(), "M  " + std::string(31, ' ') + "far\n");
 }
 
 TEST_F(DpTrcTest, ALongTextIsCut) {
@@ -356,8 +408,13 @@ TEST_F(DpTrcTest, AnOutputFunctionTakesAll) {
 TEST_F(DpTrcTest, ErrorBlocksLeaveTheirTrace) {
     ErrClear();
     ErrSetMyLocation("%s", "router");
-    ErrSetSys("NI", 40, "a/nixx.cpp", 17, "not reached", -10, "NiConnect: %s", "connect", ECONNREFUSED, "h");
+    static std::string logged;
+    DpSetSysLog([](const KEL_CHAR* key, const KEL_CHAR* text) { logged = std::string(key) + ": " + text; });
+    ErrSetSys("NI", 40, "a/nixx.cpp", 17, ERR_LOG_ENTRY, "not reached", -10, "NiConnect: %s", "connect",
+              ECONNREFUSED, "h");
     EXPECT_EQ(written(), "***LOG Q0I=> NiConnect: h: connect (111: Connection refused) [nixx.cpp 17]\n");
+    EXPECT_EQ(logged, "Q0I: NiConnect: h: connect (111: Connection refused) [nixx.cpp 17]");
+    DpSetSysLog(nullptr);
     ErrTrace(tf);
     const std::string stars(77, '*');
     EXPECT_THAT(written(),
@@ -372,8 +429,16 @@ TEST_F(DpTrcTest, ErrorBlocksLeaveTheirTrace) {
     EXPECT_THAT(written(), HasSubstr("*** ERROR => ErrCpNetToInt: error info incomplete (3 fields only) ["));
     EXPECT_STREQ(ErrGetFld(ERR_ERROR), "");
     EXPECT_EQ(written(), "ErrIGet: no KEL error info available\n");
+    ErrSetSys("NI", 40, "nixx.cpp", 17, ERR_NO_LOG, "x", -10, "y", "connect", ECONNREFUSED);
+    EXPECT_EQ(written(), "");
+    ASSERT_EQ(ErrSetLength(20), 0);
+    EXPECT_STREQ(ErrGetFld(ERR_ERROR), "");
+    ASSERT_EQ(ErrSetLength(7), 0);
+    EXPECT_STREQ(ErrGetFld(ERR_ERROR), "");
+    EXPECT_THAT(written(), MatchesRegex("[*]+ ERROR => ErrIGet: eyecatcher destroyed \\[.*\\]\n"
+                                        "ErrIGet: bad length \\(7\\)\n"));
     ct_level = 0;
-    ErrSetSys("NI", 40, "nixx.cpp", 17, "x", -10, "y", "connect", ECONNREFUSED);
+    ErrSetSys("NI", 40, "nixx.cpp", 17, ERR_LOG_ENTRY, "x", -10, "y", "connect", ECONNREFUSED);
     EXPECT_EQ(written(), "");
 }
 

@@ -115,12 +115,59 @@ TEST_F(ErrTest, FormatsBothTextsFromOneArgumentList) {
 }
 
 TEST_F(ErrTest, TakesTheSystemCallsError) {
-    ASSERT_EQ(ErrSetSys("NI", 40, "m.cpp", 1, "50% off", -6, "at %s", "recvmsg", ECONNRESET, "peer"), 0);
+    ASSERT_EQ(
+        ErrSetSys("NI", 40, "m.cpp", 1, ERR_NO_LOG, "50% off", -6, "at %s", "recvmsg", ECONNRESET, "peer"),
+        0);
     EXPECT_STREQ(ErrGetFld(ERR_ERROR), "50% off");
     EXPECT_STREQ(ErrGetFld(ERR_DETAIL), "at peer");
     EXPECT_STREQ(ErrGetFld(ERR_SYSTEM_CALL), "recvmsg");
     EXPECT_STREQ(ErrGetFld(ERR_ERRNO), "104");
     EXPECT_STREQ(ErrGetFld(ERR_ERRNO_TEXT), "Connection reset by peer");
+}
+
+TEST_F(ErrTest, ReadsTheFieldsAtOnce) {
+    ERR_TEXTS texts;
+    ERR_ATTR attributes;
+    ASSERT_EQ(ErrCpNetToInt(bytesOf(wireBlock("e", "d"))), 0);
+    ASSERT_EQ(ErrReplace(ERR_DESCR_MSG_NO, "Q0I01"), 0);
+    ASSERT_EQ(ErrGetAll(texts), 0);
+    EXPECT_STREQ(texts[ERR_EYECATCHER_END], "*ERR*");
+    EXPECT_STREQ(texts[ERR_DESCR_MSG_NO], "Q0I01");
+    for (const bool inALanguage : {false, true}) {
+        ASSERT_EQ(inALanguage ? ErrGetL('D', texts) : ErrGet(texts), 0);
+        EXPECT_STREQ(texts[ERR_ERRNO_TEXT], "Connection refused");
+        EXPECT_STREQ(texts[ERR_DESCR_MSG_NO], "");
+    }
+    EXPECT_EQ(std::string(ErrPrL('D')), ErrPr());
+    ASSERT_EQ(ErrGetAttr(attributes), 0);
+    EXPECT_EQ(attributes.rc, -10);
+    EXPECT_EQ(attributes.version, 40);
+    EXPECT_EQ(attributes.line, 17);
+    EXPECT_EQ(attributes.errorNumber, 111);
+    EXPECT_EQ(attributes.counter, 3);
+    EXPECT_EQ(ErrSetLength(600), ERR_TOO_LONG);
+    EXPECT_EQ(ErrSetLength(100), 0);
+    EXPECT_EQ(ErrGetAttr(attributes), ERR_BAD_BLOCK);
+    EXPECT_EQ(attributes.rc, 0);
+    EXPECT_EQ(ErrSetLength(0), 0);
+    EXPECT_EQ(ErrGet(texts), ERR_NONE);
+    EXPECT_STREQ(texts[ERR_ERROR], "");
+}
+
+TEST_F(ErrTest, FillsBuffersOrSaysThatTheyAreTooSmall) {
+    KEL_CHAR room[26];
+    EXPECT_EQ(ErrPrErrno2(ENOENT, room), 0);
+    EXPECT_STREQ(room, "No such file or directory");
+    EXPECT_EQ(ErrPrErrno2(ENOENT, std::span(room).first(25)), ERR_TOO_LONG);
+    EXPECT_STREQ(room, "");
+    EXPECT_EQ(ErrKelDllRelease(std::span(room).first(3)), ERR_TOO_LONG);
+    EXPECT_EQ(ErrKelDllRelease(std::span(room).first(4)), 0);
+    EXPECT_STREQ(room, "753");
+    ErrSafeAsFmtString("5% of 50%", room);
+    EXPECT_STREQ(room, "5%% of 50%%");
+    ErrSafeAsFmtString("5% of 50%", std::span(room).first(11));
+    EXPECT_STREQ(room, "5%% of 50");
+    EXPECT_EQ(ErrVersion(), 2);
 }
 
 TEST_F(ErrTest, CountsPerThread) {
