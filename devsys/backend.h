@@ -4,8 +4,10 @@
  */
 #pragma once
 
+#include <atomic>
 #include <string>
 
+#include "devsys/dictionaryfaults.h"
 #include "devsys/recorder.h"
 #include "devsys/users.h"
 #include "devsys/violations.h"
@@ -18,6 +20,10 @@ struct BackEndNames {
     std::string systemId = "ZDV";
     std::string systemNumber = "00";
     std::string release = "753";
+    std::string partnerType = "3"; /**< "2" is an old kind of back-end, "E" and "R" are other programs. */
+
+    /** The number that the release stands for; a letter in its third place counts from 0. */
+    unsigned version() const;
 };
 
 /** What all sessions share; outlives them. */
@@ -26,6 +32,7 @@ struct BackEnd {
     UserTable users;
     ViolationLog& violations;
     Recorder& recorder;
+    std::atomic<DictionaryFault> dictionaryFault = DictionaryFault::none;
 };
 
 }  // namespace zordev

@@ -16,6 +16,7 @@
 
 namespace zordev {
 
+struct BackEnd;
 class UserTable;
 
 /** What the caller sent for one parameter. The bytes lie in the request. */
@@ -41,6 +42,7 @@ class CallHost {
     virtual bool callBack(std::string_view function, const ItemWriter& parameters,
                           std::vector<Byte>& answer) = 0;
     virtual UserTable& users() = 0;
+    virtual const BackEnd& backEnd() const = 0;
     /** The client of the logon, three digits. */
     virtual const std::string& client() const = 0;
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "devsys/functions.h"
+#include "devsys/metadatafunctions.h"
 
 namespace zordev {
 
@@ -8,7 +9,7 @@ const std::vector<FunctionDescription>& functions() {
     static const std::vector<FunctionDescription> all = [] {
         std::vector<FunctionDescription> list;
         for (auto family : {systemFunctions, echoFunctions, deepFunctions, deltaFunctions, failingFunctions,
-                            isoFunctions}) {
+                            isoFunctions, specimenFunctions}) {
             std::ranges::move(family(), std::back_inserter(list));
         }
         return list;
@@ -33,6 +34,11 @@ const FunctionDescription* findFunction(std::string_view name) {
     const auto& all = functions();
     const auto found = std::ranges::find(all, name, &FunctionDescription::name);
     return found == all.end() ? nullptr : &*found;
+}
+
+const FunctionDescription* findFunction(std::string_view name, unsigned version) {
+    if (const FunctionDescription* const form = findMetadataFunction(name, version)) return form;
+    return findFunction(name);
 }
 
 }  // namespace zordev

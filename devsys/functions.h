@@ -25,6 +25,7 @@ struct FieldDescription {
     unsigned offset;
     unsigned decimals = 0;
     const struct StructureDescription* structure = nullptr; /**< Of a nested structure's or table's fields. */
+    std::string_view typeName = {}; /**< In the dictionary, of a table or of an elementary field. */
 };
 
 /** A structure, or the row of a table. */
@@ -51,6 +52,12 @@ struct ParameterDescription {
 /** True for a structure or table that travels as an XML document. */
 bool travelsAsXml(const ParameterDescription& parameter);
 
+/** An exception that a function may raise. */
+struct ExceptionDescription {
+    std::string_view name;
+    std::string_view text;
+};
+
 /** How a function ends. */
 enum class Outcome {
     reply,       /**< The answer goes out; the conversation goes on. */
@@ -68,6 +75,7 @@ struct FunctionDescription {
     std::vector<ParameterDescription> parameters;
     Handler handler;
     bool beforeLogon = false; /**< May be called by a client that isn't logged on. */
+    std::vector<ExceptionDescription> exceptions = {};
 };
 
 /** All functions; the same list for the life of the process. */
@@ -75,6 +83,8 @@ const std::vector<FunctionDescription>& functions();
 
 /** The function of that name, or null. */
 const FunctionDescription* findFunction(std::string_view name);
+/** The same on a back-end of a certain release, by which the metadata functions have different forms. */
+const FunctionDescription* findFunction(std::string_view name, unsigned version);
 
 /** @name The families that make up the list. */
 /** @{ */

@@ -61,6 +61,8 @@ std::vector<ParameterDescription> parameters(std::string_view table, const Struc
     };
 }
 
+const std::vector<ExceptionDescription> EXCEPTIONS = {{"LANGUAGE_UNKNOWN", "No such language"}};
+
 // Date and time of the call, in UTC.
 void replyTimes(Call& call) {
     const std::time_t now = std::time(nullptr);
@@ -122,9 +124,12 @@ Outcome getList(Call& call) {
 
 std::vector<FunctionDescription> isoFunctions() {
     return {
-        {"COUNTRY_GET_LIST", parameters("COUNTRIES", COUNTRY), getList<IsoList::countries>},
-        {"CURRENCY_GET_LIST", parameters("CURRENCIES", CURRENCY), getList<IsoList::currencies>},
-        {"LANGUAGE_GET_LIST", parameters("LANGUAGES", LANGUAGE), getList<IsoList::languages>},
+        {"COUNTRY_GET_LIST", parameters("COUNTRIES", COUNTRY), getList<IsoList::countries>, false,
+         EXCEPTIONS},
+        {"CURRENCY_GET_LIST", parameters("CURRENCIES", CURRENCY), getList<IsoList::currencies>, false,
+         EXCEPTIONS},
+        {"LANGUAGE_GET_LIST", parameters("LANGUAGES", LANGUAGE), getList<IsoList::languages>, false,
+         EXCEPTIONS},
     };
 }
 

@@ -113,7 +113,7 @@ Outcome Session::runFunction() {
 
 const FunctionDescription* Session::lookUpFunction() {
     if (lastFunction_ == nullptr || lastFunction_->name != facts_.function) {
-        lastFunction_ = findFunction(facts_.function);
+        lastFunction_ = findFunction(facts_.function, backEnd_.names.version());
     }
     return lastFunction_;
 }
@@ -160,7 +160,7 @@ void Session::writeSessionItems() {
     const BackEndNames& names = backEnd_.names;
     const std::string destination = names.host + '_' + names.systemId + '_' + names.systemNumber;
     out_.text(ZORID_IpAddress, "127.0.0.1");
-    out_.text(ZORID_OwnType, "3");
+    out_.text(ZORID_OwnType, names.partnerType);
     out_.text(ZORID_OwnRel, names.release);
     out_.text(ZORID_KernelRel, names.release);
     out_.text(ZORID_CDestination, destination);

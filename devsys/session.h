@@ -43,6 +43,7 @@ class Session final : private CallHost {
     bool callBack(std::string_view function, const ItemWriter& parameters,
                   std::vector<Byte>& answer) override;
     UserTable& users() override { return backEnd_.users; }
+    const BackEnd& backEnd() const override { return backEnd_; }
     const std::string& client() const override { return facts_.client; }
 
     BackEnd& backEnd_;

@@ -64,6 +64,10 @@ void DevSystem::setFaults(const Faults& faults) {
     parts_->faults.set(faults);
 }
 
+void DevSystem::setDictionaryFault(DictionaryFault fault) {
+    parts_->backEnd.dictionaryFault = fault;
+}
+
 ConnectionCounts DevSystem::counts() const {
     return {parts_->gateway.accepted(), parts_->services.allocated.load(), parts_->gateway.open()};
 }

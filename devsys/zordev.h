@@ -68,6 +68,8 @@ class DevSystem {
     /** Switches the recording, which costs a copy of each request. */
     void recordRequests(bool on);
 
+    /** Has the metadata functions tell something wrong from their next call on. */
+    void setDictionaryFault(DictionaryFault fault);
     /** Replaces the faults; holds for running conversations from their next message on. */
     void setFaults(const Faults& faults);
     ConnectionCounts counts() const;

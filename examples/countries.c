@@ -11,15 +11,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-enum { MAX_PARAMETERS = 32, ROW_LENGTH = 188 };
-
-static const ZOR_FIELD_DESC row_fields[] = {
-    {.name = "ALPHA2", .type = ZORTYPE_CHAR, .nucLength = 2, .nucOffset = 0},
-    {.name = "ALPHA3", .type = ZORTYPE_CHAR, .nucLength = 3, .nucOffset = 2},
-    {.name = "NUMCODE", .type = ZORTYPE_NUM, .nucLength = 3, .nucOffset = 5},
-    {.name = "NAME", .type = ZORTYPE_CHAR, .nucLength = 60, .nucOffset = 8},
-    {.name = "OFFICIAL", .type = ZORTYPE_CHAR, .nucLength = 120, .nucOffset = 68},
-};
+enum { MAX_PARAMETERS = 32 };
 
 /* Code and group say what to do, key and message say why. A partner's own message has more parts. */
 static int report(const char* what, const ZOR_ERROR_INFO* info) {
@@ -42,38 +34,6 @@ static void print_text(const KEL_UC* text) {
             putchar(0x80 | (c & 0x3F));
         }
     }
-}
-
-/* The signature of the remote function. The caller destroys the result; NULL on failure. */
-static ZOR_FUNCTION_DESC_HANDLE describe(ZOR_ERROR_INFO* info) {
-    ZOR_PARAMETER_DESC language = {
-        .name = "LANGUAGE", .type = ZORTYPE_CHAR, .direction = ZOR_IMPORT, .nucLength = 2};
-    ZOR_PARAMETER_DESC count = {
-        .name = "COUNT", .type = ZORTYPE_INT, .direction = ZOR_EXPORT, .nucLength = 4};
-    ZOR_PARAMETER_DESC countries = {.name = "COUNTRIES", .type = ZORTYPE_TABLE, .direction = ZOR_TABLES};
-    ZOR_FUNCTION_DESC_HANDLE function = NULL;
-    ZOR_RC rc = ZOR_OK;
-    const ZOR_TYPE_DESC_HANDLE row = ZorCreateTypeDesc("COUNTRY", info);
-    if (row == NULL) return NULL;
-    for (size_t i = 0; rc == ZOR_OK && i < sizeof row_fields / sizeof *row_fields; i++)
-        rc = ZorAddTypeField(row, &row_fields[i], info);
-    if (rc == ZOR_OK) rc = ZorSetTypeLength(row, ROW_LENGTH, 0, info);
-
-    if (rc == ZOR_OK) function = ZorCreateFunctionDesc("COUNTRY_GET_LIST", info);
-    if (function != NULL) {
-        countries.typeDescHandle = row;
-        rc = ZorAddParameter(function, &language, info);
-        if (rc == ZOR_OK) rc = ZorAddParameter(function, &count, info);
-        if (rc == ZOR_OK) rc = ZorAddParameter(function, &countries, info);
-    }
-    /* The function's description holds the row's by itself now. Without a record to fill, the reason of
-       a failure above stays in info. */
-    ZorDestroyTypeDesc(row, NULL);
-    if (function != NULL && rc != ZOR_OK) {
-        ZorDestroyFunctionDesc(function, NULL);
-        function = NULL;
-    }
-    return function;
 }
 
 static ZOR_RC print_row(ZOR_TABLE_HANDLE table, ZOR_ERROR_INFO* info) {
@@ -110,10 +70,10 @@ static int list_countries(ZOR_CONNECTION_HANDLE connection, const KEL_UC* langua
     ZOR_ERROR_INFO info;
     ZOR_RC rc;
     ZOR_FUNCTION_HANDLE call;
-    const ZOR_FUNCTION_DESC_HANDLE function = describe(&info);
-    if (function == NULL) return report("describing COUNTRY_GET_LIST", &info);
+    /* The partner knows what its function takes and gives. The description stays the library's. */
+    const ZOR_FUNCTION_DESC_HANDLE function = ZorGetFunctionDesc(connection, "COUNTRY_GET_LIST", &info);
+    if (function == NULL) return report("ZorGetFunctionDesc", &info);
     call = ZorCreateFunction(function, &info);
-    ZorDestroyFunctionDesc(function, NULL); /* The container holds it by itself now. */
     if (call == NULL) return report("ZorCreateFunction", &info);
 
     rc = ZorSetString(call, "LANGUAGE", language, (unsigned)strlen(language), &info);

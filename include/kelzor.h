@@ -27,6 +27,7 @@
 #include <kelzor/library.h>
 #include <kelzor/metadata.h>
 #include <kelzor/objects.h>
+#include <kelzor/query.h>
 #include <kelzor/repository.h>
 #include <kelzor/table.h>
 #include <kelzor/trace.h>

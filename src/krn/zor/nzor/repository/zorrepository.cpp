@@ -4,6 +4,7 @@
 
 #include "config/immortal.h"
 #include "config/zorconfig.h"
+#include "repository/repository.h"
 #include "trace/zortracefunctions.h"
 
 namespace {
@@ -11,7 +12,7 @@ namespace {
 /** All repositories of the process. */
 struct Registry {
     std::shared_mutex globalMutex;  ///< Guards `repositories`; held for finding or making one only.
-    std::map<KEL_string, ZorRepository, std::less<>> repositories;
+    std::map<KEL_string, Repository, std::less<>> repositories;
 };
 
 /** Never destroyed: threads may still look something up while the process ends. */
@@ -48,6 +49,20 @@ ZorRepository& ZorRepository::getRepository(std::string_view id) {
 unsigned ZorRepository::traceLevel() const {
     return ZorConfig::getDestinationTraceLevel(name);
 }
+
+ZorRepository::RecordRef ZorRepository::getStructureDesc(ZOR_CONNECTION_HANDLE, std::string_view descName) {
+    return getStructureDescFromCache(descName);
+}
+
+ZorRepository::FunctionRef ZorRepository::getFunctionDesc(ZOR_CONNECTION_HANDLE, std::string_view descName) {
+    return getFunctionDescFromCache(descName);
+}
+
+ZorRepository::ClassRef ZorRepository::getClassDesc(ZOR_CONNECTION_HANDLE, std::string_view descName) {
+    return getClassDescFromCache(descName);
+}
+
+void ZorRepository::lookupMetadataInBatch(const Names&, ZorConnection&, RepositoryLookupResult&) {}
 
 ZorRepository::RecordRef ZorRepository::getStructureDescFromCache(std::string_view descName) const {
     const std::shared_lock lock(mutex);

@@ -2,12 +2,17 @@
 #pragma once
 
 #include <shared_mutex>
+#include <span>
 #include <string_view>
+#include <vector>
 
 #include "meta/zorclassmetadata.h"
 #include "meta/zorfunctionmetadata.h"
 #include "meta/zorrecordmetadata.h"
 #include "repository/zordescriptioncache.h"
+
+class RepositoryLookupResult;
+class ZorConnection;
 
 /**
  * A named cache of locked descriptions. Repositories come into being when they are first asked for and
@@ -33,6 +38,26 @@ class ZorRepository {
     explicit ZorRepository(std::string_view name) : name(name) {}
     ZorRepository(const ZorRepository&) = delete;
     ZorRepository& operator=(const ZorRepository&) = delete;
+    virtual ~ZorRepository() = default;
+
+    /**
+     * @name Getting, through a connection where the cache doesn't have it
+     * These look in the cache alone; a derived class knows how to ask the partner. Empty if there is nothing
+     * of that name.
+     */
+    /** @{ */
+    virtual RecordRef getStructureDesc(ZOR_CONNECTION_HANDLE connection, std::string_view descName);
+    virtual FunctionRef getFunctionDesc(ZOR_CONNECTION_HANDLE connection, std::string_view descName);
+    virtual ClassRef getClassDesc(ZOR_CONNECTION_HANDLE connection, std::string_view descName);
+    /** Names to look up at once, by kind. */
+    struct Names {
+        std::vector<KEL_string> functions;
+        std::vector<KEL_string> types;
+        std::vector<KEL_string> classes;
+    };
+    virtual void lookupMetadataInBatch(const Names& names, ZorConnection& connection,
+                                       RepositoryLookupResult& result);
+    /** @} */
 
     const KEL_string& getName() const noexcept { return name; }
 
@@ -55,6 +80,12 @@ class ZorRepository {
     RecordRef addStructureDescToCache(ZorRecordMetaData& desc);
     FunctionRef addFunctionDescToCache(ZorFunctionMetaData& desc);
     ClassRef addClassDescToCache(ZorClassMetaData& desc);
+    /** Adds several types in one step: all of them, or, on failure, none. */
+    void addStructureDescsToCache(std::span<const RecordRef> descs);
+    /** Writes name, origin and parameters of a function to the trace. */
+    static void traceDescription(const ZorFunctionMetaData& desc) noexcept;
+    /** Adds a function and types that were found along with it in one step. */
+    FunctionRef addFunctionDescToCache(ZorFunctionMetaData& desc, std::span<const RecordRef> types);
     /** @} */
 
     /** @name Removing a name; an unknown one does nothing. The description stays valid for who has it. */
@@ -67,13 +98,14 @@ class ZorRepository {
     /** Removes all names and drops the cache's references; what nothing else refers to ends. */
     void clearRepository();
 
+  protected:
+    unsigned traceLevel() const;
+
   private:
     class Addition;
 
     template <class T>
-    ZorMetaDataRef<T> add(T& desc);
-    unsigned traceLevel() const;
-
+    ZorMetaDataRef<T> add(T& desc, std::span<const RecordRef> types = {});
     const KEL_string name;
     /** Guards the caches. Shared by those who look something up; an addition or a change has it alone. */
     mutable std::shared_mutex mutex;

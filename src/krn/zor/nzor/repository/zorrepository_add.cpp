@@ -10,11 +10,10 @@
 
 namespace {
 
-void traceHead(const KEL_UC* operation, const void* desc, const KEL_string& name, const KEL_string& origin,
-               unsigned count) noexcept {
-    ZorTraceWrite("Repository::%s(%p)", operation, desc);
-    ZorTraceWrite("\t name=%s (origin=%s) with %i parameters", name.c_str(), origin.c_str(),
-                  static_cast<int>(count));
+template <class F>
+void traceName(const ZorMetaDataBase<F>& desc) noexcept {
+    ZorTraceWrite("\t name=%s (origin=%s) with %i parameters", desc.getName().c_str(),
+                  desc.getOrigin().c_str(), static_cast<int>(desc.getFieldCount()));
 }
 
 void traceFields(const ZorRecordMetaData& desc) noexcept {
@@ -89,7 +88,8 @@ class ZorRepository::Addition {
                               const ZorDescriptionCache<T>& cache, Entries<T>& additions) {
         const KEL_string& name = desc.getName();
         if (level > 0) {
-            traceHead(operation, &desc, name, desc.getOrigin(), desc.getFieldCount());
+            ZorTraceWrite("Repository::%s(%p)", operation, static_cast<const void*>(&desc));
+            traceName(desc);
             traceFields(desc);
         }
         desc.lock();
@@ -145,9 +145,11 @@ class ZorRepository::Addition {
 };
 
 template <class T>
-ZorMetaDataRef<T> ZorRepository::add(T& desc) {
+ZorMetaDataRef<T> ZorRepository::add(T& desc, std::span<const RecordRef> types) {
     const std::unique_lock lock(mutex);
     Addition addition(*this);
+    for (const RecordRef& type : types)
+        (void)addition.add(*type);
     ZorMetaDataRef<T> cached = addition.add(desc);
     addition.commit();
     return cached;
@@ -159,6 +161,20 @@ ZorRepository::RecordRef ZorRepository::addStructureDescToCache(ZorRecordMetaDat
 
 ZorRepository::FunctionRef ZorRepository::addFunctionDescToCache(ZorFunctionMetaData& desc) {
     return add(desc);
+}
+
+void ZorRepository::traceDescription(const ZorFunctionMetaData& desc) noexcept {
+    traceName(desc);
+    traceFields(desc);
+}
+
+void ZorRepository::addStructureDescsToCache(std::span<const RecordRef> descs) {
+    if (!descs.empty()) (void)add(*descs.back(), descs.first(descs.size() - 1));
+}
+
+ZorRepository::FunctionRef ZorRepository::addFunctionDescToCache(ZorFunctionMetaData& desc,
+                                                                 std::span<const RecordRef> types) {
+    return add(desc, types);
 }
 
 ZorRepository::ClassRef ZorRepository::addClassDescToCache(ZorClassMetaData& desc) {

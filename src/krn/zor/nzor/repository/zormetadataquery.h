@@ -1,0 +1,71 @@
+/** @file One lookup of a description on the back-end, by the functions that each release has for it. */
+#pragma once
+
+#include <map>
+#include <string_view>
+#include <vector>
+
+#include "repository/zordictionaryanswer.h"
+#include "repository/zorrepository.h"
+
+class ZorConnection;
+class ZorMetadataRow;
+
+/**
+ * A lookup in progress: what it has found so far, which goes to the repository in one step once all of it is
+ * there. Made and used by one thread, on a connection that is in use by it for that time.
+ */
+class ZorMetadataQuery {
+  public:
+    using RecordRef = ZorRepository::RecordRef;
+    using FunctionRef = ZorRepository::FunctionRef;
+
+    ZorMetadataQuery(ZorRepository& repository, ZorConnection& connection);
+    ZorMetadataQuery(const ZorMetadataQuery&) = delete;
+
+    /** Fetches and caches a function with its types. Gives the cached instance. */
+    FunctionRef queryFunctionMetaData(const KEL_string& name);
+    /** Fetches and caches a type with what it contains. Gives the cached instance; empty for none. */
+    RecordRef queryRecordMetaData(const KEL_string& name);
+
+  private:
+    struct Parameter;
+    class NestedRows;
+
+    /** @name Functions */
+    /** @{ */
+    void addParameters(ZorFunctionMetaData& function, ZorTable& rows);
+    Parameter readParameter(const ZorMetadataRow& row) const;
+    void askDictionary(Parameter& parameter);
+    void askDictionaryForType(Parameter& parameter);
+    void askDictionaryForField(Parameter& parameter);
+    void addParameter(ZorFunctionMetaData& function, Parameter& parameter, ZOR_DIRECTION direction);
+    void settleLengths(const ZorFunctionMetaData& function, Parameter& parameter);
+    void traceResult(const ZorFunctionMetaData& function) const;
+    /** @} */
+
+    /** @name Types */
+    /** @{ */
+    /** The description of a type: from the cache, from this lookup, or fetched; empty for none. */
+    RecordRef typeOf(const KEL_string& name);
+    /** The same without fetching. */
+    RecordRef known(std::string_view name) const;
+    RecordRef fetch(const KEL_string& name);
+    RecordRef fetchOldest(const KEL_string& name);
+    RecordRef fetchOld(const KEL_string& name);
+    RecordRef fetchCurrent(const KEL_string& name);
+    RecordRef build(const KEL_string& name, ZorDictionaryAnswer answer);
+    RecordRef makeRecord(std::string_view name, size_t room) const;
+    /** Remembers a description for the cache, unless its name is known. */
+    void keep(const RecordRef& description);
+    /** @} */
+
+    bool traced() const noexcept { return traceLevel > 2; }
+
+    ZorRepository& repository;
+    ZorConnection& connection;
+    const unsigned version;
+    const unsigned traceLevel;  ///< The global one.
+    /** Types that were found, by name; some of them still under construction. */
+    std::map<KEL_string, RecordRef, std::less<>> found;
+};
