@@ -19,9 +19,11 @@ Dictionary::Dictionary() {
     for (const FunctionDescription& function : functions())
         for (const ParameterDescription& parameter : function.parameters)
             if (parameter.structure != nullptr) addStructure(*parameter.structure);
-    for (DictionaryType& type : specimenTypes()) {
-        if (type.structure != nullptr) addStructure(*type.structure);
-        add(std::move(type));
+    for (DictionaryType type : specimenTypes()) {
+        if (type.structure != nullptr)
+            addStructure(*type.structure, isLine(*type.structure) ? type.name : std::string_view());
+        else
+            add(std::move(type));
     }
 }
 
@@ -29,13 +31,22 @@ void Dictionary::add(DictionaryType type) {
     types_.emplace(type.name, type);
 }
 
-void Dictionary::addStructure(const StructureDescription& structure) {
+void Dictionary::addStructure(const StructureDescription& structure, std::string_view tableName) {
     const std::string name(structure.name);
-    if (types_.contains(name)) return;
-    add({DictionaryType::Kind::structure, name, &structure});
-    add({DictionaryType::Kind::tableType, tableTypeName(&structure, {}), &structure, {}, name});
+    const std::string table = tableTypeName(&structure, tableName);
+    if (types_.contains(table)) return;
+    if (isLine(structure)) {
+        const FieldDescription& row = structure.fields.front();
+        const std::string line = row.type == ZORTYPE_TABLE ? tableTypeName(row.structure, row.typeName)
+                                                           : std::string(row.typeName);
+        add({DictionaryType::Kind::tableType, table, nullptr, row, line});
+    } else {
+        add({DictionaryType::Kind::structure, name, &structure});
+        add({DictionaryType::Kind::tableType, table, &structure, {}, name});
+    }
     for (const FieldDescription& field : structure.fields)
-        if (field.structure != nullptr) addStructure(*field.structure);
+        if (field.structure != nullptr)
+            addStructure(*field.structure, field.type == ZORTYPE_TABLE ? field.typeName : std::string_view());
 }
 
 const DictionaryType* Dictionary::find(std::string_view name, unsigned version) const {
@@ -50,31 +61,28 @@ const DictionaryType* Dictionary::find(std::string_view name, unsigned version) 
     return known != types_.end() ? &known->second : nullptr;
 }
 
-std::vector<const DictionaryType*> Dictionary::tableTypesBelow(const DictionaryType& type) const {
+std::vector<const DictionaryType*> Dictionary::linesOf(const DictionaryType& type) const {
     std::vector<const DictionaryType*> met;
-    std::vector<const StructureDescription*> open;
-    const auto meet = [&](const DictionaryType* tableType) {
-        if (tableType == nullptr || std::ranges::count(met, tableType) != 0) return;
-        met.push_back(tableType);
-        if (tableType->structure != nullptr) open.push_back(tableType->structure);
-        // Rows may be tables themselves.
-        for (auto line = types_.find(tableType->line);
-             line != types_.end() && line->second.kind == DictionaryType::Kind::tableType;
-             line = types_.find(line->second.line)) {
-            met.push_back(&line->second);
-            if (line->second.structure != nullptr) open.push_back(line->second.structure);
+    const auto meet = [&](std::string_view name) {
+        const auto known = types_.find(name);
+        if (known == types_.end() || known->second.kind == DictionaryType::Kind::element) return;
+        if (std::ranges::count(met, &known->second) == 0) met.push_back(&known->second);
+    };
+    const auto meetFields = [&](const StructureDescription& structure, const auto& self) -> void {
+        for (const FieldDescription& field : structure.fields) {
+            if (field.type == ZORTYPE_STRUCTURE) self(*field.structure, self);
+            if (field.type == ZORTYPE_TABLE) meet(tableTypeName(field.structure, field.typeName));
         }
     };
-    if (type.kind == DictionaryType::Kind::tableType) meet(&type);
-    if (type.kind == DictionaryType::Kind::structure) open.push_back(type.structure);
-    while (!open.empty()) {
-        const StructureDescription& structure = *open.back();
-        open.pop_back();
-        for (const FieldDescription& field : structure.fields) {
-            if (field.type == ZORTYPE_STRUCTURE) open.push_back(field.structure);
-            if (field.type == ZORTYPE_TABLE) meet(find(tableTypeName(field.structure, field.typeName), 999));
-        }
-    }
+    const auto open = [&](const DictionaryType& one) {
+        if (one.kind == DictionaryType::Kind::tableType)
+            meet(one.line);
+        else
+            meetFields(*one.structure, meetFields);
+    };
+    if (type.kind != DictionaryType::Kind::element) open(type);
+    for (std::size_t i = 0; i < met.size(); ++i)
+        open(*met[i]);
     return met;
 }
 
@@ -84,6 +92,10 @@ std::string_view Dictionary::structureWith(std::string_view element) const {
             std::ranges::count(type.structure->fields, element, &FieldDescription::typeName) != 0)
             return name;
     return {};
+}
+
+bool isLine(const StructureDescription& rows) {
+    return rows.fields.size() == 1 && rows.fields.front().name.empty();
 }
 
 std::string tableTypeName(const StructureDescription* rows, std::string_view typeName) {

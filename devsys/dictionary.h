@@ -49,8 +49,11 @@ class Dictionary {
     /** Null for an unknown name. Before release 400 a type is known by ten characters of its name. */
     const DictionaryType* find(std::string_view name, unsigned version) const;
 
-    /** The table types that a type uses, directly or below, each once, in the order in which they are met. */
-    std::vector<const DictionaryType*> tableTypesBelow(const DictionaryType& type) const;
+    /**
+     * The table types and the types of their rows that a type uses, directly or below, each once, in the
+     * order in which they are met. Of a table type itself its rows.
+     */
+    std::vector<const DictionaryType*> linesOf(const DictionaryType& type) const;
 
     /** A structure with a field of an elementary type, by which older releases tell about that. */
     std::string_view structureWith(std::string_view element) const;
@@ -58,13 +61,16 @@ class Dictionary {
   private:
     Dictionary();
     void add(DictionaryType type);
-    void addStructure(const StructureDescription& structure);
+    void addStructure(const StructureDescription& structure, std::string_view tableName = {});
 
     std::map<std::string, DictionaryType, std::less<>> types_;
 };
 
 /** Types that no function uses: nested, recursive, tables of tables, elementary ones. */
 std::vector<DictionaryType> specimenTypes();
+
+/** True for rows that are one value: their field has no name. */
+bool isLine(const StructureDescription& rows);
 
 /** Name of the table type of a table field or parameter; empty if its rows aren't described. */
 std::string tableTypeName(const StructureDescription* rows, std::string_view typeName);
@@ -75,8 +81,6 @@ unsigned fieldLength(const FieldDescription& field, Layout layout);
 unsigned recordLength(const StructureDescription& structure, Layout layout);
 /** Offsets of the fields, in their order. */
 std::vector<unsigned> fieldOffsets(const StructureDescription& structure, Layout layout);
-/** Whether there are tables or strings in it, directly or in a nested structure. */
-bool isDeep(const StructureDescription& structure);
 /** @} */
 
 /** The fields of a structure in the dictionary's list. */

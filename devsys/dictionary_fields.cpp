@@ -90,13 +90,6 @@ unsigned recordLength(const StructureDescription& structure, Layout layout) {
     return std::max(end, structure.length);
 }
 
-bool isDeep(const StructureDescription& structure) {
-    return std::ranges::any_of(structure.fields, [](const FieldDescription& field) {
-        return field.type == ZORTYPE_TABLE || field.type == ZORTYPE_STRING || field.type == ZORTYPE_XSTRING ||
-               (field.type == ZORTYPE_STRUCTURE && isDeep(*field.structure));
-    });
-}
-
 std::vector<FieldLine> listFields(const StructureDescription& structure, Layout layout) {
     std::vector<FieldLine> lines;
     append(lines, structure, layout, {}, 0);

@@ -26,14 +26,19 @@ const StructureDescription PERSON = {"ZDEV_PERSON",
                                          {"CHILDREN", ZORTYPE_INT1, 1, 96},
                                      }};
 
-// Rows that contain tables of elementary rows.
+// Rows that are one value, and rows that are tables.
+const StructureDescription NAMES = {"ZDEV_NAMES", 30, {{"", ZORTYPE_CHAR, 30, 0, 0, nullptr, "ZDEV_NAME"}}};
+const StructureDescription TEXTS = {"ZDEV_TEXTS", 8, {{"", ZORTYPE_STRING, 8, 0}}};
+const StructureDescription MATRIX = {"ZDEV_MATRIX", 8, {{"", ZORTYPE_TABLE, 8, 0, 0, &TEXTS, "ZDEV_TEXTS"}}};
+
+// Rows that contain tables of such rows.
 const StructureDescription ITEM = {"ZDEV_ITEM",
                                    48,
                                    {
                                        {"ARTICLE", ZORTYPE_CHAR, 18, 0},
                                        {"PRICE", ZORTYPE_BCD, 8, 18, 2},
-                                       {"REMARK", ZORTYPE_STRING, 0, 32},
-                                       {"TAGS", ZORTYPE_TABLE, 0, 40, 0, nullptr, "ZDEV_NAMES"},
+                                       {"REMARK", ZORTYPE_STRING, 8, 32},
+                                       {"TAGS", ZORTYPE_TABLE, 8, 40, 0, &NAMES, "ZDEV_NAMES"},
                                    }};
 
 const StructureDescription ORDER = {"ZDEV_ORDER",
@@ -41,9 +46,9 @@ const StructureDescription ORDER = {"ZDEV_ORDER",
                                     {
                                         {"ID", ZORTYPE_NUM, 10, 0},
                                         {"BUYER", ZORTYPE_STRUCTURE, 104, 12, 0, &PERSON},
-                                        {"ITEMS", ZORTYPE_TABLE, 0, 120, 0, &ITEM},
-                                        {"NOTES", ZORTYPE_TABLE, 0, 128, 0, nullptr, "ZDEV_TEXTS"},
-                                        {"SEAL", ZORTYPE_XSTRING, 0, 136},
+                                        {"ITEMS", ZORTYPE_TABLE, 8, 120, 0, &ITEM},
+                                        {"NOTES", ZORTYPE_TABLE, 8, 128, 0, &TEXTS, "ZDEV_TEXTS"},
+                                        {"SEAL", ZORTYPE_XSTRING, 8, 136},
                                     }};
 
 // A structure that contains a table of itself.
@@ -51,16 +56,17 @@ extern const StructureDescription NODE;
 const StructureDescription NODE = {"ZDEV_NODE",
                                    16,
                                    {
-                                       {"TEXT", ZORTYPE_STRING, 0, 0},
-                                       {"BELOW", ZORTYPE_TABLE, 0, 8, 0, &NODE},
+                                       {"TEXT", ZORTYPE_STRING, 8, 0},
+                                       {"BELOW", ZORTYPE_TABLE, 8, 8, 0, &NODE},
                                    }};
 
 DictionaryType structure(const StructureDescription& description) {
     return {DictionaryType::Kind::structure, std::string(description.name), &description};
 }
 
-DictionaryType tableOf(std::string_view name, FieldDescription rows, std::string_view line) {
-    return {DictionaryType::Kind::tableType, std::string(name), nullptr, rows, std::string(line)};
+/** A table type by the name of its nameless rows. */
+DictionaryType rowsOf(const StructureDescription& rows) {
+    return {DictionaryType::Kind::tableType, std::string(rows.name), &rows};
 }
 
 }  // namespace
@@ -72,9 +78,9 @@ std::vector<DictionaryType> specimenTypes() {
         structure(NODE),
         {DictionaryType::Kind::element, "ZDEV_NAME", nullptr, {"", ZORTYPE_CHAR, 30, 0}},
         {DictionaryType::Kind::element, "ZDEV_AMOUNT", nullptr, {"", ZORTYPE_BCD, 8, 0, 2}},
-        tableOf("ZDEV_NAMES", {"", ZORTYPE_CHAR, 30, 0}, "ZDEV_NAME"),
-        tableOf("ZDEV_TEXTS", {"", ZORTYPE_STRING, 0, 0}, ""),
-        tableOf("ZDEV_MATRIX", {"", ZORTYPE_TABLE, 0, 0, 0, nullptr, "ZDEV_TEXTS"}, "ZDEV_TEXTS"),
+        rowsOf(NAMES),
+        rowsOf(TEXTS),
+        rowsOf(MATRIX),
     };
 }
 

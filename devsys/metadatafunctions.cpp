@@ -61,7 +61,19 @@ class Answer {
                  line);
     }
 
-    bool wants(std::string_view name) const { return wanted(name) >= 0; }
+    template <class Lines, class Fill>
+    void xmlTable(std::string_view name, const Lines& lines, Fill fill) {
+        const int index = wanted(name);
+        if (index < 0) return;
+        const ParameterDescription& parameter = call_.function->parameters[static_cast<std::size_t>(index)];
+        XmlElement root;
+        root.name = elementName(name);
+        for (const auto& line : lines) {
+            root.children.emplace_back().name = "item";
+            fill(XmlRowWriter(root.children.back(), *parameter.structure), line);
+        }
+        call_.replyXml(static_cast<std::size_t>(index), writeXml(root));
+    }
 
   private:
     int wanted(std::string_view name) const {
@@ -84,7 +96,8 @@ void writeParameter(RowWriter row, const ParameterLine& line) {
     row.text("OPTIONAL", line.optional ? "X" : "");
 }
 
-void writeField(RowWriter row, const FieldLine& line, DictionaryFault fault) {
+template <class Row>
+void writeField(Row row, const FieldLine& line, DictionaryFault fault) {
     const char letter = fault == DictionaryFault::unknownLetter ? '?' : letterOf(line.type);
     row.text("FIELDNAME", line.name);
     row.text("LFIELDNAME", line.path);
@@ -137,6 +150,35 @@ std::vector<FieldLine> linesOf(const DictionaryType& type, Layout layout, unsign
     // Before there were nested types a list had the leaves only.
     if (version < 462) std::erase_if(lines, [](const FieldLine& line) { return line.compType == 'S'; });
     return lines;
+}
+
+/** The types that the answer tells along with a type. */
+std::vector<const DictionaryType*> typesBelow(const DictionaryType& type, DictionaryFault fault) {
+    if (fault == DictionaryFault::unknownLineType) return {};
+    return Dictionary::instance().linesOf(type);
+}
+
+/** A table type whose one row type is all that there is to tell. */
+bool isPlainTable(const DictionaryType& type, const std::vector<const DictionaryType*>& below) {
+    return type.kind == DictionaryType::Kind::tableType && type.structure != nullptr && below.size() <= 1;
+}
+
+void writeLine(XmlRowWriter row, const DictionaryType& type, Layout layout, DictionaryFault fault) {
+    const bool isTable = type.kind == DictionaryType::Kind::tableType;
+    row.text("TYPENAME", type.name);
+    row.text("TYPEKIND", isTable ? "TTYP" : "STRU");
+    std::vector<FieldLine> lines;
+    if (isTable || fault == DictionaryFault::circularLines)
+        lines.push_back(listRows(type, layout));
+    else
+        lines = listFields(*type.structure, layout);
+    if (fault == DictionaryFault::circularLines) {
+        lines.front().rollName = type.name;
+        lines.front().domName.clear();
+        lines.front().type = ZORTYPE_STRUCTURE;
+    }
+    for (const FieldLine& line : lines)
+        writeField(row.row("FIELDS"), line, fault);
 }
 
 void writeHead(RowWriter row, const DictionaryType& type, Layout layout, DictionaryFault fault) {
@@ -202,6 +244,9 @@ Outcome getFieldInfo(Call& call) {
         one = *field;
     }
     if (type->kind == DictionaryType::Kind::element) one.rollName = type->name;
+    const std::vector<const DictionaryType*> below = typesBelow(*type, fault);
+    if (type->kind == DictionaryType::Kind::tableType && !type->line.empty() && !isPlainTable(*type, below))
+        lines.push_back(one);
     spoil(lines, layout, fault);
     answer.text("DDOBJTYPE", objectTypeOf(*type));
     answer.record("DFIES_WA", [&](RowWriter row) {
@@ -209,6 +254,9 @@ Outcome getFieldInfo(Call& call) {
         row.text("TABNAME", Dictionary::instance().structureWith(type->name));
     });
     answer.record("X030L_WA", [&](RowWriter row) { writeHead(row, *type, layout, fault); });
+    answer.xmlTable("LINES_DESCR", below, [&](XmlRowWriter row, const DictionaryType* line) {
+        writeLine(row, *line, layout, fault);
+    });
     answer.table("DFIES_TAB", lines,
                  [&](RowWriter row, const FieldLine& line) { writeField(row, line, fault); });
     return Outcome::reply;
@@ -264,6 +312,38 @@ void spoil(std::vector<FieldLine>& lines, Layout layout, DictionaryFault fault) 
         for (int more = 0; more < 60; ++more)
             lines.push_back(lines.back());
     }
+}
+
+XmlRowWriter::XmlRowWriter(XmlElement& target, const StructureDescription& layout)
+    : element_(target), layout_(layout) {
+    for (const FieldDescription& field : layout.fields) {
+        XmlElement& child = target.children.emplace_back();
+        child.name = elementName(field.name);
+        if (field.type == ZORTYPE_NUM) child.text.assign(field.length, '0');
+        if (field.type == ZORTYPE_INT) child.text = "0";
+    }
+}
+
+XmlElement& XmlRowWriter::element(std::string_view field) {
+    return *std::ranges::find(element_.children, field, &XmlElement::name);
+}
+
+void XmlRowWriter::text(std::string_view field, std::string_view value) {
+    element(field).text = value;
+}
+
+void XmlRowWriter::number(std::string_view field, unsigned value) {
+    XmlElement& target = element(field);
+    const std::string digits = std::to_string(value);
+    const std::size_t width = std::max(target.text.size(), digits.size());
+    target.text = std::string(width - digits.size(), '0') + digits;
+}
+
+XmlRowWriter XmlRowWriter::row(std::string_view table) {
+    XmlElement& rows = element(table);
+    rows.children.emplace_back().name = "item";
+    const auto field = std::ranges::find(layout_.fields, table, &FieldDescription::name);
+    return {rows.children.back(), *field->structure};
 }
 
 RowWriter::RowWriter(std::span<Byte> bytes, const StructureDescription& layout)

@@ -14,6 +14,7 @@
 #include "devsys/bytes.h"
 #include "devsys/dictionary.h"
 #include "devsys/functions.h"
+#include "devsys/xmltext.h"
 
 namespace zordev {
 
@@ -42,6 +43,22 @@ class RowWriter {
     const FieldDescription* find(std::string_view field) const;
 
     std::span<Byte> bytes_;
+    const StructureDescription& layout_;
+};
+
+/** The same for a row that travels as XML. */
+class XmlRowWriter {
+  public:
+    XmlRowWriter(XmlElement& element, const StructureDescription& layout);
+    void text(std::string_view field, std::string_view value);
+    void number(std::string_view field, unsigned value);
+    /** Adds a row to the table in a field, for the caller to fill. */
+    XmlRowWriter row(std::string_view table);
+
+  private:
+    XmlElement& element(std::string_view field);
+
+    XmlElement& element_;
     const StructureDescription& layout_;
 };
 

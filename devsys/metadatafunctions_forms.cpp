@@ -72,7 +72,7 @@ FunctionDescription fieldInfo(bool bothLayouts) {
                                               48,
                                               {{"TYPENAME", ZORTYPE_CHAR, 30, 0},
                                                {"TYPEKIND", ZORTYPE_CHAR, 4, 30},
-                                               {"FIELDS", ZORTYPE_TABLE, 0, 40, 0, &metadata::DFIES_6}}};
+                                               {"FIELDS", ZORTYPE_TABLE, 8, 40, 0, &metadata::DFIES_6}}};
     static const StructureDescription FIXED = {"DDFIXVALUES", 83, {{"LOW", ZORTYPE_CHAR, 83, 0}}};
     std::vector<ParameterDescription> parameters = {text("ALL_TYPES", 1),    text("FIELDNAME", 30),
                                                     text("GROUP_NAMES", 1),  text("LANGU", 1),

@@ -227,6 +227,95 @@ TEST_F(MetadataTest, nestedStructuresAreRebuiltFromTheFlatList) {
     EXPECT_EQ(ZorGetCachedTypeDesc("MTD", "ZDEV_ADDRESS", &error), home.typeDescHandle);
 }
 
+/** Names and types of fields; what is behind a table or structure stands in brackets, once. */
+string shapeOf(ZOR_TYPE_DESC_HANDLE type, std::vector<ZOR_TYPE_DESC_HANDLE> above = {}) {
+    ZOR_UBIX_NAME name;
+    if (type == nullptr) return "-";
+    EXPECT_EQ(ZorGetTypeName(type, name, nullptr), ZOR_OK);
+    if (std::ranges::count(above, type) != 0) return name;
+    above.push_back(type);
+    string text = string(name) + "(";
+    unsigned count = 0;
+    ZorGetFieldCount(type, &count, nullptr);
+    for (unsigned i = 0; i < count; ++i) {
+        ZOR_FIELD_DESC field;
+        ZorGetFieldDescByIndex(type, i, &field, nullptr);
+        text += (i > 0 ? " " : "") + string(field.name) + ":" + (ZorGetTypeAsString(field.type) + 8);
+        if (field.type == ZORTYPE_TABLE || field.type == ZORTYPE_STRUCTURE)
+            text += "=" + shapeOf(field.typeDescHandle, above);
+    }
+    return text + ")";
+}
+
+const struct Shape {
+    const char* name;
+    const char* shape;
+} shapes[] = {
+    {"ECHO_LINE_T", "ECHO_LINE_T(TEXT:CHAR)"},
+    {"ZDEV_NAME", "ZDEV_NAME(:CHAR)"},
+    {"ZDEV_NAMES", "ZDEV_NAMES(:CHAR)"},
+    {"ZDEV_TEXTS", "ZDEV_TEXTS(:STRING)"},
+    {"ZDEV_MATRIX", "ZDEV_MATRIX(:TABLE=ZDEV_TEXTS(:STRING))"},
+    {"ZDEV_NODE", "ZDEV_NODE(TEXT:STRING BELOW:TABLE=ZDEV_NODE_T(TEXT:STRING BELOW:TABLE=ZDEV_NODE_T))"},
+    {"ZDEV_NODE_T", "ZDEV_NODE_T(TEXT:STRING BELOW:TABLE=ZDEV_NODE_T)"},
+    {"ZDEV_ORDER",
+     "ZDEV_ORDER(ID:NUM BUYER:STRUCTURE=ZDEV_PERSON(NAME:CHAR HOME:STRUCTURE=ZDEV_ADDRESS(STREET:CHAR "
+     "CITY:STRUCTURE=ZDEV_CITY(ZIP:NUM NAME:CHAR)) BORN:DATE CHILDREN:INT1) "
+     "ITEMS:TABLE=ZDEV_ITEM_T(ARTICLE:CHAR "
+     "PRICE:BCD REMARK:STRING TAGS:TABLE=ZDEV_NAMES(:CHAR)) NOTES:TABLE=ZDEV_TEXTS(:STRING) SEAL:XSTRING)"},
+    {"ZDEV_ITEM_T", "ZDEV_ITEM_T(ARTICLE:CHAR PRICE:BCD REMARK:STRING TAGS:TABLE=ZDEV_NAMES(:CHAR))"},
+};
+
+/** The bands that know nested types. */
+class NestedBandTest : public EveryBandTest {};
+
+TEST_P(NestedBandTest, typesOfEveryShape) {
+    const ZOR_CONNECTION_HANDLE connection = connect();
+    for (const Shape& row : shapes) {
+        EXPECT_EQ(shapeOf(type(connection, row.name)), row.shape) << failure();
+        ZorClearRepository("MTD", nullptr);
+    }
+    // The same, whatever is known already.
+    for (const Shape& row : shapes)
+        EXPECT_EQ(shapeOf(type(connection, row.name)), row.shape) << failure();
+}
+
+TEST_P(NestedBandTest, aTableTypeBringsTheTypeOfItsRows) {
+    const ZOR_CONNECTION_HANDLE connection = connect();
+    const ZOR_TYPE_DESC_HANDLE table = type(connection, "ECHO_LINE_T");
+    const ZOR_TYPE_DESC_HANDLE line = ZorGetCachedTypeDesc("MTD", "ECHO_LINE", &error);
+    ASSERT_NE(line, nullptr) << failure();
+    EXPECT_NE(line, table);
+    EXPECT_EQ(shapeOf(line), "ECHO_LINE(TEXT:CHAR)");
+}
+
+INSTANTIATE_TEST_SUITE_P(Releases, NestedBandTest, testing::ValuesIn(std::begin(bands) + 5, std::end(bands)),
+                         [](const auto& info) { return string(info.param.release); });
+
+TEST_F(MetadataTest, deepParametersTravelByTheirFetchedDescriptions) {
+    const ZOR_CONNECTION_HANDLE connection = connect();
+    const ZOR_FUNCTION_HANDLE call = ZorCreateFunction(function(connection, "ECHO_DEEP_TABLE"), &error);
+    ASSERT_NE(call, nullptr) << failure();
+    ZOR_TABLE_HANDLE items = nullptr, notes = nullptr, words = nullptr;
+    ASSERT_EQ(ZorGetTable(call, "I_ITEMS", &items, &error), ZOR_OK);
+    ASSERT_NE(ZorAppendNewRow(items, &error), nullptr);
+    ASSERT_EQ(ZorSetString(items, "MATERIAL", "BRICK", 5, &error), ZOR_OK);
+    ASSERT_EQ(ZorGetTable(items, "NOTES", &notes, &error), ZOR_OK) << failure();
+    ASSERT_NE(ZorAppendNewRow(notes, &error), nullptr);
+    ASSERT_EQ(ZorSetString(notes, "TEXT", "red", 3, &error), ZOR_OK) << failure();
+    ASSERT_EQ(ZorGetTable(call, "I_WORDS", &words, &error), ZOR_OK);
+    ASSERT_NE(ZorAppendNewRow(words, &error), nullptr);
+    ASSERT_EQ(ZorSetString(words, "", "one", 3, &error), ZOR_OK) << failure();
+    ASSERT_EQ(invoke(connection, call), ZOR_OK) << failure() << system.violationText();
+    ASSERT_EQ(ZorGetTable(call, "E_ITEMS", &items, &error), ZOR_OK);
+    ASSERT_EQ(ZorMoveToFirstRow(items, &error), ZOR_OK);
+    EXPECT_EQ(textOf(items, "MATERIAL"), "BRICK");
+    ASSERT_EQ(ZorGetTable(items, "NOTES", &notes, &error), ZOR_OK);
+    ASSERT_EQ(ZorMoveToFirstRow(notes, &error), ZOR_OK);
+    EXPECT_EQ(textOf(notes, "TEXT"), "red");
+    ZorDestroyFunction(call, nullptr);
+}
+
 TEST_F(MetadataTest, whatThePartnerDoesNotKnow) {
     const ZOR_CONNECTION_HANDLE connection = connect();
     EXPECT_EQ(ZorGetFunctionDesc(connection, "NO_SUCH_FUNCTION", &error), nullptr);

@@ -61,7 +61,6 @@ class Question : public DDIF_FIELDINFO_GET_v462_6 {
         setText("ALL_TYPES", "X");
         setText("TABNAME", typeName);
         setUCLEN(unicode);
-        setParameterActive("LINES_DESCR", false);
         run(connection);
     }
 

@@ -82,7 +82,7 @@ void ZorMetadataQuery::NestedRows::addLine(const Level& level, const ZorDictiona
     if (field.rollName.empty()) return addField(level, field, nullptr);
     if (const RecordRef line = query.known(field.rollName)) return addKnownLine(level, field, line);
     const Line line = findLine(level, field.rollName);
-    if (standsAlone(field, line.fields.size()))
+    if (standsAlone(field, level.fields.size()))
         addField(level, field, makeTableType(level, field, line).get());
     else
         becomeLineOf(level, field, line);

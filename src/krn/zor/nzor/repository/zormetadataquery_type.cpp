@@ -143,6 +143,10 @@ ZorMetadataQuery::RecordRef ZorMetadataQuery::build(const KEL_string& name, ZorD
     description->setStructureType(layoutOf(answer, isLine));
     description->setRecordLength(answer.lengths.nuc, answer.lengths.uc);
     NestedRows(*this, answer.lines).construct(answer.fields, description);
+    // A structure below bears the same name, which two equal ones can't.
+    const auto kept = found.find(name);
+    if (kept != found.end() && !kept->second->equals(*description))
+        throw ZorInvalidParameterException("Type " + name + " contains itself");
     RecordRef line;
     if (isLine && !known(lineName)) {
         // From the open description: that of a locked one has room for pointers in the places of its fields.
