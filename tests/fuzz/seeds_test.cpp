@@ -5,25 +5,42 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string>
 #include <vector>
 
+#define LLVMFuzzerTestOneInput gwrecordsOneInput
 #include "fuzz/gwrecords_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput xzorOneInput
+#include "fuzz/xzor_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
 
-TEST(FuzzSeeds, GatewayRecordsAndEveryPrefixOfThem) {
+namespace {
+
+/** Runs a target with every prefix of its seeds; gives their number. An abort is the failure that is looked
+ * for. */
+int runSeeds(const char* target, int (*oneInput)(const unsigned char*, std::size_t)) {
     int files = 0;
-    for (const auto& file : std::filesystem::directory_iterator(KELZOR_SOURCE_DIR "/fuzz/seeds/gwrecords")) {
+    const std::string folder = std::string(KELZOR_SOURCE_DIR "/fuzz/seeds/") + target;
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
         SCOPED_TRACE(file.path());
         std::ifstream stream(file.path(), std::ios::binary);
         const std::vector<char> text{std::istreambuf_iterator<char>(stream), {}};
         const std::vector<unsigned char> bytes(text.begin(), text.end());
         EXPECT_FALSE(bytes.empty());
-        // An abort is the failure that is looked for.
         for (std::size_t length = 0; length <= bytes.size(); ++length) {
             const std::vector<unsigned char> prefix(bytes.begin(),
                                                     bytes.begin() + static_cast<std::ptrdiff_t>(length));
-            LLVMFuzzerTestOneInput(prefix.data(), prefix.size());
+            oneInput(prefix.data(), prefix.size());
         }
         ++files;
     }
-    EXPECT_GE(files, 5);
+    return files;
 }
+
+TEST(FuzzSeeds, OfEveryTargetAndEveryPrefixOfThem) {
+    EXPECT_GE(runSeeds("gwrecords", gwrecordsOneInput), 5);
+    EXPECT_GE(runSeeds("xzor", xzorOneInput), 7);
+}
+
+}  // namespace

@@ -292,10 +292,14 @@ void XZorParser::appendName(const KEL_RAW* from, const KEL_RAW* to) {
 std::string_view XZorParser::fieldName() {
     const std::string_view tag(tagBuffer.data(), tagLength);
     const bool escaped = tag.find("_-") != tag.npos;
-    if (!escaped && utf8ToCharConverter.keepsSevenBit() && zorIsSevenBit(rawOf(tag)))
-        return tag.substr(0, longestName);
+    const bool sevenBit = zorIsSevenBit(rawOf(tag));
+    if (sevenBit && !escaped) return tag.substr(0, longestName);
+    // As the renderer writes them, names are 7-bit text, whatever the code page.
     fieldNameBuffer.clear();
-    utf8ToCharConverter.append(fieldNameBuffer, rawOf(tag));
+    if (sevenBit)
+        fieldNameBuffer = tag;
+    else
+        utf8ToCharConverter.append(fieldNameBuffer, rawOf(tag));
     // Behind the conversion: an escape stands for a byte of the own code page.
     if (escaped) unescapeTag(fieldNameBuffer);
     return std::string_view(fieldNameBuffer).substr(0, longestName);

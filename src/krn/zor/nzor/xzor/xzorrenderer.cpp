@@ -108,6 +108,10 @@ void XZorRenderer::content(ZorRecord& record, unsigned index) {
             return;
         case ZORTYPE_CHAR:
         case ZORTYPE_STRING:
+        case ZORTYPE_NUM:
+        case ZORTYPE_DATE:
+        case ZORTYPE_TIME:
+            // Nothing keeps a caller from other characters than digits in the last three.
             return writeText(slot.field, zorFieldRow(slot.field.type).readForm(slot, scratch));
         default:
             if (const ZorTextReader read = zorFieldRow(slot.field.type).readForm)
