@@ -164,7 +164,7 @@ int ZorConverter::finish(int rc, const KEL_RAW* src, size_t srcLength, bool secr
     throw ZorCodepageConversionException(message);
 }
 
-void ZorConverter::append(std::string& text, std::span<const KEL_RAW> src) const {
+void ZorConverter::append(std::string& text, std::span<const KEL_RAW> src, bool secret) const {
     if (keepsSevenBit() && zorIsSevenBit(src)) {
         text.append(reinterpret_cast<const KEL_UC*>(src.data()), src.size());
         return;
@@ -179,7 +179,7 @@ void ZorConverter::append(std::string& text, std::span<const KEL_RAW> src) const
     for (int rc = outputFull; rc == outputFull;) {
         auto* const room = reinterpret_cast<KEL_RAW*>(text.data());
         KEL_RAW* out = room + used;
-        rc = convert(in, inEnd, out, room + text.size());
+        rc = convert(in, inEnd, out, room + text.size(), secret);
         used = static_cast<size_t>(out - room);
         text.resize(rc == outputFull ? used + longestForm * static_cast<size_t>(inEnd - in) : used);
     }

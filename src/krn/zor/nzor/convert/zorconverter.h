@@ -60,7 +60,7 @@ class ZorConverter {
     }
 
     /** Appends the conversion of a whole text. Throws ZorCodepageConversionException as `convert` does. */
-    void append(std::string& text, std::span<const KEL_RAW> src) const;
+    void append(std::string& text, std::span<const KEL_RAW> src, bool secret = false) const;
 
     /** Whether bytes below 0x80 are the same before and behind this conversion, so that it can be spared. */
     bool keepsSevenBit() const noexcept { return sevenBitKept; }

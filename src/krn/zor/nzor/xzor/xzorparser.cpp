@@ -7,6 +7,7 @@
 #include "convert/sevenbit.h"
 #include "convert/zorconverter.h"
 #include "data/zorconversion.h"
+#include "data/zorfieldfailure.h"
 #include "data/zorstructure.h"
 #include "data/zortable.h"
 #include "trace/zortracefunctions.h"
@@ -357,7 +358,7 @@ void XZorParser::storeValue(std::string_view utf8) {
     std::string_view value = text;
     if (!utf8ToCharConverter.keepsSevenBit() || !zorIsSevenBit(rawOf(text))) {
         converted.clear();
-        utf8ToCharConverter.append(converted, rawOf(text));
+        utf8ToCharConverter.append(converted, rawOf(text), isSecretName(record.getName(element.field)));
         value = converted;
     }
     record.setValue(element.field, value.data(),

@@ -291,6 +291,59 @@ TEST(Tables, withoutAParameterAreSkipped) {
     EXPECT_EQ(call.bytes(), "\t");
 }
 
+TEST(Documents, holdTablesOutsideTheTablesAndDeepRecords) {
+    auto text = record("TEXT", {{"S", ZORTYPE_STRING, sizeof(void*), nullptr}});
+    auto number = record("NUMBER", {{"N", ZORTYPE_INT1, 1, nullptr}});
+    const auto describe = [&](Call& call) {
+        call.add("I", ZORTYPE_TABLE, ZOR_IMPORT, 1, number.get())
+            .add("E", ZORTYPE_TABLE, ZOR_EXPORT, 1, number.get())
+            .add("C", ZORTYPE_STRUCTURE, ZOR_CHANGING, sizeof(void*), text.get())
+            .add("T", ZORTYPE_TABLE, ZOR_TABLES, sizeof(void*), text.get())
+            .add("NOT_MADE", ZORTYPE_TABLE, ZOR_CHANGING, 1, number.get());
+    };
+    const auto document = [](std::string_view xml) { return joined({item(15365, xml), item(15362)}); };
+    const Bytes in = document("<I><item><N>7</N></item></I>");
+    const Bytes both = joined({document("<C><S>a&#38;b</S></C>"), document("<T><item><S></S></item></T>")});
+    Call server;
+    describe(server);
+    server.stream.callbackCount = 1;
+    server.read(joined({in, both}));
+    EXPECT_TRUE(server.function().parameter(0).isRequested());
+    ZorTable* made = nullptr;
+    server.function().getValue(1, &made, true);
+    made->createNewRows(1);
+    EXPECT_EQ(server.written(), joined({document("<E><item><N>0</N></item></E>"), both}));
+    Call client;
+    describe(client);
+    client.read(joined({in, both}));
+    EXPECT_EQ(client.written(),
+              joined({item(517, "E"), item(517, "C"), item(517, "T"), item(517, "NOT_MADE"), in, both}));
+}
+
+TEST(Documents, mayBeCutIntoItemsAnywhereAndAreReadPastIfNobodyWantsThem) {
+    auto text = record("TEXT", {{"S", ZORTYPE_STRING, sizeof(void*), nullptr}});
+    const std::string xml = "<C><S>\xC3\xA4&#60;</S></C>";
+    for (size_t cut = 1; cut < xml.size(); ++cut) {
+        Call call;
+        call.add("C", ZORTYPE_STRUCTURE, ZOR_EXPORT, sizeof(void*), text.get())
+            .add("X", ZORTYPE_INT1, ZOR_EXPORT, 1);
+        call.read(
+            joined({item(15365, "<OTHER><A"), item(15365, "x>"), item(15362), item(15365, xml.substr(0, cut)),
+                    item(15365, xml.substr(cut)), item(15362), nameX, item(515, Bytes{9})}));
+        ZorStructure* structure = nullptr;
+        call.function().getValue(0, &structure, false);
+        ASSERT_NE(structure, nullptr);
+        ZorString* value = nullptr;
+        structure->getValue(0, &value, false);
+        EXPECT_EQ(*value, "\xE4<");
+        EXPECT_EQ(call.bytes(1), "\x09");
+    }
+    Call call;
+    call.stream.layIn(joined({item(15365, "<C>"), item(65535)}));
+    EXPECT_EQ(call.stream.readUpTo(ZORGET_DATA, nullptr, ZORID_NotUsed), ZORID_End)
+        << "nobody wants anything";
+}
+
 TEST(DeltaManager, remembersWhatThePartnerSaysOfATable) {
     const auto row = record("ROW", {{"C", ZORTYPE_CHAR, 2, nullptr}});
     Call call;
