@@ -219,6 +219,61 @@ bool checkCancel(ByteSpan message, ViolationLog& log) {
     return check.ok();
 }
 
+std::vector<Byte> makeRequest(std::uint8_t rqtype, std::uint8_t info, std::uint8_t vector,
+                              std::uint8_t protocol, std::string_view conversationId, std::uint16_t connIdx) {
+    std::vector<Byte> header(hdr::length);
+    header[hdr::version] = 6;
+    header[hdr::rqtype] = rqtype;
+    header[hdr::protocol] = protocol;
+    storeBe16(header, hdr::uid, 0xFFFF);
+    header[hdr::info] = info;
+    header[hdr::rqtype2] = vector;
+    storeText(header, hdr::conversationId, hdr::conversationIdWidth, conversationId);
+    storeBe16(header, hdr::commIdx, 0xFFFF);
+    storeBe16(header, hdr::connIdx, connIdx);
+    return header;
+}
+
+std::vector<Byte> makeInitialize(std::string_view destination, std::string_view host,
+                                 std::string_view partner, std::string_view user, bool zordest) {
+    std::vector<Byte> request =
+        makeRequest(GW_RQ_INITIALIZE_CONVERSATION, SYNC_CPIC_FUNCTION | WITH_GW_KEL_PARAMS_HDR,
+                    F_V_INITIALIZE_CONVERSATION, 2, "", 0xFFFF);
+    request[hdr::info2] = WITH_LONG_LU_NAME;
+    if (zordest) request[hdr::info4] = GW_WITH_ZORDEST;
+    storeBe16(request, hdr::kelParamsLen, INIT_PARAMS_LENGTH);
+    storeText(request, hdr::initSdest, hdr::initWidth, destination);
+    storeText(request, hdr::initLu, hdr::initWidth, host);
+    storeText(request, hdr::initTp, hdr::initWidth, partner);
+    request[hdr::initCtype] = CTYPE_OF_PROTOCOL[2];
+    request[hdr::initClientInfo] = GW_EXTERNAL_CLIENT;
+    storeBe16(request, hdr::commIdx, 0);
+    request.resize(hdr::length + INIT_PARAMS_LENGTH);
+    if (zordest) storeText(request, init::zordest, init::zordestWidth, destination);
+    request[init::activateStreaming] = 1;
+    storeText(request, init::longLuName, init::longLuNameWidth, host, '\0');
+    storeText(request, init::longTpName, init::longTpNameWidth, partner, '\0');
+    storeText(request, init::user, init::userWidth, user);
+    return request;
+}
+
+void addPartnerName(std::vector<Byte>& request, std::string_view host) {
+    request[hdr::info2] = WITH_LONG_LU_NAME;
+    storeBe16(request, hdr::kelParamsLen, SPLN_PARAMS_LENGTH);
+    storeText(request, hdr::splnName, hdr::initWidth, host);
+    storeBe32(request, hdr::splnLength, static_cast<std::uint32_t>(host.size()));
+    request.resize(hdr::length + SPLN_PARAMS_LENGTH);
+    storeText(request, hdr::length, 128, host, '\0');
+}
+
+void addSendReceive(std::vector<Byte>& request, ByteSpan data, std::uint32_t requested) {
+    storeBe16(request, hdr::kelParamsLen, SEND_PARAMS_LENGTH);
+    request.resize(hdr::length + SEND_PARAMS_LENGTH);
+    storeBe32(request, hdr::length, static_cast<std::uint32_t>(data.size()));
+    storeBe32(request, hdr::length + 4, requested);
+    request.insert(request.end(), data.begin(), data.end());
+}
+
 void writeAnswer(std::span<Byte> header, const RequestContext& context, const Answer& answer) {
     std::ranges::fill(header.first(hdr::length), Byte{0});
     header[hdr::version] = 6;

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "devsys/bytes.h"
 #include "devsys/violations.h"
@@ -77,6 +78,20 @@ DataRequest readSendReceive(ByteSpan message, ViolationLog& log);
 DataRequest readReceive(ByteSpan message, ViolationLog& log);
 /** Checks a soft cancel. */
 bool checkCancel(ByteSpan message, ViolationLog& log);
+
+/** @name Requests of a client of our own, made as the checks above want them. */
+/** @{ */
+/** A header without parameters. */
+std::vector<Byte> makeRequest(std::uint8_t rqtype, std::uint8_t info, std::uint8_t vector,
+                              std::uint8_t protocol, std::string_view conversationId, std::uint16_t connIdx);
+/** The opening request, for `partner` on `host`. `user` is who asks; `zordest` was offered by the gateway. */
+std::vector<Byte> makeInitialize(std::string_view destination, std::string_view host,
+                                 std::string_view partner, std::string_view user, bool zordest);
+/** Makes a header with WITH_GW_KEL_PARAMS_HDR name the partner's host. */
+void addPartnerName(std::vector<Byte>& request, std::string_view host);
+/** Adds data and the wish for at most `requested` bytes to a header with WITH_GW_KEL_PARAMS_HDR. */
+void addSendReceive(std::vector<Byte>& request, ByteSpan data, std::uint32_t requested);
+/** @} */
 
 /** The parts of an answer that vary. */
 struct Answer {

@@ -1,6 +1,8 @@
 #include "devsys/zordev.h"
 
+#include "devsys/bridgestream.h"
 #include "devsys/gateway.h"
+#include "devsys/programcall.h"
 #include "devsys/session.h"
 #include "krn/si/gw/gwenum.h"
 
@@ -83,6 +85,22 @@ bool DevSystem::awaitPrograms(const std::string& programId, unsigned ready,
 
 unsigned DevSystem::cancelPrograms(const std::string& programId) {
     return parts_->services.programs.cancel(programId, C_MANUAL_CANCELD);
+}
+
+ProgramSession DevSystem::openProgram(const std::string& programId) {
+    BridgeEnd bridge;
+    const ProgramFailure failure = connectProgram(parts_->services, programId, {}, bridge);
+    const BackEndNames& names = parts_->backEnd.names;
+    if (failure.kelRc != 0) {
+        ProgramAnswer reason{.failure = failure.reason, .kelRc = failure.kelRc, .conversationOver = true};
+        return {nullptr, names, parts_->violations, std::move(reason)};
+    }
+    return {std::make_unique<BridgeStream>(std::move(bridge)), names, parts_->violations};
+}
+
+ProgramAnswer DevSystem::callRegistered(const std::string& programId, std::string_view function,
+                                        const std::vector<ProgramParameter>& parameters) {
+    return openProgram(programId).call(function, parameters);
 }
 
 unsigned DevSystem::startedPrograms() const {

@@ -17,6 +17,7 @@
 #include "devsys/faults.h"
 #include "devsys/functions.h"
 #include "devsys/programregistry.h"
+#include "devsys/programsession.h"
 #include "devsys/recorder.h"
 #include "devsys/services.h"
 #include "devsys/users.h"
@@ -82,6 +83,14 @@ class DevSystem {
                        std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
     /** Cancels registrations as an administrator does. Returns how many. */
     unsigned cancelPrograms(const std::string& programId);
+    /**
+     * Opens a conversation of the back-end with a program that is registered, or that the gateway starts.
+     * Waits for one as `programs.wait` says; without one the session's answers give the reason.
+     */
+    ProgramSession openProgram(const std::string& programId);
+    /** One call in a conversation of its own. */
+    ProgramAnswer callRegistered(const std::string& programId, std::string_view function,
+                                 const std::vector<ProgramParameter>& parameters = {});
     /** Processes that the gateway started and that still run. */
     unsigned startedPrograms() const;
     /** @} */

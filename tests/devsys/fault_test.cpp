@@ -1,8 +1,12 @@
 /** Faults on demand: what the client gets is exactly the fault, and the system stays clean. */
 #include <gtest/gtest.h>
 
+#include <signal.h>
+
 #include <array>
 #include <cstdio>
+#include <cstdlib>
+#include <thread>
 
 #include "devclient.h"
 #include "devsys/zordev.h"
@@ -154,6 +158,36 @@ TEST(Program, PrintsItsPortAndEndsWithItsInput) {
     ASSERT_NE(std::fgets(line.data(), line.size(), program), nullptr);
     const std::string text(line.data());
     EXPECT_EQ(text.find("{\"gwhost\":\"127.0.0.1\",\"gwserv\":\""), 0U) << text;
+    EXPECT_EQ(pclose(program), 0);
+}
+
+// The number behind `key` in the program's line.
+int numberIn(const std::string& line, const std::string& key) {
+    const std::size_t at = line.find(key);
+    return at == std::string::npos ? 0 : std::atoi(line.c_str() + at + key.size());
+}
+
+TEST(Program, GoesAndComesBackBySignalsAndHasARouter) {
+    std::FILE* program =
+        popen("exec " KELZOR_ZORDEV " --router --program p=/bin/true --keep-alive 1000", "r");
+    ASSERT_NE(program, nullptr);
+    std::array<char, 200> line = {};
+    ASSERT_NE(std::fgets(line.data(), line.size(), program), nullptr);
+    const int pid = numberIn(line.data(), "\"pid\":");
+    const auto port = static_cast<std::uint16_t>(numberIn(line.data(), "\"gwserv\":\""));
+    const auto router = static_cast<std::uint16_t>(numberIn(line.data(), "\"kelrouter\":\"/H/127.0.0.1/S/"));
+    ASSERT_GT(pid, 0) << line.data();
+    EXPECT_TRUE(Client(router).connected());
+    for (const int signal : {SIGUSR1, SIGUSR2}) {
+        Client client(port);
+        EXPECT_NE(client.open(), "failed");
+        kill(pid, signal);
+        EXPECT_EQ(client.receive(), "closed");
+        kill(pid, signal);
+        for (bool back = false; !back; back = Client(port).connected())
+            std::this_thread::yield();
+    }
+    kill(pid, SIGTERM);
     EXPECT_EQ(pclose(program), 0);
 }
 
