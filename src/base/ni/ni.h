@@ -180,6 +180,18 @@ KELRETURN NiRawHandleForProto(const KEL_CHAR* host, const KEL_CHAR* service, KEL
                               KEL_INT timeout, NI_HDL* handle) noexcept;
 
 /**
+ * Connects a buffered handle: with a `timeout` of 0 nothing but the lookup of names is waited for, and the
+ * route isn't waited for at all. NIECONN_PENDING comes with a valid handle, whose connect or route completes
+ * while it is used: its reads, its writes, a select set that it stands in move it on. What is written goes
+ * through a queue (NIEQUE_FULL: no room within the time); a select set tells of it when a message is
+ * complete. A failure of the background is the result of the next call.
+ */
+KELRETURN NiBufHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeout,
+                      NI_HDL* handle) noexcept;
+KELRETURN NiBufRawHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeout,
+                         NI_HDL* handle) noexcept;
+
+/**
  * The handle of a connected stream socket: the one that has it, or a new one, which owns the socket from then
  * on. A failure closes the socket.
  */

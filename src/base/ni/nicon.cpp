@@ -2,8 +2,8 @@
 #include <cstring>
 
 #include "base/ni/niaddr.h"
+#include "base/ni/nibuf.h"
 #include "base/ni/nierr.h"
-#include "base/ni/niio.h"
 #include "base/ni/nimsg.h"
 #include "base/ni/niresolve.h"
 #include "base/ni/niroute.h"
@@ -19,8 +19,9 @@ struct Request {
     const KEL_CHAR* host;
     const KEL_CHAR* service;
     KEL_UINT protocol;
-    KEL_INT timeout;  ///< ms, never 0.
+    KEL_INT timeout;  ///< ms; 0 on a buffered connect only.
     NI_TALKMODE talkmode;
+    bool buffered;
 };
 
 struct Target {
@@ -82,6 +83,7 @@ KELRETURN bindOwn(SI_SOCK& sock, const NI_SETTINGS& settings, const Target& targ
 /** Waits for a connect that is under way. */
 KELRETURN NiICheckPendConnection(SI_SOCK& sock, const Target& target, KEL_INT timeout,
                                  const Deadline& deadline) {
+    if (timeout == 0) return NIECONN_PENDING;
     SI_RC rc = NiIWait(sock, SI_WRITE, deadline);
     if (rc == SI_ETIMEOUT) {
         KEL_CHAR detail[64];
@@ -162,17 +164,35 @@ KELRETURN awaitRoute(NI_CON& con, const Target& target, KEL_INT timeout) {
     return NI_OK;
 }
 
-KELRETURN connectRoute(NI_CON& con, NI_IROUTE& route, const Request& request) {
+/** The unbuffered caller's route: sent and answered before it gets its handle. */
+KELRETURN completeRoute(NI_CON& con, const NI_IROUTE& route, const Target& target, KEL_INT timeout) {
+    const KELRETURN rc = sendRoute(con, route, target, timeout);
+    return rc == NI_OK ? awaitRoute(con, target, timeout) : rc;
+}
+
+/** The buffered caller's handle completes connect and route while it is used. */
+KELRETURN attachRecord(NITAB& entry, const NI_IROUTE& route, const Request& request, bool pending) {
+    const bool routed = route.hopsToGo() != 0;
+    entry.mType = pending ? NI_CONN_WAIT : NI_CONNECTED;
+    if (!NiBufIHdlInit(*entry.mConHdl, request.talkmode, routed)) return refuse(__LINE__, "no memory");
+    NI_IROUTE::Packet packet;
+    route.packet(&packet);
+    const KELRETURN rc =
+        routed ? NiBufISend(entry, packet.parts, true, Deadline(0)) : static_cast<KELRETURN>(NI_OK);
+    return rc == NI_OK && (pending || routed) ? static_cast<KELRETURN>(NIECONN_PENDING) : rc;
+}
+
+KELRETURN connectRoute(NITAB& entry, NI_IROUTE& route, const Request& request) {
     Target target;
     KELRETURN rc = resolve(route, request.protocol, request.timeout, target);
     if (rc != NI_OK) return rc;
     const bool routed = route.hopsToGo() != 0;
     const KEL_UINT protocol =
         routed && request.protocol == 0 ? NI_PROTO_IPV4 | NI_PROTO_IPV6 : request.protocol;
-    rc = NiIConnect(con, target, protocol, request.timeout);
-    if (rc != NI_OK || !routed) return rc;
-    rc = sendRoute(con, route, target, request.timeout);
-    return rc == NI_OK ? awaitRoute(con, target, request.timeout) : rc;
+    rc = NiIConnect(*entry.mConHdl, target, protocol, request.timeout);
+    if (request.buffered && (rc == NI_OK || rc == NIECONN_PENDING))
+        return attachRecord(entry, route, request, rc == NIECONN_PENDING);
+    return rc == NI_OK && routed ? completeRoute(*entry.mConHdl, route, target, request.timeout) : rc;
 }
 
 KELRETURN readRoute(const Request& request, NI_IROUTE& route) {
@@ -198,10 +218,10 @@ KELRETURN NiBufIConnect(const Request& request, NI_HDL* handle) {
     if (rc != NI_OK) return rc;
     NITAB* entry = NiTabNew(NI_INITIAL_CON);
     if (!entry) return refuse(__LINE__, "no free handle");
-    rc = connectRoute(*entry->mConHdl, route, request);
-    if (rc == NI_OK) {
-        *handle = NiTabReady(*entry, NI_CONNECTED);
-        NiTrc(2, {"NiBufIConnect"}, "connected, handle %d", *handle);
+    rc = connectRoute(*entry, route, request);
+    if (rc == NI_OK || rc == NIECONN_PENDING) {
+        *handle = NiTabReady(*entry, entry->mType == NI_CONN_WAIT ? NI_CONN_WAIT : NI_CONNECTED);
+        NiTrc(2, {"NiBufIConnect"}, "%s, handle %d", rc == NI_OK ? "connected" : "pending", *handle);
     } else {
         NiTabFree(entry);
     }
@@ -216,12 +236,12 @@ KEL_INT unlessZero(KEL_INT timeout) {
 
 KELRETURN NiHandleForProto(const KEL_CHAR* host, const KEL_CHAR* service, KEL_UINT protocol, KEL_INT timeout,
                            NI_HDL* handle) noexcept {
-    return NiBufIConnect({host, service, protocol, unlessZero(timeout), MESG_IO}, handle);
+    return NiBufIConnect({host, service, protocol, unlessZero(timeout), MESG_IO, false}, handle);
 }
 
 KELRETURN NiRawHandleForProto(const KEL_CHAR* host, const KEL_CHAR* service, KEL_UINT protocol,
                               KEL_INT timeout, NI_HDL* handle) noexcept {
-    return NiBufIConnect({host, service, protocol, unlessZero(timeout), RAW_IO}, handle);
+    return NiBufIConnect({host, service, protocol, unlessZero(timeout), RAW_IO, false}, handle);
 }
 
 KELRETURN NiHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeout, NI_HDL* handle) noexcept {
@@ -231,4 +251,14 @@ KELRETURN NiHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeou
 KELRETURN NiRawHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeout,
                       NI_HDL* handle) noexcept {
     return NiRawHandleForProto(host, service, 0, timeout, handle);
+}
+
+KELRETURN NiBufHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeout,
+                      NI_HDL* handle) noexcept {
+    return NiBufIConnect({host, service, 0, timeout, MESG_IO, true}, handle);
+}
+
+KELRETURN NiBufRawHandle(const KEL_CHAR* host, const KEL_CHAR* service, KEL_INT timeout,
+                         NI_HDL* handle) noexcept {
+    return NiBufIConnect({host, service, 0, timeout, RAW_IO, true}, handle);
 }

@@ -1,7 +1,6 @@
 // The calls that move data and pings.
 
-#include <optional>
-
+#include "base/ni/nibuf.h"
 #include "base/ni/nierr.h"
 #include "base/ni/niio.h"
 #include "base/ni/nimsg.h"
@@ -12,52 +11,46 @@ KELRETURN refuse(int line, const KEL_CHAR* function, const KEL_CHAR* detail) {
     return NiErrSet(NIEINVAL, {.function = function, .line = line, .module = __FILE__, .detail = detail});
 }
 
-/** The connection of a handle; NULL with NIEINVAL as the current error. */
-NI_CON* connection(NI_HDL handle, std::span<const iovec> parts, const KEL_CHAR* function) {
-    NITAB* entry = NiConFind(handle, function);
-    if (!entry) return nullptr;
-    if (parts.size() <= NI_PARTS_MAX) return entry->mConHdl.get();
+/** The entry of a connection; NULL with NIEINVAL as the current error. */
+NITAB* connection(NI_HDL handle, std::span<const iovec> parts, const KEL_CHAR* function) {
+    if (parts.size() <= NI_PARTS_MAX) return NiConFind(handle, function);
     refuse(__LINE__, function, "parameter invalid (parts)");
     return nullptr;
 }
 
-/** The connection of a handle, for a block of bytes. */
-NI_CON* connection(NI_HDL handle, const KEL_RAW* data, KEL_INT length, const KEL_CHAR* function) {
-    if (length >= 0 && (data || length == 0)) return connection(handle, {}, function);
+/** The entry of a connection, for a block of bytes. */
+NITAB* connection(NI_HDL handle, const KEL_RAW* data, KEL_INT length, const KEL_CHAR* function) {
+    if (length >= 0 && (data || length == 0)) return NiConFind(handle, function);
     refuse(__LINE__, function,
            length < 0 ? "parameter invalid (length)" : "parameter invalid (pData == NULL)");
     return nullptr;
 }
 
-Deadline limit(const NI_CON& con, KEL_INT timeout) {
-    return Deadline(con.mBlocking ? timeout : 0);
+Deadline limit(const NITAB& entry, KEL_INT timeout) {
+    return Deadline(entry.mConHdl->mBlocking ? timeout : 0);
 }
 
-/** Receives plain bytes, those that came early first. */
-KELRETURN rawRead(NI_CON& con, std::span<KEL_RAW> target, const Deadline& deadline, std::size_t* read) {
-    if (!con.mEarly.empty()) {
-        *read = std::min(con.mEarly.left().size(), target.size());
-        std::memcpy(target.data(), con.mEarly.left().data(), *read);
-        con.mEarly.take(*read);
-        return NI_OK;
-    }
-    for (;;) {
-        SI_RC rc = NiIWait(con.mSocket, SI_READ, deadline);
-        if (rc == SI_ETIMEOUT) return NIETIMEOUT;
-        iovec part{target.data(), target.size()};
-        if (rc == SI_OK) rc = SiRecvV(&con.mSocket, {&part, 1}, read);
-        if (rc == SI_EINTR || rc == SI_ETIMEOUT) continue;  // a false alarm: wait again
-        con.mCounters.mInOctets += *read;
-        return rc == SI_OK ? static_cast<KELRETURN>(NI_OK)
-                           : NiIFail(NiISystemError(rc, false), con, __LINE__, "NiRawRead", "", true);
-    }
+KELRETURN send(NITAB& entry, std::span<const iovec> parts, KEL_INT timeout) {
+    NI_CON& con = *entry.mConHdl;
+    if (con.mpExtHdl) return NiBufISend(entry, parts, true, limit(entry, timeout));
+    return NiIWrite(con, parts, limit(entry, timeout));
+}
+
+KELRETURN receive(NITAB& entry, std::span<const iovec> parts, const Deadline& deadline, std::size_t& length) {
+    NI_CON& con = *entry.mConHdl;
+    if (con.mpExtHdl) return NiBufIReceive(entry, parts, deadline, &length);
+    bool whole = false;
+    const KELRETURN rc = NiIRead(con, parts, deadline, &length, &whole);
+    return rc == NI_OK && whole ? NiBufIProcMsg(con, parts, &length) : rc;
 }
 
 /** Waits for an event of a connection or a listening handle. */
 KELRETURN await(NITAB& entry, SI_EVENT event, KEL_INT timeout, const KEL_CHAR* function) {
     const bool listening = entry.mLisHdl != nullptr;
+    if (!listening && entry.mConHdl->mpExtHdl)
+        return NiBufIAwait(entry, event == SI_WRITE, limit(entry, timeout));
     if (!listening && event == SI_READ && !entry.mConHdl->mEarly.empty()) return NI_OK;
-    const Deadline deadline = listening ? Deadline(timeout) : limit(*entry.mConHdl, timeout);
+    const Deadline deadline = listening ? Deadline(timeout) : limit(entry, timeout);
     SI_SOCK& sock = listening ? entry.mLisHdl->mIPSocket : entry.mConHdl->mSocket;
     SI_RC rc;
     do
@@ -71,12 +64,14 @@ KELRETURN await(NITAB& entry, SI_EVENT event, KEL_INT timeout, const KEL_CHAR* f
 
 KELRETURN writeControl(NI_HDL handle, std::span<const KEL_RAW> message, KEL_INT timeout, KEL_INT* written,
                        const KEL_CHAR* function) {
-    NI_CON* con = connection(handle, {}, function);
-    if (!con) return NIEINVAL;
+    NITAB* entry = connection(handle, {}, function);
+    if (!entry) return NIEINVAL;
+    NI_CON* con = entry->mConHdl.get();
+    const iovec part{const_cast<KEL_RAW*>(message.data()), message.size()};
+    if (con->mpExtHdl) return send(*entry, {&part, 1}, timeout);
     if ((con->mPendLenToWrite != 0) != (*written > 0))
         return refuse(__LINE__, function, "parameter invalid (another message is half written)");
-    const iovec part{const_cast<KEL_RAW*>(message.data()), message.size()};
-    const KELRETURN rc = NiIWrite(*con, {&part, 1}, limit(*con, timeout));
+    const KELRETURN rc = NiIWrite(*con, {&part, 1}, limit(*entry, timeout));
     *written = con->mPendLenToWrite == 0
                    ? 0
                    : static_cast<KEL_INT>(NI_HEADER_LENGTH + message.size() - con->mPendLenToWrite);
@@ -86,18 +81,19 @@ KELRETURN writeControl(NI_HDL handle, std::span<const KEL_RAW> message, KEL_INT 
 }  // namespace
 
 KELRETURN NiWriteV(NI_HDL handle, std::span<const iovec> parts, KEL_INT timeout) noexcept {
-    NI_CON* con = connection(handle, parts, "NiWrite");
-    return con ? NiIWrite(*con, parts, limit(*con, timeout)) : static_cast<KELRETURN>(NIEINVAL);
+    NITAB* entry = connection(handle, parts, "NiWrite");
+    return entry ? send(*entry, parts, timeout) : static_cast<KELRETURN>(NIEINVAL);
 }
 
 KELRETURN NiWrite(NI_HDL handle, const KEL_RAW* data, KEL_INT length, KEL_INT timeout,
                   KEL_INT* written) noexcept {
     *written = 0;
-    NI_CON* con = connection(handle, data, length, __func__);
-    if (!con) return NIEINVAL;
+    NITAB* entry = connection(handle, data, length, __func__);
+    if (!entry) return NIEINVAL;
     const iovec part{const_cast<KEL_RAW*>(data), static_cast<std::size_t>(length)};
-    const KELRETURN rc = NiIWrite(*con, {&part, 1}, limit(*con, timeout));
-    const auto left = static_cast<KEL_INT>(con->mPendLenToWrite);
+    const KELRETURN rc = send(*entry, {&part, 1}, timeout);
+    // What a buffered handle has taken is its own affair.
+    const auto left = static_cast<KEL_INT>(entry->mConHdl->mpExtHdl ? 0 : entry->mConHdl->mPendLenToWrite);
     if (rc == NI_OK || left != 0) *written = std::max(length - left, 0);
     return rc;
 }
@@ -109,12 +105,10 @@ KELRETURN NiWrite(NI_HDL handle, const KEL_RAW* data, KEL_INT length, KEL_INT ti
 
 KELRETURN NiReadV(NI_HDL handle, std::span<const iovec> parts, KEL_INT timeout, KEL_INT* read) noexcept {
     *read = 0;
-    NI_CON* con = connection(handle, parts, "NiRead");
-    if (!con) return NIEINVAL;
+    NITAB* entry = connection(handle, parts, "NiRead");
+    if (!entry) return NIEINVAL;
     std::size_t length = 0;
-    bool whole = false;
-    KELRETURN rc = NiIRead(*con, parts, limit(*con, timeout), &length, &whole);
-    if (rc == NI_OK && whole) rc = NiBufIProcMsg(*con, parts, &length);
+    const KELRETURN rc = receive(*entry, parts, limit(*entry, timeout), length);
     *read = static_cast<KEL_INT>(length);
     return rc;
 }
@@ -127,22 +121,28 @@ KELRETURN NiRead(NI_HDL handle, KEL_RAW* data, KEL_INT length, KEL_INT timeout, 
 KELRETURN NiRawWrite(NI_HDL handle, const KEL_RAW* data, KEL_INT length, KEL_INT timeout,
                      KEL_INT* written) noexcept {
     *written = 0;
-    NI_CON* con = connection(handle, data, length, __func__);
-    if (!con) return NIEINVAL;
+    NITAB* entry = connection(handle, data, length, __func__);
+    if (!entry) return NIEINVAL;
     std::size_t done = 0;
-    const KELRETURN rc =
-        NiIRawWrite(*con, {data, static_cast<std::size_t>(length)}, limit(*con, timeout), &done);
-    *written = static_cast<KEL_INT>(done);
+    const std::span<const KEL_RAW> bytes(data, static_cast<std::size_t>(length));
+    const iovec part{const_cast<KEL_RAW*>(data), bytes.size()};
+    NI_CON& con = *entry->mConHdl;
+    const KELRETURN rc = con.mpExtHdl ? NiBufISend(*entry, {&part, 1}, false, limit(*entry, timeout))
+                                      : NiIRawWrite(con, bytes, limit(*entry, timeout), &done);
+    *written = con.mpExtHdl && rc == NI_OK ? length : static_cast<KEL_INT>(done);
     return rc;
 }
 
 KELRETURN NiRawRead(NI_HDL handle, KEL_RAW* data, KEL_INT length, KEL_INT timeout, KEL_INT* read) noexcept {
     *read = 0;
-    NI_CON* con = connection(handle, data, length, __func__);
-    if (!con) return NIEINVAL;
+    NITAB* entry = connection(handle, data, length, __func__);
+    if (!entry) return NIEINVAL;
     if (length == 0) return refuse(__LINE__, __func__, "parameter invalid (length)");
     std::size_t done = 0;
-    const KELRETURN rc = rawRead(*con, {data, static_cast<std::size_t>(length)}, limit(*con, timeout), &done);
+    const iovec part{data, static_cast<std::size_t>(length)};
+    NI_CON& con = *entry->mConHdl;
+    const KELRETURN rc = con.mpExtHdl ? NiBufIReceive(*entry, {&part, 1}, limit(*entry, timeout), &done)
+                                      : NiIRawRead(con, part, limit(*entry, timeout), &done);
     *read = static_cast<KEL_INT>(done);
     return rc;
 }

@@ -101,8 +101,10 @@ const KEL_CHAR* NiErrStr(KELRETURN rc) noexcept {
 
 KELRETURN NiErrSet(KELRETURN rc, const NiCause& cause) noexcept {
     const Row* row = find(rc);
-    KEL_CHAR text[NI_HOST_MAX + NI_SERV_MAX + 80];
-    std::snprintf(text, sizeof text, row ? row->text : "*** ERROR ***", cause.subject, "", "", "");
+    KEL_CHAR subject[NI_HOST_MAX + NI_SERV_MAX];
+    NiSecStr(cause.subject, subject);
+    KEL_CHAR text[sizeof subject + 80];
+    std::snprintf(text, sizeof text, row ? row->text : "*** ERROR ***", subject, "", "", "");
     const bool system = cause.socket && cause.socket->lastError != 0;
     ErrSetSys(NI_COMPONENT, NI_VERSION, cause.module, cause.line, system ? ERR_LOG_ENTRY : ERR_NO_LOG, text,
               rc, *cause.detail ? "%s: %s" : "%s", system ? cause.socket->lastCall : "",

@@ -218,3 +218,22 @@ KELRETURN NiIRawWrite(NI_CON& con, std::span<const KEL_RAW> data, const Deadline
     *written = 0;
     return sendAll(con, data.size(), deadline, rest, *written);
 }
+
+KELRETURN NiIRawRead(NI_CON& con, const iovec& target, const Deadline& deadline, std::size_t* read) noexcept {
+    *read = std::min(con.mEarly.left().size(), target.iov_len);
+    if (*read != 0) {
+        std::memcpy(target.iov_base, con.mEarly.left().data(), *read);
+        con.mEarly.take(*read);
+        return NI_OK;
+    }
+    for (;;) {
+        SI_RC rc = NiIWait(con.mSocket, SI_READ, deadline);
+        if (rc == SI_ETIMEOUT) return NIETIMEOUT;
+        iovec part = target;
+        if (rc == SI_OK) rc = SiRecvV(&con.mSocket, {&part, 1}, read);
+        if (rc == SI_EINTR || rc == SI_ETIMEOUT) continue;  // a false alarm: wait again
+        con.mCounters.mInOctets += *read;
+        return rc == SI_OK ? static_cast<KELRETURN>(NI_OK)
+                           : NiIFail(NiISystemError(rc, false), con, __LINE__, "NiRawRead", "", true);
+    }
+}

@@ -62,6 +62,9 @@ KELRETURN NiIWrite(NI_CON& con, std::span<const iovec> parts, const Deadline& de
 KELRETURN NiIRawWrite(NI_CON& con, std::span<const KEL_RAW> data, const Deadline& deadline,
                       std::size_t* written) noexcept;
 
+/** Receives plain bytes, those that came early first; one at least. */
+KELRETURN NiIRawRead(NI_CON& con, const iovec& target, const Deadline& deadline, std::size_t* read) noexcept;
+
 /**
  * Deals with control messages; NI_OK leaves the message to the caller, NIEPING swallowed it. `read` changes
  * where another message takes its place.

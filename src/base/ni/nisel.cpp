@@ -4,9 +4,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/ni/nibuf.h"
 #include "base/ni/nierr.h"
-#include "base/ni/nitab.h"
-#include "base/ni/niwait.h"
 
 /** What the calls need of a set. */
 class NISEL {
@@ -36,6 +35,7 @@ struct Member {
     KEL_RAW flags = 0;
     KEL_RAW ready = 0;  ///< Told by the last select, and not yet taken.
     void* data = nullptr;
+    bool buffered = false;
     int sockets[2] = {-1, -1};  ///< As they were at the first NiSelSet: the handle may be closed since.
 };
 
@@ -90,6 +90,8 @@ class NISEL_IMPL : public NISEL {
         taken = 0;
         addClosed();
         if (NiEarly::anywhere()) addEarly();
+        for (const auto& [handle, place] : places)
+            if (bufferedMembers != 0 && members[place].buffered) process(place);
         const Deadline deadline(readyPlaces.empty() ? timeout : 0);
         for (;;) {
             const SI_RC rc = sockets->wait(deadline.left());
@@ -97,7 +99,7 @@ class NISEL_IMPL : public NISEL {
             if (rc != SI_OK && rc != SI_ETIMEOUT)
                 return fail(rc, __LINE__, "NiSelSelect", sockets->failure());
             for (const SISEL_EVENT& event : sockets->events())
-                addReady(event.key, fromSocket(members[event.key], event.flags));
+                happened(event.key, event.flags);
             if (!readyPlaces.empty()) return NI_OK;
             if (rc == SI_ETIMEOUT) return NIETIMEOUT;
         }
@@ -131,6 +133,8 @@ class NISEL_IMPL : public NISEL {
         places.emplace(entry.mHandle, place);
         freePlaces.pop_back();
         members[place] = {.handle = entry.mHandle};
+        members[place].buffered = entry.mConHdl && entry.mConHdl->mpExtHdl;
+        bufferedMembers += members[place].buffered ? 1 : 0;
         members[place].sockets[0] =
             entry.mConHdl ? entry.mConHdl->mSocket.socketNo : entry.mLisHdl->mIPSocket.socketNo;
         if (entry.mLisHdl) members[place].sockets[1] = entry.mLisHdl->mUDSocket.socketNo;
@@ -141,6 +145,7 @@ class NISEL_IMPL : public NISEL {
     void remove(Place place) {
         if (NITAB* entry = NiTabFind(members[place].handle)) --entry->mSelected;
         places.erase(members[place].handle);
+        bufferedMembers -= members[place].buffered ? 1 : 0;
         members[place] = {};
         freePlaces.push_back(place);
     }
@@ -150,7 +155,8 @@ class NISEL_IMPL : public NISEL {
         const Member& member = members[place];
         // The socket of a closed handle may be another's by now.
         const bool closed = !NiTabFind(member.handle);
-        const unsigned flags = closed ? 0 : wanted(member);
+        unsigned flags = closed ? 0 : wanted(member);
+        if (!closed && member.buffered) flags = wantedBuffered(member);
         SI_RC rc = SI_OK;
         for (const int socketNo : member.sockets)
             if (socketNo >= 0 && rc == SI_OK) rc = sockets->watch(socketNo, flags, place);
@@ -160,6 +166,44 @@ class NISEL_IMPL : public NISEL {
     static unsigned wanted(const Member& member) {
         return ((member.flags & (NI_READ | NI_CONNECT)) != 0 ? SISEL_READ : 0) |
                ((member.flags & NI_WRITE) != 0 ? SISEL_WRITE : 0);
+    }
+
+    /** A buffered handle is plain bytes to its reader: they are the reader's business once it is connected.
+     */
+    static bool plainBytes(const NITAB& entry) {
+        const NI_XHDL& record = *entry.mConHdl->mpExtHdl;
+        return record.mTalkmode != MESG_IO && record.mStat != NIBUF_CONN_WAIT;
+    }
+
+    /** A buffered handle reads and sends in the background whatever it is watched for. */
+    static unsigned wantedBuffered(const Member& member) {
+        const NITAB& entry = *NiTabFind(member.handle);
+        if (member.flags == 0) return 0;
+        if (entry.mType == NI_CONN_WAIT) return SISEL_WRITE;
+        const bool asked = plainBytes(entry) || NiBufIReadable(entry);
+        const unsigned reading = asked ? wanted(member) & SISEL_READ : SISEL_READ;
+        return reading | (NiBufIWantsWrite(entry) ? SISEL_WRITE : 0);
+    }
+
+    /** Moves a buffered handle on, and tells of it if that made it ready. */
+    void process(Place place) {
+        Member& member = members[place];
+        NITAB* entry = NiTabFind(member.handle);
+        if (!entry || member.flags == 0) return;
+        NiBufIProcess(*entry);
+        KEL_RAW flags = 0;
+        if (NiBufIReadable(*entry)) flags |= NI_READ;
+        if (NiBufIWritable(*entry)) flags |= NI_WRITE;
+        addReady(place, flags & member.flags);
+        watch(place);
+    }
+
+    void happened(Place place, unsigned events) {
+        const Member& member = members[place];
+        if (member.buffered) process(place);
+        const NITAB* entry = member.buffered ? NiTabFind(member.handle) : nullptr;
+        if (!entry) addReady(place, fromSocket(member, events));
+        if (entry && plainBytes(*entry)) addReady(place, fromSocket(member, events) & NI_READ);
     }
 
     static KEL_RAW fromSocket(const Member& member, unsigned events) {
@@ -208,6 +252,7 @@ class NISEL_IMPL : public NISEL {
     std::size_t taken = 0;
     std::unordered_map<NI_HDL, Place> places;
     unsigned lostSeen = 0;
+    std::size_t bufferedMembers = 0;
     std::size_t closedMembers = 0;  ///< At the last look.
 };
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <new>
 
+#include "base/ni/nibuf.h"
 #include "base/ni/nierr.h"
 #include "base/thr/thr.h"
 

@@ -10,6 +10,8 @@
 #include "base/ni/ni.h"
 #include "base/si/si.h"
 
+struct NI_XHDL;
+
 inline constexpr std::size_t NI_HEADER_LENGTH = 4;
 
 /** Bytes that came early. Counts, over all handles, those that have any, so that select sets look for them.
@@ -41,6 +43,9 @@ class NiEarly {
 
 /** What a connection keeps. */
 struct NI_CON {
+    NI_CON();
+    ~NI_CON();
+
     SI_SOCK mSocket;
     NI_NODEADDR mPeerAddr{};
     KEL_USHORT mPeerServNo = 0;
@@ -64,6 +69,8 @@ struct NI_CON {
     int mCheckWait = 0;     ///< 1: a pong is waited for; 2: pongs are counted.
     KEL_INT mCheckAnswer = 0;
     NI_COUNTERS mCounters;
+
+    std::unique_ptr<NI_XHDL> mpExtHdl;  ///< The record of a buffered handle; mostly none.
 };
 
 /** What a listening handle keeps. */

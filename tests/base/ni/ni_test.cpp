@@ -207,6 +207,109 @@ TEST_F(NiPair, ThePeersEndIsNoticed) {
     EXPECT_STREQ(ErrGetFld(ERR_COMPONENT), "NI (network interface)");
 }
 
+TEST_F(NiPair, APeerThatDiesInTheMiddleOfAMessage) {
+    const std::string bytes = frame("hello");
+    for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+        ni_test::Pair pair;
+        pair.give(bytes.substr(0, cut));
+        pair.hangUp();
+        EXPECT_EQ(ni_test::read(pair.handle), "NIECONN_BROKEN") << cut;
+        EXPECT_EQ(ni_test::read(pair.handle), "NIECONN_BROKEN") << cut;
+    }
+}
+
+TEST_F(NiPair, PeeksDontTakeAnything) {
+    EXPECT_EQ(NiPeek(handle, 0), NIETIMEOUT);
+    EXPECT_EQ(NiPeek(handle, 1), NIETIMEOUT);
+    EXPECT_EQ(NiWriteOK(handle, 0), NI_OK);
+    give(frame("one") + frame("two"));
+    for (const char* expected : {"one", "two"}) {
+        EXPECT_EQ(NiPeek(handle, 5000), NI_OK);
+        EXPECT_EQ(ni_test::read(handle), expected);
+    }
+    EXPECT_EQ(NiPeek(handle, 0), NIETIMEOUT);
+    hangUp();
+    EXPECT_EQ(NiPeek(handle, 5000), NI_OK);
+    EXPECT_EQ(NiPeek(NI_INVALID_HDL, 0), NIEINVAL);
+    EXPECT_EQ(NiWriteOK(NI_INVALID_HDL, 0), NIEINVAL);
+}
+
+TEST_F(NiPair, ChecksOfTheConnection) {
+    KEL_INT written = 0;
+    EXPECT_EQ(NiCheckEx(handle, 0, true, &written), NI_OK);
+    EXPECT_EQ(take(12), frame(PING));
+    EXPECT_EQ(NiCheckEx(handle, 0, false, &written), NI_OK);
+    EXPECT_EQ(take(12), frame(PONG));
+    give(frame(PONG));
+    EXPECT_EQ(get(text), NIEPING);
+    // Within a message of the caller's no ping has a place.
+    const std::string big(4'000'000, 'x');
+    EXPECT_EQ(NiWrite(handle, reinterpret_cast<const KEL_RAW*>(big.data()), 4'000'000, 0, &written),
+              NIETIMEOUT);
+    EXPECT_GT(written, 0);
+    EXPECT_LT(written, 4'000'000);
+    written = 0;
+    EXPECT_EQ(NiCheckEx(handle, 0, true, &written), NIEINVAL);
+}
+
+TEST_F(NiPair, ACheckThatFindsNoRoomLeavesNothingHalfWritten) {
+    const std::string filler(100'000, 'x');
+    KEL_INT written = 0;
+    while (NiRawWrite(handle, reinterpret_cast<const KEL_RAW*>(filler.data()), 100'000, 0, &written) ==
+           NI_OK) {
+    }
+    written = 0;
+    EXPECT_EQ(NiCheckEx(handle, 1, true, &written), NIETIMEOUT);
+    EXPECT_EQ(written, 0);
+    EXPECT_EQ(NiWriteOK(handle, 1), NIETIMEOUT);
+}
+
+TEST_F(NiPair, AsksForTheVersionOfThePeer) {
+    give(frame(control(2, 0, "", "rest")));  // nobody asked
+    EXPECT_EQ(get(text), NIEPING);
+    ASSERT_EQ(NiVersionEx(handle, 0), NI_OK);
+    EXPECT_EQ(take(28), frame(control(1, 0, "", std::string(4, '\0'))));
+    give(frame(control(2, 0, "", "rest")));
+    EXPECT_EQ(get(text), NI_OK);
+    EXPECT_EQ(text, "\x28");
+}
+
+TEST_F(NiPair, PlainBytesAreNotFramed) {
+    KEL_RAW buffer[8];
+    KEL_INT length = 0;
+    EXPECT_EQ(NiRawRead(handle, buffer, sizeof buffer, 1, &length), NIETIMEOUT);
+    give("\x80-plain-bytes");
+    EXPECT_EQ(NiRawRead(handle, buffer, sizeof buffer, 5000, &length), NI_OK);
+    EXPECT_EQ(std::string(buffer, buffer + length), "\x80-plain-");
+    EXPECT_EQ(NiRawRead(handle, buffer, sizeof buffer, 5000, &length), NI_OK);
+    EXPECT_EQ(std::string(buffer, buffer + length), "bytes");
+    EXPECT_EQ(NiRawWrite(handle, buffer, 5, 5000, &length), NI_OK);
+    EXPECT_EQ(take(5), "bytes");
+    NI_COUNTERS counters;
+    EXPECT_EQ(NiHdlGetCounters(handle, &counters), NI_OK);
+    EXPECT_EQ(counters.mInOctets, 13u);
+    EXPECT_EQ(counters.mOutOctets, 5u);
+    EXPECT_EQ(counters.mInMsgs + counters.mOutMsgs, 0u);
+    EXPECT_EQ(NiRawRead(handle, buffer, 0, 0, &length), NIEINVAL);
+    EXPECT_EQ(NiRawRead(handle, nullptr, 5, 0, &length), NIEINVAL);
+    EXPECT_EQ(NiRawWrite(handle, buffer, -1, 0, &length), NIEINVAL);
+    hangUp();
+    EXPECT_EQ(NiRawRead(handle, buffer, sizeof buffer, 5000, &length), NIECONN_BROKEN);
+    EXPECT_EQ(length, 0);
+    EXPECT_STREQ(ErrGetFld(ERR_ERRNO), "");  // an orderly end is no system error
+}
+
+TEST_F(NiPair, AHandleThatDoesNotBlockNeverWaits) {
+    ASSERT_EQ(NiHdlSetBlockmode(handle, false), NI_OK);
+    EXPECT_EQ(get(text, 100, -1), NIETIMEOUT);
+    EXPECT_EQ(NiPeek(handle, -1), NIETIMEOUT);
+    NI_HDL same = NI_INVALID_HDL;
+    int socketNo = -1;
+    ASSERT_EQ(NiHdlToSock(handle, &socketNo), NI_OK);
+    ASSERT_EQ(NiSockToHdl(socketNo, &same), NI_OK);
+    EXPECT_EQ(same, handle);
+}
+
 TEST_F(NiPair, StaleHandlesAreRefused) {
     const NI_HDL stale = handle;
     ASSERT_EQ(NiCloseHandle(handle), NI_OK);
@@ -300,6 +403,9 @@ TEST(Ni, Names) {
     EXPECT_TRUE(NiIsIPv4(address));
     EXPECT_STREQ(NiErrStr(NIEROUT_PERM_DENIED), "NIEROUT_PERM_DENIED");
     EXPECT_STREQ(NiErrStr(-9), "*** ERROR ***");
+    EXPECT_EQ(NiErrSet(NIEROUT_CANCELED), NIEROUT_CANCELED);
+    EXPECT_STREQ(ErrGetFld(ERR_ERROR), "route canceled by administator");
+    EXPECT_STREQ(ErrGetFld(ERR_RETURN_CODE), "-97");
 }
 
 TEST(Ni, TextsShowNoPasswords) {
