@@ -1,5 +1,9 @@
 #include "config/inireader.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstring>
 
 #include "config/secret.h"
@@ -82,6 +86,16 @@ std::string_view trimmed(std::string_view text) noexcept {
     const auto first = text.find_first_not_of(blanks);
     if (first == text.npos) return {};
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+IniFile openIniFile(const KEL_UC* name) noexcept {
+    const int descriptor = ::open(name, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (descriptor < 0) return nullptr;
+    struct stat properties {};
+    const bool regular = ::fstat(descriptor, &properties) == 0 && S_ISREG(properties.st_mode);
+    IniFile file(regular ? ::fdopen(descriptor, "r") : nullptr);
+    if (!file) ::close(descriptor);
+    return file;
 }
 
 void readIniFile(std::FILE* file, IniSink& sink) {

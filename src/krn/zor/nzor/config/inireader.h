@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string_view>
 
 #include "config/zoroptions.h"
@@ -20,6 +21,15 @@ class IniSink {
   protected:
     ~IniSink() = default;
 };
+
+struct IniFileCloser {
+    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+using IniFile = std::unique_ptr<std::FILE, IniFileCloser>;
+
+/** Opens a file for reading; NULL if there is none. What isn't a file, a pipe for one, is never waited for.
+ */
+IniFile openIniFile(const KEL_UC* name) noexcept;
 
 /** Reads a file to its end, or to where it can't be read. The file stays the caller's. Throws what the sink
  * throws. */

@@ -55,10 +55,6 @@ KEL_string withSlash(KEL_string directory) {
     return directory;
 }
 
-struct FileCloser {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-
 /** A name for the log, short enough that the key and the reason behind it aren't cut off. */
 KEL_string shortened(const KEL_string& name) {
     constexpr size_t longest = 128;
@@ -205,7 +201,7 @@ class ZorConfigState final {
 
     static void readFile(const KEL_string& path, IniSink& sink) {
         const KEL_string name = path.empty() ? iniFileName : path + "/" + iniFileName;
-        const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(name.c_str(), "re"));
+        const IniFile file = openIniFile(name.c_str());
         if (!file) return;
         const bool traced = currentLevel() > 2;
         if (traced) ZorTraceWrite("Reading config settings from %s\n", name.c_str());

@@ -2,6 +2,7 @@
 #include <bit>
 #include <cstring>
 
+#include "convert/sevenbit.h"
 #include "convert/zorconverter.h"
 #include "wire/zoritemstream.h"
 
@@ -13,10 +14,6 @@ constexpr unsigned maxShortLength = longLengthMark - 1;
 void putBig(KEL_RAW* target, KEL_UINT value, unsigned width) noexcept {
     for (unsigned i = 0; i < width; ++i)
         target[i] = static_cast<KEL_RAW>(value >> (8 * (width - 1 - i)));
-}
-
-bool isSevenBit(std::string_view text) noexcept {
-    return std::all_of(text.begin(), text.end(), [](KEL_UC c) { return static_cast<KEL_RAW>(c) < 0x80; });
 }
 
 const KEL_RAW* rawBytes(std::string_view text) noexcept {
@@ -77,10 +74,12 @@ const ZorConverter& ZorItemStream::toUtf8() const {
 void ZorItemStream::writeZorUTF8Chars(ZORID id, std::string_view text) {
     if (text.empty()) return writeZorFlag(id);
     std::span<const KEL_RAW> utf8(rawBytes(text), text.size());
-    if (!isSevenBit(text)) {
+    const ZorConverter& converter = toUtf8();
+    if (!converter.keepsSevenBit() || !zorIsSevenBit(utf8)) {
         writeBuf.resize(text.size() * 4);
         unsigned written = static_cast<unsigned>(writeBuf.size());
-        toUtf8().convert(utf8.data(), static_cast<unsigned>(utf8.size()), writeBuf.data(), &written, nullptr);
+        converter.convert(utf8.data(), static_cast<unsigned>(utf8.size()), writeBuf.data(), &written,
+                          nullptr);
         utf8 = std::span<const KEL_RAW>(writeBuf).first(written);
     }
     writeZorIDBegin(id, static_cast<unsigned>(utf8.size() + 1));

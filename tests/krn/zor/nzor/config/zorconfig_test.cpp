@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <kelzor/config.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <functional>
@@ -74,6 +75,7 @@ TEST_F(ZorConfigTest, WhatCantBeReadIsNoError) {
         [] {},
         [&] { std::filesystem::create_directory(file); },
         [&] { std::filesystem::create_symlink(file, file); },
+        [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); },  // nobody writes into it
         [&] {
             writeFile(file, ::geteuid() == 0 ? "" : "DEFAULT\nZOR_TRACE=1\n");
             std::filesystem::permissions(file, std::filesystem::perms::none);

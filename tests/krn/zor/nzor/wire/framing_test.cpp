@@ -95,6 +95,18 @@ TEST(Strings, travelAsUtf8WithAClosingNul) {
     }
 }
 
+TEST(Strings, ofSevenBitsMayBeOtherCharactersInTheOwnPage) {
+    // In EBCDIC, 0x40 and 0x5C are a blank and a star; they travel as 0x20 and 0x2A.
+    MemoryItemStream stream;
+    stream.control.codepage.assign("0120");
+    stream.writeZorUTF8Chars(ZORID_FieldValue, "\x40\x5C");
+    EXPECT_EQ(stream.takeOut(), item(ZORID_FieldValue, bytesOf(std::string(" *\0", 3))));
+    stream.layIn(bytesOf(" *"));
+    KEL_string back;
+    stream.readZorUTF8Chars(back, 2);
+    EXPECT_EQ(back, "\x40\x5C");
+}
+
 TEST(Strings, aSequenceMayCrossTheBorderOfTwoChunks) {
     // 64 KiB are read at once; a two-byte character lies across that border, and one behind it.
     std::string text(64 * 1024 - 1, 'x');
