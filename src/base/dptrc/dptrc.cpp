@@ -188,11 +188,11 @@ void DpUnlock() noexcept {
     ThrCSUnlock(&ctrcadm_mtx);
 }
 
-DpHold::DpHold(int level, std::source_location place) noexcept {
+DpHold::DpHold(int level, const KEL_CHAR* path, int line) noexcept {
     DpLock();
     outer = CTrcState().EntLev;
     CTrcState().EntLev = level;
-    CTrcSaveLocation(place.file_name(), static_cast<int>(place.line()));
+    CTrcSaveLocation(path, line);
 }
 
 DpHold::~DpHold() {

@@ -19,7 +19,6 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
-#include <source_location>
 #include <string_view>
 
 /**
@@ -56,7 +55,8 @@ void DpUnlock() noexcept;
 /** A statement of a level: locked, its place noted for an error line. */
 class DpHold {
   public:
-    explicit DpHold(int level, std::source_location place = std::source_location::current()) noexcept;
+    // Builtins, since the compiler of the fuzz targets has no std::source_location.
+    explicit DpHold(int level, const KEL_CHAR* path = __builtin_FILE(), int line = __builtin_LINE()) noexcept;
     ~DpHold();
     DpHold(const DpHold&) = delete;
     DpHold& operator=(const DpHold&) = delete;

@@ -82,7 +82,7 @@ class NI_LINEAR_CACHE {
 
     struct Entry {
         Type entryType = Type::free;
-        KEL_CHAR name[NAME_MAX_LENGTH] = "";
+        KEL_CHAR name[NAME_MAX_LENGTH] = {};
         Value value{};
         std::int64_t timestamp = 0;
     };

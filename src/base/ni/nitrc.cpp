@@ -9,7 +9,7 @@ constexpr std::size_t TEXT_MAX = 512;
 
 void NiTrcErr(const NiPlace& where, const KEL_CHAR* format, ...) noexcept {
     if (ct_level < 1) return;
-    const DpHold hold(1, where.place);
+    const DpHold hold(1, where.path, where.line);
     KEL_CHAR text[TEXT_MAX];
     std::va_list arguments;
     va_start(arguments, format);
@@ -20,7 +20,7 @@ void NiTrcErr(const NiPlace& where, const KEL_CHAR* format, ...) noexcept {
 
 void NiTrc(int level, const NiPlace& where, const KEL_CHAR* format, ...) noexcept {
     if (ct_level < level) return;
-    const DpHold hold(level, where.place);
+    const DpHold hold(level, where.path, where.line);
     KEL_CHAR text[TEXT_MAX];
     std::va_list arguments;
     va_start(arguments, format);

@@ -1,14 +1,13 @@
 /** @file Trace statements of the layer; private to it. */
 #pragma once
 
-#include <source_location>
-
 #include "base/dptrc/dptrc.h"
 
 /** The function that has something to tell, and where the statement stands. */
 struct NiPlace {
     const KEL_CHAR* function;
-    std::source_location place = std::source_location::current();
+    const KEL_CHAR* path = __builtin_FILE();
+    int line = __builtin_LINE();
 };
 
 /** An error line "<function>: <text>", from level 1 on. Texts carry no secrets at any level. */

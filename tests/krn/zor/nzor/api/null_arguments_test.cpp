@@ -1,12 +1,18 @@
 // Every function of the shared library, called with nothing but zeros, refuses and says why, and works
 // the same without a record. The list of functions is generated from the public headers, so a new one
-// needs a row here only if its refusal isn't one of the frame's two.
+// needs a row here only if its refusal isn't one of the frame's two. The trace opens and closes as the family
+// of the function demands.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <kelzor.h>
+#include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <set>
@@ -123,6 +129,96 @@ void expectRefusal(const Subject& subject) {
     if (info.code == ZOR_OK) return;
     EXPECT_STREQ(info.key, expected.key != nullptr ? expected.key : zorRcName(info.code));
     EXPECT_EQ(info.group, expected.group);
+}
+
+/** Trace of the shared library, which isn't the one that is linked into this program. */
+class LibraryTrace {
+  public:
+    LibraryTrace() : library(dlopen(KELZOR_LIBRARY, RTLD_LAZY | RTLD_LOCAL)) {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kelzorXXXXXX").string();
+        directory = mkdtemp(pattern.data());
+        text("ZorSetTraceDir", directory.string());
+        text("ZorSetTraceType", "PROCESS");
+    }
+    ~LibraryTrace() {
+        setLevel(0);
+        text("ZorSetTraceDir", ".");
+        std::filesystem::remove_all(directory);
+    }
+
+    void setLevel(unsigned level) {
+        const auto set = reinterpret_cast<decltype(&ZorSetTraceLevel)>(dlsym(library, "ZorSetTraceLevel"));
+        ASSERT_EQ(set(nullptr, nullptr, level, nullptr), ZOR_OK);
+    }
+
+    /** What was written since the last look, without the lines that tell the time after a pause. */
+    std::string written() {
+        char name[32];
+        std::snprintf(name, sizeof name, "zor%.5d.trc", static_cast<int>(getpid()));
+        std::ifstream file(directory / name, std::ios::binary);
+        file.seekg(seen);
+        std::string found, line;
+        while (std::getline(file, line))
+            if (line.compare(0, 4, "*** ") != 0) found += line + "\n";
+        seen = static_cast<std::streamoff>(std::filesystem::file_size(directory / name));
+        return found;
+    }
+
+  private:
+    void text(const char* function, std::string value) {
+        const auto set = reinterpret_cast<decltype(&ZorSetTraceDir)>(dlsym(library, function));
+        EXPECT_EQ(set(value.data(), nullptr), ZOR_OK) << function;
+    }
+
+    void* const library;
+    std::filesystem::path directory;
+    std::streamoff seen = 0;
+};
+
+bool accessesFields(const std::string& name) {
+#define ZOR_EXPORT(function, family, frame) {#function, #family},
+    static const std::map<std::string, std::string> families = {
+#include "api/exports.def"
+    };
+#undef ZOR_EXPORT
+    return families.at(name) == "FieldRead" || families.at(name) == "FieldWrite";
+}
+
+/** The closing lines of a call. */
+std::string closing(const char* name, const ZOR_ERROR_INFO& info) {
+    std::string text = std::string("<< ") + name + " returned " + zorRcName(info.code) + "\n";
+    if (info.code != ZOR_OK) {
+        text += std::string("\tZOR_ERROR_INFO.key: ") + info.key + "\n";
+        text += std::string("\tZOR_ERROR_INFO.message: ") + info.message + "\n";
+    }
+    return text + "\n";
+}
+
+TEST(NullArguments, TheTraceOpensAndClosesAtTheThresholdOfTheFamily) {
+    LibraryTrace trace;
+    trace.setLevel(1);
+    trace.setLevel(0);  // the file is there, its head and these lines are passed over
+    trace.written();
+    for (const Subject& subject : exportedSubjects()) {
+        if (!subject.call || leftOut.count(subject.name) > 0) continue;
+        for (unsigned level = 0; level <= 3; ++level) {
+            trace.setLevel(level);
+            trace.written();
+            ZOR_ERROR_INFO info;
+            std::memset(&info, 0, sizeof info);
+            subject.call(&info);
+            const std::string found = trace.written();
+            SCOPED_TRACE(subject.name + std::to_string(level));
+            const bool always = subject.name == std::string("ZorSetCpicTraceLevel");
+            const bool opens = level > (accessesFields(subject.name) ? 2u : 0u) || always;
+            const std::string opening = opens ? std::string(">> ") + subject.name + "\n" : "";
+            EXPECT_EQ(found.substr(0, opening.size()), opening);
+            // A refusal closes at any level, whatever the family; lines of the call may stand between.
+            const std::string end = level > 0 || always ? closing(subject.name, info) : "";
+            EXPECT_EQ(found.substr(found.size() - std::min(found.size(), end.size())), end);
+            EXPECT_TRUE(opens || found == end) << found;
+        }
+    }
 }
 
 TEST(NullArguments, EveryExportedFunctionRefuses) {
