@@ -16,12 +16,13 @@ namespace zordev {
 
 /** What a packet means besides the data that it carries. */
 enum class BridgeMark : Byte {
-    data = 0,    /**< More data of the same sender will follow. */
-    turn = 1,    /**< The sender gives the right to send to its peer. */
-    end = 2,     /**< The sender ended the conversation; the data is its last word. */
-    cancel = 3,  /**< The sender cancelled; the conversation is over. */
-    gone = 4,    /**< Never sent: the peer closed its end. */
-    accepted = 5 /**< A program has taken the other end of the bridge; its first packet, without data. */
+    data = 0,     /**< More data of the same sender will follow. */
+    turn = 1,     /**< The sender gives the right to send to its peer. */
+    end = 2,      /**< The sender ended the conversation; the data is its last word. */
+    cancel = 3,   /**< The sender cancelled; the conversation is over. */
+    gone = 4,     /**< Never sent: the peer closed its end. */
+    accepted = 5, /**< A program has taken the other end of the bridge; its first packet, without data. */
+    abend = 6     /**< The sender ended the conversation by an error: its code in 4 bytes, then its block. */
 };
 
 /** Most data that one packet carries, in bytes. Longer messages go as several packets. */

@@ -106,11 +106,12 @@ void Connection::serveStarted() {
     link_.context = programContext(conversationId_, services_);
     link_.context.protocol = PROTOCOL_EXTERNAL;
     const bool streaming = (services_.capabilities.acceptInfo2 & GW_ACCEPT2_STREAMING) != 0;
-    Exchange exchange(link_, std::move(*partner),
-                      {.maySend = false, .streaming = streaming, .crossed = [streaming](ByteSpan message) {
-                           const bool bare = message.size() == hdr::length;
-                           return streaming && bare && message[hdr::rqtype] == GW_RQ_RECEIVE;
-                       }});
+    Exchange exchange(
+        link_, std::move(*partner),
+        {.maySend = false, .streaming = streaming, .aside = [streaming](ByteSpan message, bool first) {
+             const bool asks = message.size() == hdr::length && message[hdr::rqtype] == GW_RQ_RECEIVE;
+             return first && streaming && asks ? Aside::ignore : Aside::none;
+         }});
     exchange.run();
     exchange.shutDown();
 }

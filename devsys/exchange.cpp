@@ -21,14 +21,18 @@ Exchange::Exchange(Link& link, BridgeEnd bridge, ExchangeStart start)
       bridge_(std::move(bridge)),
       state_(start.maySend ? State::sending : State::receiving),
       streaming_(start.streaming),
-      crossed_(std::move(start.crossed)),
+      aside_(std::move(start.aside)),
       pending_(ANSWER_ROOM + BRIDGE_MAX_DATA) {}
 
 bool Exchange::run() {
     bool good = push(FIRST_BLOCK);
     while (good && state_ != State::over) {
         ByteSpan message;
-        good = link_.next(message) && (ignored(message) || handle(message));
+        if (!link_.next(message)) {
+            good = false;
+        } else if (const Aside aside = asideOf(message); aside != Aside::ignore) {
+            good = aside == Aside::none && handle(message);
+        }
     }
     if (!good && state_ == State::receiving && link_.closing()) {
         link_.sendRefusal(GW_RQ_RECEIVE, GW_SHUTDOWN, "gateway shutdown", CM_DEALLOCATED_ABEND);
@@ -37,10 +41,10 @@ bool Exchange::run() {
     return good;
 }
 
-bool Exchange::ignored(ByteSpan message) {
-    if (crossed_ && crossed_(message)) return true;
-    crossed_ = nullptr;
-    return false;
+Aside Exchange::asideOf(ByteSpan message) {
+    const Aside aside = aside_ ? aside_(message, first_) : Aside::none;
+    if (aside == Aside::none) first_ = false;
+    return aside;
 }
 
 bool Exchange::handle(ByteSpan message) {
@@ -56,6 +60,10 @@ bool Exchange::handle(ByteSpan message) {
             return cancel(message);
         case GW_RQ_DEALLOCATE:
             return deallocate(message);
+        case GW_RQ_FLUSH:
+            return checkBareRequest(message, 0, F_V_FLUSH, link_.log()) || link_.refuse(message);
+        case GW_RQ_KEL_SYNC:
+            return sync(message);
         default:
             return outOfOrder(message);
     }
@@ -91,12 +99,26 @@ bool Exchange::answerSend() {
     answer.rqtype = GW_RQ_SEND_DATA;
     if (poll(&partner, 1, 0) > 0) {
         if (!awaitPartner()) return false;
-        if (pendingMark_ == BridgeMark::gone) return deliverFailure(GW_RQ_SEND_DATA);
+        if (pendingMark_ == BridgeMark::gone || pendingMark_ == BridgeMark::abend)
+            return deliverFailure(GW_RQ_SEND_DATA);
         endedByPartner_ = pendingMark_ == BridgeMark::end;
         if (endedByPartner_) state_ = State::over;
         answer.appcRc = endedByPartner_ ? CM_DEALLOCATED_NORMAL : CM_CANCEL_REQUEST;
     }
+    if (link_.faults().askForSync && answer.appcRc == CM_OK) {
+        answer.info = CPIC_SYNC_REQ;
+        awaitingSync_ = true;
+    }
     return link_.sendBare(answer, MessageKind::dataAnswer);
+}
+
+// The sender says that it has come so far, because it was asked to.
+bool Exchange::sync(ByteSpan message) {
+    if (!std::exchange(awaitingSync_, false)) return outOfOrder(message);
+    if (!checkBareRequest(message, SYNC_CPIC_FUNCTION, 0, link_.log())) return link_.refuse(message);
+    Answer answer;
+    answer.rqtype = GW_RQ_KEL_SYNC;
+    return link_.sendBare(answer, MessageKind::answer);
 }
 
 // Whoever streams asks once; all that follows is pushed in blocks of the same size until the right to send
@@ -149,7 +171,8 @@ bool Exchange::handleWhileWaiting() {
     ByteSpan message;
     const Incoming incoming = link_.read(message);
     if (incoming != Incoming::message) return incoming == Incoming::ping;
-    if (ignored(message)) return true;
+    const Aside aside = asideOf(message);
+    if (aside != Aside::none) return aside == Aside::ignore;
     if (!checkHeader(message, link_.context, link_.log())) return link_.refuse(message);
     if (message[hdr::rqtype] == GW_RQ_KEL_CANCEL) return cancel(message);
     if (message[hdr::rqtype] == GW_RQ_DEALLOCATE) return deallocate(message);
@@ -159,7 +182,9 @@ bool Exchange::handleWhileWaiting() {
 // Answers a request that receives with as much of the pending packet as it asked for.
 bool Exchange::deliver(std::uint8_t rqtype, std::uint32_t requested) {
     if (!sendPings()) return false;
-    if (pendingMark_ == BridgeMark::gone || pendingMark_ == BridgeMark::cancel) return deliverFailure(rqtype);
+    const bool fails = pendingMark_ == BridgeMark::gone || pendingMark_ == BridgeMark::cancel ||
+                       pendingMark_ == BridgeMark::abend;
+    if (fails) return deliverFailure(rqtype);
     const std::size_t length = std::min<std::size_t>(requested, pendingEnd_ - pendingBegin_);
     const bool last = pendingBegin_ + length == pendingEnd_;
     const bool complete = last && pendingMark_ != BridgeMark::data;
@@ -192,6 +217,11 @@ bool Exchange::deliverFailure(std::uint8_t rqtype) {
         return link_.sendRefusal(GW_RQ_KEL_CANCELED, C_MANUAL_CANCELD, "the partner has cancelled",
                                  CM_DEALLOCATED_ABEND);
     }
+    if (pendingMark_ == BridgeMark::abend) {
+        const ByteSpan data = ByteSpan(pending_).subspan(pendingBegin_, pendingEnd_ - pendingBegin_);
+        return link_.sendError(rqtype, CM_DEALLOCATED_ABEND, static_cast<int>(loadBe32(data, 0)),
+                               asText(data.subspan(4)));
+    }
     // In an orderly end of the gateway both sides go, in any order.
     if (link_.closing()) {
         return link_.sendRefusal(rqtype, GW_SHUTDOWN, "gateway shutdown", CM_DEALLOCATED_ABEND);
@@ -215,9 +245,16 @@ bool Exchange::cancel(ByteSpan message) {
 }
 
 bool Exchange::deallocate(ByteSpan message) {
+    state_ = State::over;
+    if (endsByError(message)) {
+        // Code and block lie apart in the request.
+        std::vector<Byte> data(message.begin() + hdr::kelRc, message.begin() + hdr::kelRc + 4);
+        data.insert(data.end(), message.begin() + hdr::length, message.end());
+        bridge_.send(BridgeMark::abend, data);
+        return true;
+    }
     if (!checkBareRequest(message, 0, 0, link_.log())) return link_.refuse(message);
     bridge_.send(BridgeMark::end, {});
-    state_ = State::over;
     return true;
 }
 

@@ -13,13 +13,19 @@
 
 namespace zordev {
 
+/** What a message means that isn't the conversation's own. */
+enum class Aside {
+    none,   /**< It is the conversation's. */
+    ignore, /**< It crossed the beginning and means nothing any more. */
+    leave   /**< The link's side leaves altogether. */
+};
+
 /** How a data phase begins. */
 struct ExchangeStart {
     bool maySend = true;    /**< The link's side has the right to send: a client, not a program. */
     bool streaming = false; /**< What the partner sends is pushed; only the first receive is asked for. */
-    /** Recognises messages that crossed the beginning and mean nothing any more; called until the first that
-     * does. */
-    std::function<bool(ByteSpan message)> crossed{};
+    /** Looks at each message before the conversation does; `first` up to its first own message. */
+    std::function<Aside(ByteSpan message, bool first)> aside{};
 };
 
 /** One data phase. For one thread. */
@@ -54,14 +60,17 @@ class Exchange {
     bool deallocate(ByteSpan message);
     bool sendPings();
     bool outOfOrder(ByteSpan message);
-    bool ignored(ByteSpan message);
+    Aside asideOf(ByteSpan message);
+    bool sync(ByteSpan message);
 
     Link& link_;
     BridgeEnd bridge_;
     State state_;
     bool streaming_;
-    std::function<bool(ByteSpan message)> crossed_;
+    std::function<Aside(ByteSpan message, bool first)> aside_;
+    bool first_ = true;  // no message of the conversation's own has come
     bool endedByPartner_ = false;
+    bool awaitingSync_ = false;  // the answer to a send has asked for KEL_SYNC
     unsigned unansweredSends_ = 0;
     // What the partner sent and wasn't fetched: room for the answer's header, then the data.
     std::vector<Byte> pending_;

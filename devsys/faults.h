@@ -59,6 +59,8 @@ struct Faults {
     unsigned gatewayPings = 0;
     /** Network pings sent before each data answer; the client answers each. */
     unsigned networkPings = 0;
+    /** Answers to sends ask the sender for KEL_SYNC. That is no fault, but no gateway needs it. */
+    bool askForSync = false;
     /** `appc_rc` of the answer to a cancel: 18 ends the conversation, 0 leaves that to the client. */
     int cancelAnswer = 18;
 

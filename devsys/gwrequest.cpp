@@ -80,6 +80,11 @@ void checkReceiveFields(RecordChecker& check) {
 
 }  // namespace
 
+bool endsByError(ByteSpan message) {
+    return message.size() >= hdr::length && message[hdr::rqtype] == GW_RQ_DEALLOCATE &&
+           (message[hdr::info] & WITH_ERR_INFO) != 0;
+}
+
 bool checkHeader(ByteSpan message, const RequestContext& context, ViolationLog& log) {
     if (message.size() < hdr::length) {
         log.add({"request header", 0, "80 bytes",
@@ -91,13 +96,15 @@ bool checkHeader(ByteSpan message, const RequestContext& context, ViolationLog& 
     check.number1(hdr::mode, 0, "mode");
     check.number2(hdr::uid, 0xFFFF, "uid");
     check.number2(hdr::gwId, 0, "gw_id");
-    check.number2(hdr::errLen, 0, "err_len");
+    const bool error = endsByError(message);
+    check.number2(hdr::errLen, error ? static_cast<std::uint16_t>(message.size() - hdr::length) : 0,
+                  "err_len");
     check.that(message[hdr::traceLevel] <= 3, hdr::traceLevel, 1, "0 to 3", "trace_level");
     check.number4(hdr::blockSeqNr, 0, "block_seq_nr, fill_0");
     check.number4(hdr::timeout, 0, "timeout");
     check.number2(hdr::priority, 0, "priority, fill_1");
-    check.number4(hdr::appcRc, 0, "appc_rc");
-    check.number4(hdr::kelRc, 0, "kel_rc");
+    check.number4(hdr::appcRc, error ? CM_DEALLOCATED_ABEND : CM_OK, "appc_rc");
+    if (!error) check.number4(hdr::kelRc, 0, "kel_rc");
     check.bytes(hdr::conversationId, asBytes({context.conversationId.data(), hdr::conversationIdWidth}),
                 "conversation_ID");
     const bool unnamed = context.indexOptional && loadBe16(message, hdr::connIdx) == NO_INDEX;

@@ -70,6 +70,9 @@ std::string partnerProgram(ByteSpan message);
 bool checkSetPartnerLuName(ByteSpan message, ViolationLog& log);
 /** Checks a request that is a bare header: `infoBits` are its `info`, `vector` the `rqtype2` it may have. */
 bool checkBareRequest(ByteSpan message, std::uint8_t infoBits, std::uint8_t vector, ViolationLog& log);
+/** Whether a request is a DEALLOCATE that tells the partner of an error, whose block lies behind the header.
+ */
+bool endsByError(ByteSpan message);
 /** Checks and reads SEND_DATA (`answered`) or ASEND_DATA. */
 DataRequest readSend(ByteSpan message, bool answered, ViolationLog& log);
 /** Checks and reads KEL_SEND: data and the receive that follows, in one message. */

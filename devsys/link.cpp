@@ -82,7 +82,10 @@ bool Link::sendBare(const Answer& answer, MessageKind kind) {
 }
 
 bool Link::sendRefusal(std::uint8_t rqtype, int kelRc, std::string_view reason, int appcRc) {
-    const std::string block = makeErrorBlock(kelRc, "conversation ended", reason);
+    return sendError(rqtype, appcRc, kelRc, makeErrorBlock(kelRc, "conversation ended", reason));
+}
+
+bool Link::sendError(std::uint8_t rqtype, int appcRc, int kelRc, std::string_view block) {
     Answer answer;
     answer.rqtype = rqtype;
     answer.appcRc = appcRc;

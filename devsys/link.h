@@ -45,6 +45,8 @@ class Link {
     bool sendBare(const Answer& answer, MessageKind kind);
     /** Sends an answer that says no, with an error block. */
     bool sendRefusal(std::uint8_t rqtype, int kelRc, std::string_view reason, int appcRc = REFUSED);
+    /** The same with a block that is there already. */
+    bool sendError(std::uint8_t rqtype, int appcRc, int kelRc, std::string_view block);
     /** Sends a ping of the network. */
     bool sendPing();
     /** Ends with a request that broke the protocol: whoever waits for its answer is told so. Always false. */

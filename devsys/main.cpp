@@ -103,6 +103,7 @@ void addFaults(CLI::App& app, zordev::Faults& faults, Arguments& arguments) {
     app.add_option("--network-pings", faults.networkPings, "Network pings before data answers")->group(group);
     app.add_option("--cancel-answer", faults.cancelAnswer, "Return code of cancel answers, 0 or 18")
         ->group(group);
+    app.add_flag("--ask-for-sync", faults.askForSync, "Ask for KEL_SYNC in answers to sends")->group(group);
     app.add_option("--conversation-number", faults.conversationNumber, "The id of all conversations")
         ->group(group);
 }

@@ -92,9 +92,9 @@ bool Registration::serve(BridgeEnd partner) {
     const bool streaming = (services_.capabilities.acceptInfo2 & GW_ACCEPT2_STREAMING) != 0;
     if (!sendCall(streaming)) return false;
     Exchange exchange(link_, std::move(partner),
-                      {.maySend = false, .streaming = streaming, .crossed = [this](ByteSpan message) {
-                           return crossed(message);
-                       }});
+                      {.maySend = false,
+                       .streaming = streaming,
+                       .aside = [this](ByteSpan message, bool first) { return asideOf(message, first); }});
     const bool good = exchange.run();
     exchange.shutDown();
     link_.context = own_;
@@ -194,13 +194,16 @@ bool Registration::unaccept() {
     return true;
 }
 
-// Sent before the program knew of its partner, and without a meaning by now.
-bool Registration::crossed(ByteSpan message) {
-    if (message.size() != hdr::length || idOf(message) != idOf(own_)) return false;
+// A registration can be left in the middle of a conversation; the other requests were sent before the program
+// knew of its partner, and have no meaning any more.
+Aside Registration::asideOf(ByteSpan message, bool first) {
+    if (message.size() != hdr::length || idOf(message) != idOf(own_)) return Aside::none;
     const std::uint8_t rqtype = message[hdr::rqtype];
-    const bool known = rqtype == GW_RQ_KEL_UNACCPTP || (rqtype == GW_RQ_KEL_ACCPTP && rearming_);
-    rearming_ = known;
-    return known && checkRegistrationRequest(message, own_, link_.log());
+    const bool leaves = rqtype == GW_RQ_KEL_UNREGTP;
+    const bool crossed = first && (rqtype == GW_RQ_KEL_UNACCPTP || (rqtype == GW_RQ_KEL_ACCPTP && rearming_));
+    if (!leaves && !crossed) return Aside::none;
+    rearming_ = rqtype == GW_RQ_KEL_UNACCPTP;
+    return checkRegistrationRequest(message, own_, link_.log()) && crossed ? Aside::ignore : Aside::leave;
 }
 
 }  // namespace zordev

@@ -46,7 +46,7 @@ class Registration {
     bool accept(ByteSpan message);
     bool unaccept();
     bool adoptId(ByteSpan message);
-    bool crossed(ByteSpan message);
+    Aside asideOf(ByteSpan message, bool first);
 
     Link& link_;
     std::string nameStart_;

@@ -151,6 +151,27 @@ TEST(Faults, ShutDownWaitsForNobody) {
     }
 }
 
+TEST(Faults, ASenderIsAskedToSynchronise) {
+    DevSystem system;
+    Faults faults;
+    faults.askForSync = true;
+    system.setFaults(faults);
+    Client client(system.gatewayPort());
+    logOn(client);
+    const std::string call = callStream("ZOR_PING", "");
+    client.send(client.sendRequest(7, call.substr(0, 10)));
+    EXPECT_EQ(client.receive().substr(30, 1), hex("08"));
+    client.send(client.bareRequest(205, 1));
+    EXPECT_EQ(client.receive().substr(1, 1), hex("CD"));
+    client.send(client.bareRequest(27, 0));  // a flush has no answer
+    client.send(client.sendReceiveRequest(call.substr(10)));
+    EXPECT_EQ(client.receive().size(), 80U + 6U);
+    EXPECT_EQ(system.violationText(), "");
+    client.send(client.bareRequest(205, 1));
+    client.receive();
+    EXPECT_EQ(system.violations().size(), 1U);
+}
+
 TEST(Program, PrintsItsPortAndEndsWithItsInput) {
     std::FILE* program = popen(KELZOR_ZORDEV " --end-with-input < /dev/null", "r");
     ASSERT_NE(program, nullptr);

@@ -199,6 +199,39 @@ TEST(Registration, ACancelReachesAProgramThatSends) {
     EXPECT_EQ(system.violationText(), "");
 }
 
+TEST(Registration, AProgramEndsItsConversationByAnErrorOrLeaves) {
+    DevSystem system;
+    Registered server(system);
+    server.program.send(server.program.ownRequest(209));
+    ASSERT_TRUE(system.awaitPrograms(std::string(NAME)));
+    Client client(system.gatewayPort());
+    ASSERT_NE(client.open(std::string(NAME)), "failed");
+    server.program.takeCall();
+    client.send(client.sendReceiveRequest("work"));
+    server.program.receive();
+    const std::string block("*ERR*\0whatever\0*ERR*\0", 21);
+    std::string end = server.program.bareRequest(11, 16) + block;
+    end.replace(8, 2, be16(21)).replace(32, 8, be32(17) + be32(766));
+    server.program.send(end);
+    const std::string told = client.receive();
+    EXPECT_EQ(fieldsOf(told).appcRc, 17U);
+    EXPECT_EQ(kelRcOf(told), 766U);
+    EXPECT_EQ(dataOf(told), block);
+    server.program.send(server.program.ownRequest(210));
+
+    server.program.send(server.program.ownRequest(209));
+    ASSERT_TRUE(system.awaitPrograms(std::string(NAME)));
+    Client next(system.gatewayPort());
+    ASSERT_NE(next.open(std::string(NAME)), "failed");
+    server.program.takeCall();
+    next.send(next.sendReceiveRequest("work"));
+    server.program.receive();
+    server.program.send(server.program.ownRequest(208));
+    EXPECT_EQ(fieldsOf(next.receive()).appcRc, 17U);
+    EXPECT_EQ(server.program.receive(), "closed");
+    EXPECT_EQ(system.violationText(), "");
+}
+
 TEST(Registration, IsCancelledAndShutDown) {
     DevSystem system;
     Registered server(system), busy(system, "busy");

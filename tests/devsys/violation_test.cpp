@@ -129,7 +129,7 @@ TEST(Violations, DataRequests) {
         {[](const Client& c) { return c.receiveRequest(1); }, {63, 1, "RECEIVE"}},
         {[](const Client& c) { return c.bareRequest(213, 1); }, {0, 6, "info3"}},
         {[](const Client& c) { return c.bareRequest(5, 1); }, {1, 5, "rqtype"}},
-        {[](const Client& c) { return c.bareRequest(27, 1); }, {1, 27, "rqtype"}},
+        {[](const Client& c) { return c.bareRequest(13, 1); }, {1, 13, "rqtype"}},
         {[](const Client& c) { return c.bareRequest(11, 1); }, {0, 6, "info"}},
     };
     for (const auto& row : cases) {
