@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -171,7 +172,8 @@ double median(std::vector<double> values) {
 
 /** Both sides in turn, several rounds; the middle of each figure. */
 void compare(const char* title, unsigned rounds, unsigned count, double limit,
-             const std::function<void()>& call, const std::function<void()>& bare) {
+             const std::function<void()>& call, const std::function<void()>& bare,
+             const char* bareName = "bare") {
     std::vector<double> calls, bares, ratios, ownShares, owns;
     measure(count / 4 + 1, call);
     measure(count / 4 + 1, bare);
@@ -183,21 +185,22 @@ void compare(const char* title, unsigned rounds, unsigned count, double limit,
         owns.push_back((library.processor - relay.processor) * 1e6);
         ownShares.push_back((library.processor - relay.processor) / relay.processor);
     }
-    std::printf("%-44s call %9.2f us, bare %9.2f us, ratio %.2f", title, median(calls), median(bares),
+    std::printf("%-44s call %9.2f us, %s %9.2f us, ratio %.2f", title, median(calls), bareName, median(bares),
                 median(ratios));
-    if (limit > 0) std::printf(" (limit %.1f)", limit);
-    std::printf("; client's own processor time %.2f us, %.2f of the bare system calls'\n", median(owns),
-                median(ownShares));
+    if (limit > 0) std::printf(" (limit %.2f)", limit);
+    std::printf("; client's own processor time %.2f us, %.2f of the %s one's\n", median(owns),
+                median(ownShares), bareName);
 }
 
 /** A connection with the functions that the benchmarks call. */
 class Session {
   public:
-    explicit Session(std::uint16_t port) {
+    explicit Session(std::uint16_t port, const char* traceLevel = "0") {
         const std::string service = std::to_string(port);
         const ZOR_CONNECTION_PARAMETER parameters[] = {{"GWHOST", "127.0.0.1"}, {"GWSERV", service.c_str()},
                                                        {"CLIENT", "100"},       {"USER", "DEMO"},
-                                                       {"PASSWD", "welcome"},   {"LANG", "EN"}};
+                                                       {"PASSWD", "welcome"},   {"LANG", "EN"},
+                                                       {"TRACE", traceLevel}};
         connection_ = ZorOpenConnection(parameters, std::size(parameters), &error_);
         check(error_, "ZorOpenConnection");
         makeScalars();
@@ -278,6 +281,21 @@ class Session {
     ZOR_FUNCTION_HANDLE lines_ = nullptr;
 };
 
+/** A directory for the trace files, which goes with them. */
+class TraceDirectory {
+  public:
+    TraceDirectory() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kelzorXXXXXX").string();
+        path = ::mkdtemp(pattern.data());
+        ZorSetTraceDir(path.string().data(), nullptr);
+    }
+    ~TraceDirectory() { std::filesystem::remove_all(path); }
+    TraceDirectory(const TraceDirectory&) = delete;
+
+  private:
+    std::filesystem::path path;
+};
+
 /** What one exchange moves and which system calls it takes. */
 Traffic trafficOf(const std::function<void()>& exchange) {
     traffic = {};
@@ -298,6 +316,14 @@ void runAll(const char* where, double scalarLimit) {
     compare(
         "  ten scalars out and back", 15, 2000, scalarLimit, [&] { session.callScalars(); },
         [&] { bare.exchange(small.bytesOut, small.bytesIn, driverBlock); });
+
+    {
+        const TraceDirectory directory;
+        Session traced(gateway.port(), "1");
+        compare(
+            "  ten scalars, traced at level 1", 15, 500, 1.25, [&] { traced.callScalars(); },
+            [&] { session.callScalars(); }, "untraced");
+    }
 
     session.makeLines(10000);
     session.callLines();

@@ -146,13 +146,26 @@ void ZorConnection::readOff() noexcept {
     }
 }
 
+namespace {
+
+/** The line of a call and what goes out with it, in one go. */
+void traceInvocation(std::uintptr_t handle, ZorFunction& function) noexcept {
+    try {
+        const ZorTraceHold trace;
+        trace->print("Invoking %s on handle %llu\n\n", function.getName().c_str(),
+                     static_cast<unsigned long long>(handle));
+        function.writeTraceEntry(trace.stream());
+    } catch (...) {
+        // Tracing never fails a call.
+    }
+}
+
+}  // namespace
+
 void ZorConnection::invoke(ZorFunction& function) {
     const ZorConnectionUse use(*this);
-    if (traceLevel > 0)
-        ZorTraceWrite("Invoking %s on handle %llu\n", function.getName().c_str(),
-                      static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(handle())));
     function.setTraceLevel(traceLevel);
-    if (traceLevel > 0) ZorTraceObject(function);
+    if (traceLevel > 0) traceInvocation(reinterpret_cast<uintptr_t>(handle()), function);
     function.zorCallReceive(*this, ZORID_NotUsed);
     if (traceLevel > 0) ZorTraceObject(function);
 }

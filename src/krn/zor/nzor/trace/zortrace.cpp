@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -201,7 +202,6 @@ void ZorTrace::beginEntry(KEL_ofstream* trace, std::string_view kind, std::strin
         }
         trace->write("\n");
     }
-    trace->flush();
 }
 
 void ZorTrace::endEntry(KEL_ofstream* trace, std::string_view kind, std::string_view) {
@@ -227,10 +227,15 @@ void ZorTrace::writeKeyValue(KEL_ofstream* trace, std::string_view key, bool val
 
 void ZorTrace::writeParameter(KEL_ofstream* trace, std::string_view name, ZORTYPE type, unsigned length,
                               bool active, bool requested) {
-    trace->write(">> ");
-    trace->write(name);
-    trace->print(", %s, Length: %u, Active: %s, Requested: %s\n", zorTypeName(type), length, truth(active),
-                 truth(requested));
+    // Piece by piece: a function has many, and formatting all of them would cost more than the writing.
+    KEL_UC digits[16];
+    const auto end = std::to_chars(digits, digits + sizeof digits, length).ptr;
+    for (const std::string_view piece :
+         {std::string_view(">> "), name, std::string_view(", "), std::string_view(zorTypeName(type)),
+          std::string_view(", Length: "), std::string_view(digits, static_cast<size_t>(end - digits)),
+          std::string_view(", Active: "), std::string_view(truth(active)), std::string_view(", Requested: "),
+          std::string_view(truth(requested)), std::string_view("\n")})
+        trace->write(piece);
 }
 
 void ZorTrace::writeTextEntry(KEL_ofstream* trace, std::string_view kind, const KEL_UC* format,

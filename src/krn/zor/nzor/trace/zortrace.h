@@ -32,6 +32,7 @@ class ZorTrace {
     /** A line in the log. */
     [[gnu::format(printf, 1, 0)]] static void writeLog(const KEL_UC* format, va_list arguments);
 
+    /** Begins an entry, which goes out as a whole with its end: one write of the system, not two. */
     static void beginEntry(KEL_ofstream* trace, std::string_view kind, std::string_view name);
     static void endEntry(KEL_ofstream* trace, std::string_view kind, std::string_view name);
     /** A key with its value, on a line of its own or with a tab behind it. */
