@@ -8,6 +8,7 @@
 #include <string>
 
 #include "devsys/dictionaryfaults.h"
+#include "devsys/partnerprofile.h"
 #include "devsys/recorder.h"
 #include "devsys/users.h"
 #include "devsys/violations.h"
@@ -29,6 +30,7 @@ struct BackEndNames {
 /** What all sessions share; outlives them. */
 struct BackEnd {
     BackEndNames names;
+    PartnerProfile profile;
     UserTable users;
     ViolationLog& violations;
     Recorder& recorder;

@@ -1,5 +1,6 @@
 #include "devsys/call.h"
 
+#include "devsys/partnerprofile.h"
 #include "wire/zorid.h"
 
 namespace zordev {
@@ -23,8 +24,21 @@ std::int32_t Call::integer(std::size_t index) const {
 
 void Call::reply(std::size_t index, ByteSpan value) {
     if (!values[index].requested) return;
-    out.text(ZORID_FieldName, function->parameters[index].name);
-    out.item(ZORID_FieldValue, value);
+    const ParameterDescription& parameter = function->parameters[index];
+    out.text(ZORID_FieldName, parameter.name);
+    const std::span<Byte> bytes = out.reserve(ZORID_FieldValue, value.size());
+    std::ranges::copy(value, bytes.begin());
+    if (!host.profile().convertsNumbers()) return;
+    if (parameter.structure != nullptr)
+        convertRecord(host.profile(), *parameter.structure, bytes);
+    else
+        convertNumber(host.profile(), parameter.type, bytes);
+}
+
+void Call::replyRow(const StructureDescription* structure, ByteSpan row) {
+    const std::span<Byte> bytes = out.reserve(ZORID_TableContent, row.size());
+    std::ranges::copy(row, bytes.begin());
+    if (structure != nullptr) convertRecord(host.profile(), *structure, bytes);
 }
 
 void Call::replyText(std::size_t index, std::string_view text) {

@@ -18,6 +18,7 @@ namespace zordev {
 
 struct BackEnd;
 class UserTable;
+struct PartnerProfile;
 
 /** What the caller sent for one parameter. The bytes lie in the request. */
 struct ParameterValue {
@@ -43,6 +44,8 @@ class CallHost {
                           std::vector<Byte>& answer) = 0;
     virtual UserTable& users() = 0;
     virtual const BackEnd& backEnd() const = 0;
+    /** Formats of the back-end. */
+    virtual const PartnerProfile& profile() const = 0;
     /** The client of the logon, three digits. */
     virtual const std::string& client() const = 0;
 
@@ -77,7 +80,7 @@ class Call {
 
     /** @name Answering; a parameter that the caller didn't ask for is left out. */
     /** @{ */
-    /** A field with exactly these bytes. */
+    /** A field with exactly these bytes, but for its numbers, which get the format of the back-end. */
     void reply(std::size_t index, ByteSpan value);
     /** A character field, cut or padded to its length. */
     void replyText(std::size_t index, std::string_view text);
@@ -86,6 +89,8 @@ class Call {
     bool replyTable(std::size_t index, std::uint32_t rows, std::uint32_t width);
     /** A document as it stands, in items of `piece` bytes. */
     void replyXml(std::size_t index, std::string_view document, std::size_t piece = XML_ITEM);
+    /** A row of a table, whose numbers get the format of the back-end. */
+    void replyRow(const StructureDescription* structure, ByteSpan row);
     /** The value that a field of this parameter has from the start: blanks, zeros or nothing. */
     void replyInitial(std::size_t index);
     /** @} */

@@ -60,10 +60,11 @@ struct ExceptionDescription {
 
 /** How a function ends. */
 enum class Outcome {
-    reply,       /**< The answer goes out; the conversation goes on. */
-    end,         /**< The answer goes out as the last word of the conversation. */
-    endUnframed, /**< The same with what the handler wrote and nothing else, not even an end item. */
-    dropped      /**< The client is gone; there is nobody to answer. */
+    reply,         /**< The answer goes out; the conversation goes on. */
+    end,           /**< The answer goes out as the last word of the conversation. */
+    replyUnframed, /**< As `reply`, with what the handler wrote and nothing else, not even an end item. */
+    endUnframed,   /**< As `end`, likewise. */
+    dropped        /**< The client is gone; there is nobody to answer. */
 };
 
 /** What runs a function; `call` has its parameters and takes its results. */

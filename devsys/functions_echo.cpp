@@ -5,6 +5,7 @@
  */
 #include "devsys/call.h"
 #include "devsys/functions.h"
+#include "devsys/partnerprofile.h"
 
 namespace zordev {
 namespace {
@@ -85,6 +86,14 @@ const StructureDescription NESTED = {"ECHO_NESTED",
 
 const StructureDescription LINE = {"ECHO_LINE", 100, {{"TEXT", ZORTYPE_CHAR, 100, 0}}};
 
+// The items of the rows as they came, unless the numbers in them have to change.
+void echoRows(Call& call, const ParameterDescription& table, ByteSpan rows) {
+    if (!call.host.profile().convertsNumbers()) return call.out.raw(rows);
+    ItemReader reader(rows);
+    for (Item item; reader.next(item) == ItemResult::item;)
+        call.replyRow(table.structure, item.payload);
+}
+
 Outcome echo(Call& call) {
     for (std::size_t i = 0; i < call.values.size(); ++i) {
         const ParameterDescription& parameter = call.function->parameters[i];
@@ -92,7 +101,7 @@ Outcome echo(Call& call) {
         const ParameterValue& source = call.values[static_cast<std::size_t>(parameter.source)];
         if (parameter.type == ZORTYPE_TABLE) {
             const std::uint32_t width = source.supplied ? source.width : parameter.length;
-            if (call.replyTable(i, source.rows, width)) call.out.raw(source.value);
+            if (call.replyTable(i, source.rows, width)) echoRows(call, parameter, source.value);
         } else if (source.supplied) {
             call.reply(i, source.value);
         } else {

@@ -19,6 +19,14 @@ constexpr std::uint16_t MESSAGE_ITEMS[MESSAGE_FIELDS] = {
     ZORID_SystMsgv2, ZORID_SystMsgv3, ZORID_SystMsgv4,
 };
 
+// Rows of an answer that a test makes up.
+const StructureDescription TWO_FIELDS = {"TWO_FIELDS",
+                                         12,
+                                         {
+                                             {"TEXT", ZORTYPE_CHAR, 8, 0},
+                                             {"NUMBER", ZORTYPE_INT, 4, 8},
+                                         }};
+
 std::vector<ParameterDescription> withMessage(ParameterDescription own) {
     return {
         own,
@@ -128,6 +136,21 @@ Outcome wrongState(Call& call) {
     return Outcome::reply;
 }
 
+// Answers with exactly the bytes that the caller sent, in pieces of a stream or as the conversation's end.
+Outcome replyItems(Call& call) {
+    enum { items, end };
+    call.out.raw(call.values[items].value);
+    return call.integer(end) != 0 ? Outcome::endUnframed : Outcome::replyUnframed;
+}
+
+// The bytes that the caller sent, as often as it wants, and then an end.
+Outcome repeatItems(Call& call) {
+    enum { items, times };
+    for (std::int32_t i = 0; i < call.integer(times); ++i)
+        call.out.raw(call.values[items].value);
+    return Outcome::reply;
+}
+
 Outcome headerVersion6(Call& call) {
     constexpr Byte header[] = {6, 1, 1, 1, 1, 1, 0, 0};
     call.out.item(ZORID_Header, header);
@@ -190,6 +213,16 @@ std::vector<FunctionDescription> failingFunctions() {
         {"UNKNOWN_ITEMS", {text, result}, unknownItems},
         {"WRONG_STATE", {}, wrongState},
         {"HEADER_VERSION_6", {}, headerVersion6},
+        {"REPLY_ITEMS",
+         {{"ITEMS", ZORTYPE_XSTRING, 0, ZOR_IMPORT},
+          {"END", ZORTYPE_INT, 4, ZOR_IMPORT},
+          {"RESULT", ZORTYPE_CHAR, 100, ZOR_EXPORT},
+          {"NUMBER", ZORTYPE_INT, 4, ZOR_EXPORT},
+          {"LINES", ZORTYPE_TABLE, TWO_FIELDS.length, ZOR_TABLES, 0, &TWO_FIELDS}},
+         replyItems},
+        {"REPEAT_ITEMS",
+         {{"ITEMS", ZORTYPE_XSTRING, 0, ZOR_IMPORT}, {"TIMES", ZORTYPE_INT, 4, ZOR_IMPORT}},
+         repeatItems},
         {"SLEEP",
          {{"MILLISECONDS", ZORTYPE_INT, 4, ZOR_IMPORT}, {"SLEPT", ZORTYPE_INT, 4, ZOR_EXPORT}},
          sleepFor},

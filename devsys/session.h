@@ -27,16 +27,18 @@ class Session final : private CallHost {
     bool receiveMessage();
     Outcome handleRequest();
     Outcome handleLogon(ItemReader& reader, Item item);
-    Outcome handleCall(ItemReader& reader, const Item& item);
-    Outcome runFunction();
-    bool answer(Outcome outcome);
+    Outcome handleCall(ItemReader& reader, const Item& item, Call& call);
+    Outcome runFunction(Call& call);
+    bool answer(Outcome outcome, ItemWriter& out);
+    bool serveNested();
+    bool awaitAnswer(std::vector<Byte>& answer);
     bool sendStream(ByteSpan stream, BridgeMark mark);
     void writeHeader();
     void writeSessionItems();
     LogonResult checkLogon();
-    Outcome refuse(std::string_view key, std::string_view text);
-    Outcome refuseLogon(LogonResult result);
-    Outcome refuseViolation();
+    Outcome refuse(ItemWriter& out, std::string_view key, std::string_view text);
+    Outcome refuseLogon(ItemWriter& out, LogonResult result);
+    Outcome refuseViolation(ItemWriter& out);
     const FunctionDescription* lookUpFunction();
 
     bool wait(unsigned milliseconds) override;
@@ -44,15 +46,16 @@ class Session final : private CallHost {
                   std::vector<Byte>& answer) override;
     UserTable& users() override { return backEnd_.users; }
     const BackEnd& backEnd() const override { return backEnd_; }
+    const PartnerProfile& profile() const override { return backEnd_.profile; }
     const std::string& client() const override { return facts_.client; }
 
     BackEnd& backEnd_;
     BridgeEnd& bridge_;
     std::string conversationId_;
     ClientFacts facts_;
-    bool loggedOn_ = false;  // name and password were found right
-    bool started_ = false;   // the first request was read
-    PasswordState passwordState_ = PasswordState::ok;
+    bool loggedOn_ = false;      // name and password were found right
+    bool started_ = false;       // the first request was read
+    User user_;                  // whom the identity belongs to, once it was found right
     std::vector<Byte> request_;  // its first requestLength_ bytes are the request; the rest is room
     std::size_t requestLength_ = 0;
     ItemWriter out_;

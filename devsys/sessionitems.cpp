@@ -30,11 +30,17 @@ constexpr OrderRow ORDER[] = {
     {ZORID_UnicodeHeader, Group::header, Need::always},
     {ZORID_NgZorEncoding, Group::header, Need::always},
     {ZORID_DeltaTurnOff, Group::header, Need::maybe},
+    {ZORID_Sso2Logon, Group::logon, Need::maybe},
+    {ZORID_ExtIdData, Group::logon, Need::maybe},
+    {ZORID_ExtIdType, Group::logon, Need::maybe},
+    {ZORID_X509Cert, Group::logon, Need::maybe},
     {ZORID_UserId, Group::logon, Need::maybe},
     {ZORID_ScramblePW, Group::logon, Need::maybe},
+    {ZORID_Sso2, Group::logon, Need::maybe},
     {ZORID_Client, Group::logon, Need::always},
     {ZORID_AliasUserID, Group::logon, Need::maybe},
     {ZORID_Language, Group::logon, Need::always},
+    {ZORID_VSLWithoutSSO, Group::logon, Need::maybe},
     {ZORID_SessionInfo, Group::logon, Need::always},
     {ZORID_IpAddress, Group::info, Need::always},
     {ZORID_OwnType, Group::info, Need::always},
@@ -52,6 +58,10 @@ constexpr OrderRow ORDER[] = {
 
 constexpr std::array<Byte, COMMUNICATION_HEADER> COMMUNICATION = {0xE9, 0xD6, 0xD9, 0xF0, 0xF0, 0xF0,
                                                                   0xF0, 0xF0, 0xF0, 0xF0, 0xF0, 0xF0};
+// Longest ticket, and longest certificate or external identity, in bytes.
+constexpr std::size_t MAX_TICKET = 4096;
+constexpr std::size_t MAX_IDENTITY = 64 * 1024;
+
 constexpr Byte TRACE_MARK = 0xE3;
 
 constexpr unsigned bit(Group group) {
@@ -99,8 +109,8 @@ bool codePageValues(ByteSpan bytes) {
 }
 
 bool isHeader(ByteSpan payload) {
-    return payload.size() == 8 && payload[0] == 3 && payload[1] == 1 && payload[2] == 1 && payload[3] == 1 &&
-           codePageValues(payload.subspan(4, 4));
+    return payload.size() == 8 && payload[0] == 3 && payload[1] == 1 && payload[2] == 1 &&
+           (payload[3] == 1 || payload[3] == 5) && codePageValues(payload.subspan(4, 4));
 }
 
 bool isUnicodeHeader(ByteSpan payload) {
@@ -116,7 +126,7 @@ bool isOneNumber(ByteSpan payload, std::uint32_t value) {
 std::string expectation(std::uint16_t id) {
     switch (id) {
         case ZORID_Header:
-            return "version 3, formats 1 and 1, character size 1, four digits";
+            return "version 3, formats 1 and 1, character size 1 or 5, four digits";
         case ZORID_Protocol:
             return "00 00 0E 0B";
         case ZORID_UnicodeHeader:
@@ -166,6 +176,13 @@ bool wellFormed(const Item& item) {
             return isText(payload, 1, 40);
         case ZORID_Language:
             return isText(payload, 0, 2);
+        case ZORID_Sso2Logon:
+            return isText(payload, 1, MAX_TICKET);
+        case ZORID_ExtIdData:
+        case ZORID_X509Cert:
+            return isText(payload, 1, MAX_IDENTITY);
+        case ZORID_ExtIdType:
+            return isText(payload, 0, 2);
         case ZORID_SessionInfo:
             return payload.size() == 1 && payload[0] == 1;
         case ZORID_IpAddress:
@@ -186,6 +203,31 @@ bool wellFormed(const Item& item) {
         default:
             return payload.empty();
     }
+}
+
+// Who a client is, in one form only; a name may stand beside a certificate or an external identity.
+bool oneFormOfIdentity(const Item& item, const ClientFacts& facts) {
+    const bool ticket = !facts.ticket.empty(), certificate = !facts.certificate.empty();
+    const bool external = !facts.externalId.empty();
+    switch (item.id) {
+        case ZORID_ExtIdData:
+            return !ticket;
+        case ZORID_ExtIdType:
+            return external;
+        case ZORID_X509Cert:
+            return !ticket && !external;
+        case ZORID_UserId:
+            return !ticket;
+        case ZORID_ScramblePW:
+            return !ticket && !external && !certificate && !facts.user.empty();
+        default:
+            return true;
+    }
+}
+
+// Items that hold a secret, which no log may show.
+bool isSecret(std::uint16_t id) {
+    return id == ZORID_ScramblePW || id == ZORID_Sso2Logon || id == ZORID_ExtIdData || id == ZORID_X509Cert;
 }
 
 }  // namespace
@@ -262,8 +304,12 @@ bool SessionItems::skipTo(std::size_t row, std::size_t offset) {
 }
 
 bool SessionItems::take(const Item& item, ClientFacts& facts) {
+    if (!oneFormOfIdentity(item, facts)) {
+        log_.add({"logon", item.offset, "one form of identity", "item " + std::to_string(item.id)});
+        return false;
+    }
     if (!wellFormed(item)) {
-        const std::string got = item.id == ZORID_ScramblePW ? "something else" : hexText(item.payload);
+        const std::string got = isSecret(item.id) ? "something else" : hexText(item.payload);
         log_.add({"item " + std::to_string(item.id), item.offset, expectation(item.id), got});
         return false;
     }
@@ -273,6 +319,21 @@ bool SessionItems::take(const Item& item, ClientFacts& facts) {
             break;
         case ZORID_ScramblePW:
             facts.password = *unscramblePassword(item.payload);
+            break;
+        case ZORID_Sso2Logon:
+            facts.ticket = asText(item.payload);
+            break;
+        case ZORID_ExtIdData:
+            facts.externalId = asText(item.payload);
+            break;
+        case ZORID_ExtIdType:
+            facts.externalId = std::string(asText(item.payload)) + ':' + facts.externalId;
+            break;
+        case ZORID_X509Cert:
+            facts.certificate = asText(item.payload);
+            break;
+        case ZORID_Sso2:
+            facts.wantsTicket = true;
             break;
         case ZORID_Client:
             facts.client = asText(item.payload);

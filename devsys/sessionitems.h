@@ -32,7 +32,11 @@ struct ClientFacts {
     std::string alias;
     std::string password; /**< Unscrambled; wiped by the session once it was checked. */
     std::string client;
+    std::string ticket; /**< Logon ticket. */
+    std::string certificate;
+    std::string externalId; /**< Type, colon and data of an external identity. */
     std::string language;
+    bool wantsTicket = false; /**< The answer to the logon is to bring a ticket. */
     std::string release;
     std::string program;
     std::string function; /**< Of the current call. */

@@ -13,7 +13,8 @@ struct DevSystem::Parts {
     explicit Parts(DevOptions options)
         : violations(std::move(options.violationSink)),
           recorder(options.recordRequests),
-          backEnd{std::move(options.names), UserTable(std::move(options.users)), violations, recorder},
+          backEnd{std::move(options.names), std::move(options.profile), UserTable(std::move(options.users)),
+                  violations, recorder},
           services{options.capabilities, faults, violations,
                    [this](BridgeEnd& bridge, const std::string& id) { Session(backEnd, bridge, id).run(); },
                    std::move(options.programs)},

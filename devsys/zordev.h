@@ -30,6 +30,7 @@ struct DevOptions {
     std::uint16_t gatewayPort = 0; /**< 0 takes a free one. */
     GatewayCapabilities capabilities;
     BackEndNames names;
+    PartnerProfile profile; /**< Formats of the back-end's numbers and text. */
     std::vector<User> users = defaultUsers();
     ProgramOptions programs;
     Faults faults;
