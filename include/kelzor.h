@@ -29,6 +29,7 @@
 #include <kelzor/objects.h>
 #include <kelzor/query.h>
 #include <kelzor/repository.h>
+#include <kelzor/server.h>
 #include <kelzor/table.h>
 #include <kelzor/trace.h>
 #include <kelzor/types.h>

@@ -99,7 +99,8 @@ KELZOR_API ZOR_RC ZorIsConnectionHandleValid(ZOR_CONNECTION_HANDLE zorHandle, in
                                              ZOR_ERROR_INFO* errorInfo);
 
 /**
- * Sends an empty call to the partner and waits for its answer.
+ * Sends an empty call to the partner and waits for its answer. A function that the partner called back may
+ * ping it too.
  *
  * Failures: `ZOR_INVALID_HANDLE`; `ZOR_COMMUNICATION_FAILURE` (the line is broken: the connection has
  * been closed and the handle is no longer valid); `ZOR_ILLEGAL_STATE`; others leave the connection open.
@@ -114,6 +115,111 @@ KELZOR_API ZOR_RC ZorPing(ZOR_CONNECTION_HANDLE zorHandle, ZOR_ERROR_INFO* error
  */
 KELZOR_API ZOR_RC ZorGetConnectionAttributes(ZOR_CONNECTION_HANDLE zorHandle, ZOR_ATTRIBUTES* attr,
                                              ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Gives back what the partner keeps for this session: its programs' memory and, with it, all state that
+ * earlier calls left there. Costs one call. The connection stays open and logged on.
+ *
+ * Failures: those of `ZorInvoke`.
+ */
+KELZOR_API ZOR_RC ZorResetServerContext(ZOR_CONNECTION_HANDLE zorHandle, ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * On the server's side of a connection: the logon ticket that the client brought along.
+ *
+ * @param ssoTicket takes the ticket, without a terminator.
+ * @param length in: characters that the buffer holds, at least 1; out: length of the ticket, also when the
+ *        buffer is too small; 0 if the client brought none.
+ * Failures: `ZOR_INVALID_HANDLE`; `ZOR_INVALID_PARAMETER`; `ZOR_ILLEGAL_STATE` (this is the client's side);
+ * `ZOR_BUFFER_TOO_SMALL` (call again with a buffer of `*length`).
+ */
+KELZOR_API ZOR_RC ZorGetPartnerSSOTicket(ZOR_CONNECTION_HANDLE zorHandle, KEL_UC* ssoTicket, unsigned* length,
+                                         ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * On the server's side of a connection: the client's name in the secure network, terminated; empty where the
+ * connection isn't secured.
+ *
+ * @param length characters that the buffer holds, the terminator included, at least 1.
+ * Failures: `ZOR_INVALID_HANDLE`; `ZOR_INVALID_PARAMETER`; `ZOR_ILLEGAL_STATE` (this is the client's side).
+ */
+KELZOR_API ZOR_RC ZorGetPartnerVSLName(ZOR_CONNECTION_HANDLE zorHandle, KEL_UC* vslName, unsigned length,
+                                       ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * On the server's side of a connection: the client's key in the secure network, for lists of access.
+ *
+ * @param length in: bytes that the buffer holds, at least 1; out: bytes of the key, 0 where the connection
+ *        isn't secured.
+ * Failures: as `ZorGetPartnerVSLName`.
+ */
+KELZOR_API ZOR_RC ZorGetPartnerVSLKey(ZOR_CONNECTION_HANDLE zorHandle, KEL_RAW* vslKey, unsigned* length,
+                                      ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Turns a name in the secure network into its key. This build has no secure network layer: after the checks
+ * of the arguments the answer is always `ZOR_INVALID_PARAMETER`.
+ *
+ * @param vslLib path of the security library, or NULL for the default one.
+ * @param keyLength in: bytes that `vslKey` holds, at least 1; out: bytes of the key.
+ */
+KELZOR_API ZOR_RC ZorVSLNameToKey(const KEL_UC* vslLib, const KEL_UC* vslName, KEL_RAW* vslKey,
+                                  unsigned* keyLength, ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Turns a key in the secure network into its name. As `ZorVSLNameToKey` in this build.
+ *
+ * @param keyLength bytes of the key, at least 1.
+ * @param nameLength characters that `vslName` holds, the terminator included.
+ */
+KELZOR_API ZOR_RC ZorVSLKeyToName(const KEL_UC* vslLib, const KEL_RAW* vslKey, unsigned keyLength,
+                                  KEL_UC* vslName, unsigned nameLength, ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Called when the partner demands a change of the password while a connection opens, on the thread that
+ * opens it. May fill in both passwords and answer `ZOR_OK`; then the password is changed and the connection
+ * opens. Any other answer refuses: the opening fails with key and message of `errorInfo`.
+ *
+ * If the partner refuses the new password, the function is called once more, with that failure in `errorInfo`
+ * and empty buffers; what goes wrong after that goes to the caller who opens.
+ *
+ * @param sysId, user, client who is to change the password, as far as the partner told.
+ * @param password takes the present password, `passwordLength` characters; there is room for a terminator
+ *        behind them.
+ * @param newPassword takes the new one, likewise.
+ * @param errorInfo why: `key` is "PASSWORD_INITIAL", "PASSWORD_EXPIRED" or "PASSWORD_RULES_ENFORCED".
+ */
+typedef ZOR_RC (*ZOR_ON_PASSWORD_CHANGE)(const KEL_UC* sysId, const KEL_UC* user, const KEL_UC* client,
+                                         KEL_UC* password, unsigned passwordLength, KEL_UC* newPassword,
+                                         unsigned newPasswordLength, ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Installs the function that is called when a password must be changed; NULL uninstalls it. Holds for the
+ * whole process. Without one the connection opens all the same, unless `PASSWORD_CHANGE_ENFORCED` is set. The
+ * buffers of passwords are wiped when the change is over. Can't fail.
+ */
+KELZOR_API ZOR_RC ZorInstallPasswordChangeHandler(ZOR_ON_PASSWORD_CHANGE onPasswordChange,
+                                                  ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Hands a passport of the end-to-end trace over to the application, or takes one from it, around a call.
+ *
+ * @param eppBuffer the passport in its network form, `eppBufferSize` bytes of room.
+ * @param eppLength bytes of the passport; 0 for none.
+ * @return `ZOR_BUFFER_TOO_SMALL` to be called again with twice the room; anything else is done.
+ */
+typedef ZOR_RC (*ZOR_PM_CALLBACK)(ZOR_CONNECTION_HANDLE zorHandle, const KEL_UC* functionName,
+                                  KEL_RAW* eppBuffer, size_t eppBufferSize, size_t* eppLength);
+
+/**
+ * Installs the functions that are called before and after each call on a client's and on a server's side;
+ * NULL uninstalls one. They hold for the whole process. This build knows no passports yet: it asks for one
+ * before each call of a client, and the call goes on without it. Can't fail.
+ */
+KELZOR_API ZOR_RC ZorInstallPassportManager(ZOR_PM_CALLBACK onClientCallStart,
+                                            ZOR_PM_CALLBACK onClientCallEnd,
+                                            ZOR_PM_CALLBACK onServerCallStart,
+                                            ZOR_PM_CALLBACK onServerCallEnd, ZOR_ERROR_INFO* errorInfo);
 
 #ifdef __cplusplus
 }

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -68,6 +69,85 @@ TEST_F(LogonTest, refusalsLeaveNothingBehind) {
     }
 }
 
+TEST_F(LogonTest, everyFormOfIdentityLogsOn) {
+    using Ids = std::vector<std::uint16_t>;
+    const struct {
+        Parameters changes;
+        Ids logonItems;  ///< Between the header and the client.
+    } cases[] = {
+        {{}, {273, 279}},
+        {{{"USER", ""}, {"PASSWD", ""}, {"MYKELSSO2", "TICKET-OF-DEMO"}}, {1648}},
+        {{{"MYKELSSO2", "TICKET-OF-DEMO"}}, {1648}},
+        {{{"USER", ""}, {"EXTIDDATA", "demo@example"}, {"EXTIDTYPE", "ID"}}, {1651, 1652}},
+        {{{"EXTIDDATA", "demo@example"}, {"EXTIDTYPE", "ID"}}, {1651, 1652, 273}},
+        {{{"USER", ""}, {"X509CERT", "CN=DEMO, O=Example"}}, {1650}},
+        {{{"X509CERT", "CN=DEMO, O=Example"}, {"GETSSO2", "1"}}, {1650, 273, 1649}},
+    };
+    for (const auto& c : cases) {
+        system.clearRequests();
+        const ZOR_CONNECTION_HANDLE connection = connect(c.changes);
+        ZOR_ATTRIBUTES attributes;
+        ASSERT_EQ(ZorGetConnectionAttributes(connection, &attributes, &error), ZOR_OK);
+        EXPECT_STREQ(attributes.user, "DEMO");
+        const Ids ids = system.requests().at(0).ids();
+        const Ids header = {257, 259, 262, 352};
+        const auto client = std::find(ids.begin(), ids.end(), 276);
+        ASSERT_GT(client - ids.begin(), 3);
+        EXPECT_EQ(Ids(ids.begin(), ids.begin() + 4), header);
+        EXPECT_EQ(Ids(ids.begin() + 4, client), c.logonItems);
+    }
+}
+
+TEST_F(LogonTest, anIdentityThatNobodyHasIsRefused) {
+    const Parameters cases[] = {
+        {{"MYKELSSO2", "TICKET-OF-NOBODY"}},
+        {{"EXTIDDATA", "demo@example"}, {"EXTIDTYPE", "NT"}},
+        {{"USER", "LOCKED"}, {"X509CERT", "CN=DEMO, O=Example"}},
+    };
+    for (const Parameters& changes : cases) {
+        EXPECT_EQ(open(logon(changes), error), nullptr);
+        EXPECT_EQ(error.code, ZOR_LOGON_FAILURE);
+        EXPECT_STREQ(error.message, "Nobody is known by this ticket, certificate or identity");
+    }
+}
+
+TEST_F(LogonTest, whatAClientBroughtAlongIsForItsServerOnly) {
+    const ZOR_CONNECTION_HANDLE connection = connect({{"GETSSO2", "1"}});
+    KEL_UC text[16];
+    KEL_RAW key[16];
+    unsigned length = 16;
+    EXPECT_EQ(ZorGetPartnerSSOTicket(connection, text, &length, &error), ZOR_ILLEGAL_STATE);
+    EXPECT_STREQ(error.message, "");
+    EXPECT_EQ(ZorGetPartnerVSLName(connection, text, length, &error), ZOR_ILLEGAL_STATE);
+    EXPECT_EQ(ZorGetPartnerVSLKey(connection, key, &length, &error), ZOR_ILLEGAL_STATE);
+    EXPECT_EQ(length, 16u);
+    length = 0;
+    EXPECT_EQ(ZorGetPartnerSSOTicket(connection, text, &length, &error), ZOR_INVALID_PARAMETER);
+    EXPECT_STREQ(error.message, "Invalid parameter 'unsigned' was passed to the API call");
+    EXPECT_EQ(ZorVSLNameToKey(nullptr, "p:CN=A", key, &length, &error), ZOR_INVALID_PARAMETER);
+    EXPECT_STREQ(error.message, "Invalid parameter 'unsigned' was passed to the API call");
+    length = 16;
+    EXPECT_EQ(ZorVSLNameToKey(nullptr, "p:CN=A", key, &length, &error), ZOR_INVALID_PARAMETER);
+    EXPECT_STREQ(error.message, "Invalid parameter with KEL_CMNAMETOACLKEY");
+    EXPECT_EQ(ZorVSLKeyToName(nullptr, key, 16, text, 16, &error), ZOR_INVALID_PARAMETER);
+    EXPECT_STREQ(error.message, "Invalid parameter with KEL_CMACLKEYTONAME");
+}
+
+TEST_F(LogonTest, afterAResetTheNextCallIntroducesTheClientAnew) {
+    const ZOR_CONNECTION_HANDLE connection = connect();
+    ASSERT_EQ(ZorPing(connection, &error), ZOR_OK);  // the first call repeats the header by itself
+    ASSERT_EQ(ZorResetServerContext(connection, &error), ZOR_OK) << error.message;
+    system.clearRequests();
+    ASSERT_EQ(ZorPing(connection, &error), ZOR_OK);
+    ASSERT_EQ(ZorPing(connection, &error), ZOR_OK);
+    const auto requests = system.requests();
+    ASSERT_EQ(requests.size(), 2u);
+    const std::vector<std::uint16_t> introduced = {257, 259, 262, 352,  7,  17,  18,   19,
+                                                   8,   6,   304, 1282, 11, 258, 1298, 65535};
+    EXPECT_EQ(requests[0].ids(), introduced);
+    EXPECT_EQ(requests[1].ids(), (std::vector<std::uint16_t>{1282, 11, 258, 1298, 65535}));
+}
+
 TEST_F(LogonTest, thePasswordTravelsScrambledOnly) {
     connect({{"PASSWD", "welcome"}});
     for (const zordev::RecordedRequest& request : system.requests()) {
@@ -116,8 +196,7 @@ TEST_F(LogonTest, parametersAreCheckedBeforeAnythingIsSent) {
         {{{"CODEPAGE", "123"}},
          ZOR_INVALID_PARAMETER,
          "123 can't be a valid codepage as its length is not 4 characters"},
-        {{{"PCS", "2"}}, ZOR_NOT_SUPPORTED, "Parameter PCS is not supported."},
-        {{{"MYKELSSO2", "ticket"}}, ZOR_NOT_SUPPORTED, "Parameter MYKELSSO2 is not supported."},
+        {{{"VSL_MODE", "1"}}, ZOR_NOT_SUPPORTED, "Parameter VSL_MODE is not supported."},
         {{{"SERIALIZATION_FORMAT", "FAST_SERIALIZATION"}},
          ZOR_NOT_SUPPORTED,
          "Parameter SERIALIZATION_FORMAT is not supported."},

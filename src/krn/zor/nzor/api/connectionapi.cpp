@@ -61,3 +61,67 @@ ZOR_RC ZorIsConnectionHandleValid(ZOR_CONNECTION_HANDLE zorHandle, int* isValid,
                          zorHandle == nullptr ? "Handle is NULL" : "Handle is already closed");
                  });
 }
+
+ZOR_RC ZorResetServerContext(ZOR_CONNECTION_HANDLE zorHandle, ZOR_ERROR_INFO* errorInfo) {
+    ZorConnection* const connection = ZorConnection::getConnectionFromHandle(zorHandle);
+    return guarded(__func__, errorInfo, ConnectionLevel{connection}, checks(Handle{connection}),
+                   [&] { connection->resetKELServerContext(); });
+}
+
+ZOR_RC ZorGetPartnerSSOTicket(ZOR_CONNECTION_HANDLE zorHandle, KEL_UC* ssoTicket, unsigned* length,
+                              ZOR_ERROR_INFO* errorInfo) {
+    ZorConnection* const connection = ZorConnection::getConnectionFromHandle(zorHandle);
+    return guarded(__func__, errorInfo, ConnectionLevel{connection},
+                   checks(Handle{connection}, Required{ssoTicket, "KEL_UC*"}, Required{length, "unsigned*"},
+                          NonZeroAt{length, "unsigned"}),
+                   [&] { connection->getPartnerSSO(ssoTicket, length); });
+}
+
+ZOR_RC ZorGetPartnerVSLName(ZOR_CONNECTION_HANDLE zorHandle, KEL_UC* vslName, unsigned length,
+                            ZOR_ERROR_INFO* errorInfo) {
+    ZorConnection* const connection = ZorConnection::getConnectionFromHandle(zorHandle);
+    return guarded(__func__, errorInfo, ConnectionLevel{connection},
+                   checks(Handle{connection}, Required{vslName, "KEL_UC*"}, NonZero{length, "unsigned"}),
+                   [&] { connection->getVslPartnerName(vslName, length); });
+}
+
+ZOR_RC ZorGetPartnerVSLKey(ZOR_CONNECTION_HANDLE zorHandle, KEL_RAW* vslKey, unsigned* length,
+                           ZOR_ERROR_INFO* errorInfo) {
+    ZorConnection* const connection = ZorConnection::getConnectionFromHandle(zorHandle);
+    return guarded(__func__, errorInfo, ConnectionLevel{connection},
+                   checks(Handle{connection}, Required{vslKey, "KEL_RAW*"}, Required{length, "unsigned*"},
+                          NonZeroAt{length, "unsigned"}),
+                   [&] { connection->getVslPartnerKey(vslKey, length); });
+}
+
+// Names in the secure network are what its library makes of them, and none is used in this build.
+
+ZOR_RC ZorVSLNameToKey(const KEL_UC*, const KEL_UC* vslName, KEL_RAW* vslKey, unsigned* keyLength,
+                       ZOR_ERROR_INFO* errorInfo) {
+    return guarded(__func__, errorInfo, GlobalLevel{},
+                   checks(Required{vslName, "KEL_UC*"}, Required{vslKey, "KEL_RAW*"},
+                          Required{keyLength, "unsigned*"}, NonZeroAt{keyLength, "unsigned"}),
+                   [] { throw ZorInvalidParameterException("Invalid parameter with KEL_CMNAMETOACLKEY"); });
+}
+
+ZOR_RC ZorVSLKeyToName(const KEL_UC*, const KEL_RAW* vslKey, unsigned keyLength, KEL_UC* vslName, unsigned,
+                       ZOR_ERROR_INFO* errorInfo) {
+    return guarded(
+        __func__, errorInfo, GlobalLevel{},
+        checks(Required{vslKey, "KEL_RAW*"}, NonZero{keyLength, "unsigned"}, Required{vslName, "KEL_UC*"}),
+        [] { throw ZorInvalidParameterException("Invalid parameter with KEL_CMACLKEYTONAME"); });
+}
+
+ZOR_RC ZorInstallPasswordChangeHandler(ZOR_ON_PASSWORD_CHANGE onPasswordChange, ZOR_ERROR_INFO* errorInfo) {
+    return light(__func__, errorInfo, GlobalLevel{}, checks(),
+                 [&] { ZorConnection::installPasswordChangeHandler(onPasswordChange); });
+}
+
+ZOR_RC ZorInstallPassportManager(ZOR_PM_CALLBACK onClientCallStart, ZOR_PM_CALLBACK onClientCallEnd,
+                                 ZOR_PM_CALLBACK onServerCallStart, ZOR_PM_CALLBACK onServerCallEnd,
+                                 ZOR_ERROR_INFO* errorInfo) {
+    return light(__func__, errorInfo, GlobalLevel{}, checks(), [&] {
+        ZorConnection::installPassportManager(onClientCallStart, onClientCallEnd, onServerCallStart,
+                                              onServerCallEnd);
+    });
+}

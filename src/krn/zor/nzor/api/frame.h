@@ -82,6 +82,15 @@ struct NonZero {
     }
 };
 
+/** Check: a length behind a pointer, known not to be NULL, that must not be 0; the label stands in the
+ * message.
+ */
+struct NonZeroAt {
+    const unsigned* number;
+    const KEL_UC* label;
+    Verdict operator()() const noexcept { return NonZero{*number, label}(); }
+};
+
 /** The checks of a function, in the order in which they are made. */
 template <class... Check>
 constexpr std::tuple<Check...> checks(Check... check) {

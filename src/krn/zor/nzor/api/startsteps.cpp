@@ -1,9 +1,11 @@
 #include "api/startsteps.h"
 
 #include "config/zorconfig.h"
+#include "connection/zorconnectionfunctions.h"
 #include "convert/zorconverter.h"
 #include "driver/cpicconnection.h"
 #include "repository/zorsystemdescriptions.h"
+#include "server/zorserver.h"
 
 namespace {
 
@@ -12,7 +14,9 @@ constexpr StartStep steps[] = {
     {"ZorConverter::init", ZorConverter::init},
     {"ZorConfig::init", ZorConfig::init},
     {"CpicConnection::init", CpicConnection::init},
+    {"ZorConnection::init", ZorConnectionFunctions::init},
     {"ZorSystemDescriptions::init", ZorSystemDescriptions::init},
+    {"ZorServer::init", ZorServer::init},
 };
 
 }  // namespace

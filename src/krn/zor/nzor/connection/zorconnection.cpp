@@ -84,28 +84,45 @@ ZorConnection* ZorConnection::addConnection(std::unique_ptr<ZorConnection> conne
     return connection.release();
 }
 
-void ZorConnection::leaveConnectionList() noexcept {
+void ZorConnection::unlist() noexcept {
     const std::lock_guard lock(list().cs_zor_conn);
     std::erase(list().connections, this);
     listed = false;
+    ended = true;
+}
+
+void ZorConnection::leaveConnectionList() noexcept {
+    cancelled = true;
+    unlist();
 }
 
 void ZorConnection::closeBroken() noexcept {
-    leaveConnectionList();
+    unlist();
     cpic_tcp->close();
 }
 
+void ZorConnection::checkStillOpen() const {
+    if (cancelled)
+        throw ZorSystemException(ZOR_CANCELED, COMMUNICATION_FAILURE, zorRcName(ZOR_CANCELED),
+                                 "Connection was canceled.");
+    if (ended)
+        throw ZorCommunicationException("The connection was closed by a function that ran during the call");
+}
+
 void ZorConnection::closeHandle(ZOR_CONNECTION_HANDLE handle) {
-    std::unique_ptr<ZorConnection> closing;
+    ZorConnection* closing = nullptr;
     {
         const std::lock_guard lock(list().cs_zor_conn);
-        closing.reset(list().find(handle));
+        closing = list().find(handle);
         if (closing == nullptr) throwInvalidHandle(handle);
-        std::erase(list().connections, closing.get());
+        std::erase(list().connections, closing);
         closing->listed = false;
+        closing->ended = true;
     }
+    // The outermost use frees it: this one, or a call of this thread that has called back.
+    const ZorConnectionUse use(*closing);
     if (closing->traceLevel > 0) ZorTraceObject(*closing);
-    // Its destructor ends the conversation, outside the lock.
+    closing->cpic_tcp->close();
 }
 
 void ZorConnection::cancelHandle(ZOR_CONNECTION_HANDLE handle) {

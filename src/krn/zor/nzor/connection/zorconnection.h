@@ -13,9 +13,11 @@
 #include <memory>
 
 #include "config/zoroptions.h"
+#include "connection/zorcallserver.h"
 #include "wire/zoritemstream.h"
 
 class ZorFunction;
+struct FrontEndAnswer;
 
 /** What a connection handle points to. */
 class ZorConnectionBase {
@@ -34,26 +36,54 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     static bool isHandleValid(ZOR_CONNECTION_HANDLE handle) noexcept;
     /** Opens a connection, logs on, and puts it into the list. */
     static ZOR_CONNECTION_HANDLE openNew(ZorOptions& options, ZOR_PROTOCOL_TYPE type);
-    /** Takes the connection out of the list, ends its conversation and frees it. */
+    /**
+     * Takes the connection out of the list, ends its conversation and frees it; one on which a call of this
+     * thread is running, which called back, is freed when that call has come back.
+     */
     static void closeHandle(ZOR_CONNECTION_HANDLE handle);
     /** Asks the thread that has a call running on the connection to give it up. */
     static void cancelHandle(ZOR_CONNECTION_HANDLE handle);
     /** The handle of this connection: the address of its base. */
-    ZOR_CONNECTION_HANDLE handle() noexcept;
+    ZOR_CONNECTION_HANDLE handle() noexcept override;
     /** The level of the connection; the global one for a handle that isn't in the list. */
     static unsigned traceLevelOf(ZOR_CONNECTION_HANDLE handle) noexcept;
+    /** @} */
+
+    /** @name Callbacks of the whole process; NULL uninstalls. Safe from any thread. */
+    /** @{ */
+    static void installPasswordChangeHandler(ZOR_ON_PASSWORD_CHANGE handler) noexcept;
+    static void installPassportManager(ZOR_PM_CALLBACK onClientCallStart, ZOR_PM_CALLBACK onClientCallEnd,
+                                       ZOR_PM_CALLBACK onServerCallStart,
+                                       ZOR_PM_CALLBACK onServerCallEnd) noexcept;
     /** @} */
 
     /** Calls the function and reads the answer into its container. */
     void invoke(ZorFunction& function);
     /** An empty call, to see whether the partner is there. */
     void ping();
+    /** Has the partner give back what it keeps for the session; the next call introduces itself anew. */
+    void resetKELServerContext();
+
+    /** @name What the client of an accepted conversation brought along; ZorIllegalStateException otherwise.
+     */
+    /** @{ */
+    /** `length` takes the ticket's length in any case; ZorBufferTooSmallException if it is the larger one. */
+    void getPartnerSSO(KEL_UC* ticket, unsigned* length) const;
+    void getVslPartnerName(KEL_UC* vslName, unsigned length) const;
+    void getVslPartnerKey(KEL_RAW* vslKey, unsigned* length) const;
+    /** @} */
     void getZorAttributes(ZOR_ATTRIBUTES& attributes) const;
     unsigned getTraceLevel() const noexcept { return traceLevel; }
     /** What both sides know of each other, then the state of the stream. */
     void writeTraceEntry(KEL_ofstream* trace);
     /** Level of the connection and its driver. One that the partner asked for is taken only if allowed. */
     void setTraceLevel(unsigned level, bool exported) noexcept;
+
+    /** Sends the results of a function that the partner called. Closes the connection if that fails half-way.
+     */
+    void answer(ZorFunction& function);
+    /** Throws if the connection was closed or cancelled while a function of the caller ran. */
+    void checkStillOpen() const;
 
     /** Reads the answer to what was sent, serving calls of the partner in between; NULL reads no data. */
     void zorReceive(ZorFunction* function);
@@ -68,15 +98,28 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
 
     void connect(ZorOptions& options, ZOR_PROTOCOL_TYPE type);
     void logon(const ZorOptions& options);
+    void takeLogonOptions(const ZorOptions& options);
     void checkPasswordState(const ZorOptions& options);
+    void changePassword(const KEL_UC* oldPassword, const KEL_UC* newPassword);
+    void attachGui(const ZorOptions& options);
+    void prepareGui(const ZorOptions& options, ZorFunction& prepare);
+    void finishGui(std::string_view guiId, const FrontEndAnswer& answer);
+    void hideGui();
+    void onClientCallStart(const KEL_UC* functionName);
     void setConnOptions(ZorOptions& options, ZOR_PROTOCOL_TYPE type);
     void sendPing(std::string_view functionName);
     void sendRequest(ZorFunction& function, ZORID rid);
     void receiveAnswer(ZorFunction& function);
     /** Reads and drops the rest of the incoming message; closes the connection if that fails. */
     void readOff() noexcept;
-    void dispatch();
-    void refuseCallback(const ZorServerNotFoundException& failure);
+    void prepareToSend();
+    void serveCallback();
+    ZOR_RC dispatch(ZOR_ERROR_INFO* errorInfo);
+    ZOR_RC serve(ZOR_ERROR_INFO* errorInfo);
+    void dropOuterAnswer();
+    void sendZorError(const ZorBaseException& failure);
+    void writeUbixMsg(const ZorUBIXMessageFields& fields);
+    void resetFailure() noexcept;
     KEL_string composedMessage() const;
 
     void closeBroken() noexcept override;
@@ -91,11 +134,18 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     void parseFreeText(const KEL_RAW* data, unsigned length);
     void throwZorErrorMsg() override { raiseCollectedError(); }
     void leaveConnectionList() noexcept override;
+    void unlist() noexcept;
     void acceptTraceLevel(unsigned level) noexcept override { setTraceLevel(level, true); }
 
     unsigned traceLevel;
-    bool listed = false;               ///< In the list; changed under its lock only.
-    std::atomic<unsigned> inCall = 0;  ///< Calls that can be cancelled, nested ones counted.
-    unsigned users = 0;                ///< What runs on it, nested; belongs to the calling thread.
-    bool hasErrorMsg = false;          ///< The conversation ended with data behind it.
+    bool listed = false;                    ///< In the list; changed under its lock only.
+    std::atomic<unsigned> inCall = 0;       ///< Calls that can be cancelled, nested ones counted.
+    unsigned users = 0;                     ///< What runs on it, nested; belongs to the calling thread.
+    bool hasErrorMsg = false;               ///< The conversation ended with data behind it.
+    bool ended = false;                     ///< Closed or broken: there is no conversation to go on with.
+    bool cancelled = false;                 ///< It ended by a cancel.
+    unsigned short use_kelgui = 0;          ///< Mode of the front end; 2 hides it after each call.
+    std::unique_ptr<ZorCallServer> server;  ///< Serves the partner's calls; made at the first one.
+    KEL_string gwhost;                      ///< Route to the gateway, for the front end.
+    std::vector<KEL_RAW> eppBuffer;         ///< Room for a passport; kept between calls.
 };

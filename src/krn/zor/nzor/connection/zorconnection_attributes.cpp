@@ -1,5 +1,6 @@
 // What a connection tells about itself, to callers and to its driver.
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -36,6 +37,11 @@ bool isOneByteCodepage(std::string_view codepage) noexcept {
     }
 }
 
+/** Only the side that accepted a conversation knows what the other one brought along. */
+void checkAccepted(const ZorIOStream& driver) {
+    if (!driver.accepted) throw ZorIllegalStateException("");
+}
+
 }  // namespace
 
 void ZorConnection::getZorAttributes(ZOR_ATTRIBUTES& attributes) const {
@@ -62,6 +68,25 @@ void ZorConnection::getZorAttributes(ZOR_ATTRIBUTES& attributes) const {
     put(attributes.progName, withoutTrailingBlanks(control.progname.view()));
     put(attributes.partnerBytesPerChar, isOneByteCodepage(control.charset.view()) ? "1" : "2");
     put(attributes.partnerSystemCodepage, control.system_cp.view());
+}
+
+void ZorConnection::getPartnerSSO(KEL_UC* ticket, unsigned* length) const {
+    checkAccepted(*cpic_tcp);
+    const unsigned room = *length;
+    *length = static_cast<unsigned>(logonData.sso2.size());
+    if (room < *length) throw ZorBufferTooSmallException("Buffer too small for the logon ticket");
+    std::ranges::copy(logonData.sso2, ticket);
+}
+
+// Conversations aren't secured in this build: such a one has an empty name and no key.
+void ZorConnection::getVslPartnerName(KEL_UC* vslName, unsigned) const {
+    checkAccepted(*cpic_tcp);
+    *vslName = 0;
+}
+
+void ZorConnection::getVslPartnerKey(KEL_RAW*, unsigned* length) const {
+    checkAccepted(*cpic_tcp);
+    *length = 0;
 }
 
 void ZorConnection::setConvId(const KEL_RAW* convId) noexcept {

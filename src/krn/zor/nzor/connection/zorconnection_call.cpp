@@ -1,6 +1,7 @@
 // One remote call and what can go wrong in it.
 
 #include "connection/zorconnection.h"
+#include "connection/zorconnectionfunctions.h"
 #include "connection/zorconnectionuse.h"
 #include "data/zorfunction.h"
 #include "data/zorstructure.h"
@@ -11,25 +12,44 @@
 
 namespace {
 
+/** A call of this side while one of the partner's is being served. */
+class Nesting {
+  public:
+    explicit Nesting(unsigned short& count) noexcept : count(count), nested(count != 0) {
+        if (nested) ++count;
+    }
+    Nesting(const Nesting&) = delete;
+    ~Nesting() {
+        if (nested) --count;
+    }
+
+  private:
+    unsigned short& count;
+    bool nested;
+};
+
 /** What a call changes in its connection for as long as it runs. */
 class CallScope {
   public:
     CallScope(ZorItemStream& stream, std::atomic<unsigned>& inCall) noexcept
-        : stream(stream), inCall(inCall), nested(stream.callbackCount != 0) {
-        if (nested) ++stream.callbackCount;
+        : stream(stream),
+          inCall(inCall),
+          outermost(stream.callbackCount == 0),
+          nesting(stream.callbackCount) {
         ++inCall;
     }
     CallScope(const CallScope&) = delete;
     ~CallScope() {
         --inCall;
-        stream.resetDM();
-        if (nested) --stream.callbackCount;
+        // The tables of the outermost call stay known to the partner during calls within it.
+        if (outermost) stream.resetDM();
     }
 
   private:
     ZorItemStream& stream;
     std::atomic<unsigned>& inCall;
-    bool nested;
+    bool outermost;
+    Nesting nesting;
 };
 
 void traceFailure(const ZorConnection& connection, const ZorBaseException& exception) noexcept {
@@ -56,8 +76,9 @@ ZorRecord* valueOf(ZorParameter& parameter) {
 }
 
 /** Whether a parameter has a value, in either direction, that the classic items can't carry. */
-bool needsOtherForm(ZorParameter& parameter, unsigned partnerCharSize) {
+bool needsOtherForm(ZorParameter& parameter, unsigned partnerCharSize, bool answering) {
     const ZORTYPE type = parameter.desc().type;
+    if (answering && parameter.direction() == ZOR_IMPORT) return false;  // it came, and isn't sent back
     if (type != ZORTYPE_STRUCTURE && type != ZORTYPE_TABLE)
         return type == ZORTYPE_UBIXOBJECT || type == ZORTYPE_XMLDATA;
     ZorRecord* const value = valueOf(parameter);
@@ -69,14 +90,14 @@ bool needsOtherForm(ZorParameter& parameter, unsigned partnerCharSize) {
 }
 
 /** Refuses before the first byte is written, so that the connection stays as it was. */
-void refuseOtherForms(ZorFunction& function, const ZorControl& control) {
+void refuseOtherForms(ZorFunction& function, const ZorControl& control, bool answering) {
     if (control.serializationFormat != 0 ||
         (control.supportLumx && function.getFunctionMetaData()->supportsASXML()))
         throw ZorSerializationException("Function " + function.getName() +
                                         " would have to travel in a form that this library can't write");
     for (unsigned i = 0; i < function.getFieldCount(); ++i) {
         ZorParameter& parameter = function.parameter(i);
-        if (parameter.isActive() && needsOtherForm(parameter, control.pcs))
+        if (parameter.isActive() && needsOtherForm(parameter, control.pcs, answering))
             throw ZorSerializationException("Parameter " + parameter.desc().name +
                                             " has a type that can't travel in the classic format");
     }
@@ -96,9 +117,11 @@ void ZorFunction::zorCallReceive(ZorConnection& conn, ZORID rid) {
     if (conn.isInCallbackMode() && !conn.driver().isBufferEmpty())
         throw ZorIllegalStateException(
             "Calling back to UBIX system not possible before the incoming data being completely read.");
-    refuseOtherForms(*this, conn.control);
+    refuseOtherForms(*this, conn.control, false);
     const CallScope scope(conn, conn.inCall);
     try {
+        conn.onClientCallStart(name.c_str());
+        conn.prepareToSend();
         conn.sendRequest(*this, rid);
         conn.receiveAnswer(*this);
     } catch (const ZorCommunicationException& exception) {
@@ -138,6 +161,12 @@ void ZorConnection::receiveAnswer(ZorFunction& function) {
     }
 }
 
+void ZorConnection::answer(ZorFunction& function) {
+    refuseOtherForms(function, control, true);
+    readFlush();
+    sendRequest(function, ZORID_NotUsed);
+}
+
 void ZorConnection::readOff() noexcept {
     try {
         readFlush();
@@ -167,54 +196,40 @@ void ZorConnection::invoke(ZorFunction& function) {
     function.setTraceLevel(traceLevel);
     if (traceLevel > 0) traceInvocation(reinterpret_cast<uintptr_t>(handle()), function);
     function.zorCallReceive(*this, ZORID_NotUsed);
+    hideGui();
     if (traceLevel > 0) ZorTraceObject(function);
 }
 
-void ZorConnection::zorReceive(ZorFunction* function) {
+void ZorConnection::resetKELServerContext() {
+    const ZorConnectionUse use(*this);
+    if (traceLevel > 0) ZorTraceObject(*this);
+    ZorFunction reset(ZorConnectionFunctions::get(ZorConnectionFunction::SYSTEM_RESET_ZOR_SERVER));
+    reset.zorCallReceive(*this, ZORID_NotUsed);
+    control.headerWritten = false;
+    control.infoWritten = false;
+    resetDM();
+}
+
+void ZorConnection::prepareToSend() {
+    // While a call of the partner is being served its message may have an end that brings no items.
+    if (callbackCount != 0) readFlush();
+}
+
+void ZorConnection::resetFailure() noexcept {
     resetReceivedError();
     hasErrorMsg = false;
+}
+
+void ZorConnection::zorReceive(ZorFunction* function) {
+    resetFailure();
     ZORID id = readUpTo(ZORGET_DATA, function, ZORID_NotUsed);
     while (id == ZORID_CallBack && zor_rc == ZOR_OK) {
-        dispatch();
+        serveCallback();
         id = readUpTo(ZORGET_DATA, function, ZORID_NotUsed);
     }
     // To the end of the message in any case: only then this side may send again.
     readFlush();
     if (zor_rc != ZOR_OK) raiseCollectedError();
-}
-
-void ZorConnection::dispatch() {
-    readUpTo(ZORGET_FUNCTIONNAME, nullptr, ZORID_FunctionName);
-    if (zor_rc != ZOR_OK) raiseCollectedError();
-    if (control.serverFunctionName.empty()) return;
-    if (traceLevel > 0)
-        ZorTraceWrite("Dispatching function %s on handle %llu", control.serverFunctionName.c_str(),
-                      static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(handle())));
-    const ZorServerNotFoundException failure(control.serverFunctionName.view());
-    control.serverFunctionName.clear();
-    refuseCallback(failure);
-    throw failure;
-}
-
-void ZorConnection::refuseCallback(const ZorServerNotFoundException& failure) {
-    readFlush();
-    ++callbackCount;
-    writeZorCallBegin({}, ZORID_NotUsed, false);
-    writeZorChars(ZORID_SnapDump, failure.getKey());
-    writeZorChars(ZORID_ErrorMessage, failure.getMessage());
-    writeZorCallEnd();
-    --callbackCount;
-    // The partner still answers the outer call. Its answer is read off, so that the connection is ready
-    // for the next call; how it turned out no longer matters.
-    try {
-        if (readUpTo(ZORGET_DATA, nullptr, ZORID_NotUsed) == ZORID_CallBack) closeBroken();
-        readFlush();
-    } catch (const ZorCommunicationException&) {
-        closeBroken();
-    } catch (const ZorUBIXBaseException& exception) {
-        if (exception.getCode() == ZOR_CANCELED) throw;
-        // Otherwise the partner ended its program over the refusal.
-    }
 }
 
 void ZorConnection::sendPing(std::string_view functionName) {
@@ -226,8 +241,17 @@ void ZorConnection::sendPing(std::string_view functionName) {
 void ZorConnection::ping() {
     const ZorConnectionUse use(*this);
     if (traceLevel > 0) ZorTraceObject(*this);
-    if (!cpic_tcp->connected) throw ZorIllegalStateException("Illegal operation on the connection");
+    const bool answering = cpic_tcp->accepted && isInCallbackMode();
+    const bool calling = cpic_tcp->zorProgType == ZOR_CLIENT && cpic_tcp->connected;
+    if (!answering && !calling) {
+        if (!cpic_tcp->registered || cpic_tcp->accepted)
+            throw ZorIllegalStateException("Illegal operation on the connection");
+        cpic_tcp->keepAlive(true);
+        return;
+    }
+    const Nesting nesting(callbackCount);
     try {
+        prepareToSend();
         cpic_tcp->resetBuffer();
         sendPing("ZOR_PING");
     } catch (const ZorCommunicationException& exception) {

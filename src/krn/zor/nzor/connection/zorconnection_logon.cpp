@@ -21,12 +21,7 @@ struct UnavailableOption {
 };
 
 constexpr UnavailableOption unavailableOptions[] = {
-    {"PCS", [](const ZorOptions& o) { return o.pcs != 1; }},
-    {"MYKELSSO2", [](const ZorOptions& o) { return !o.mykelsso2.empty(); }},
-    {"EXTIDDATA", [](const ZorOptions& o) { return !o.extiddata.empty(); }},
-    {"X509CERT", [](const ZorOptions& o) { return !o.x509cert.empty(); }},
     {"VSL_MODE", [](const ZorOptions& o) { return o.vsl_mode != 0; }},
-    {"USE_KELGUI", [](const ZorOptions& o) { return o.use_kelgui != 0; }},
     {"SERIALIZATION_FORMAT", [](const ZorOptions& o) { return o.serializationFormat != 0; }},
     {"SERVER_PORT", [](const ZorOptions& o) { return !o.serverPort.empty(); }},
 };
@@ -38,20 +33,6 @@ void refuseUnavailable(const ZorOptions& options) {
             throw ZorBaseException(ZOR_NOT_SUPPORTED, EXTERNAL_APPLICATION_FAILURE,
                                    zorRcName(ZOR_NOT_SUPPORTED),
                                    KEL_string("Parameter ") + option.name + " is not supported.");
-}
-
-/** Keys of the failure by password state. */
-const KEL_UC* passwordKey(unsigned state) noexcept {
-    switch (state) {
-        case PASSWORD_INITIAL:
-            return "PASSWORD_INITIAL";
-        case PASSWORD_EXPIRED:
-            return "PASSWORD_EXPIRED";
-        case PASSWORD_RULES_ENFORCED:
-            return "PASSWORD_RULES_ENFORCED";
-        default:
-            return nullptr;
-    }
 }
 
 }  // namespace
@@ -77,18 +58,12 @@ void ZorConnection::logon(const ZorOptions& options) {
     zorReceive(nullptr);
     control.connected = true;
     checkPasswordState(options);
+    if (options.use_kelgui != 0 && options.lcheck != 0) attachGui(options);
     if (control.partner_rel.view() > lastReleaseWithoutLumx) {
         control.version = versionWithLumx;
         control.headerWritten = false;  // the next call tells what both sides can
         control.supportLumx = !options.no_lumXml;
     }
-}
-
-void ZorConnection::checkPasswordState(const ZorOptions& options) {
-    const KEL_UC* const key = passwordKey(control.pwState);
-    control.pwState = PASSWORD_OK;
-    if (key != nullptr && options.password_change_enforced)
-        throw ZorLogonException(key, "Password must be changed.");
 }
 
 void ZorConnection::setConnOptions(ZorOptions& options, ZOR_PROTOCOL_TYPE type) {
@@ -104,6 +79,14 @@ void ZorConnection::setConnOptions(ZorOptions& options, ZOR_PROTOCOL_TYPE type) 
     control.keepalive = options.keepalive;
     if (options.compression == NO_COMPRESSION) control.protocol &= ~protocolCompressedTables;
     control.zor_role = type == ZOR_CLIENT ? 'C' : 'S';
+    if (type == ZOR_CLIENT) takeLogonOptions(options);
+    explicit_bzero(options.passwd.data(), options.passwd.size());
+    options.passwd.clear();
+    control.delta = options.delta;
+    control.serializationFormat = options.serializationFormat;
+}
+
+void ZorConnection::takeLogonOptions(const ZorOptions& options) {
     const auto take = [](auto& member, const KEL_string& value) {
         if (!value.empty()) member.assign(value);
     };
@@ -114,10 +97,14 @@ void ZorConnection::setConnOptions(ZorOptions& options, ZOR_PROTOCOL_TYPE type) 
     take(control.mandt, options.client);
     take(control.lang, options.lang);
     take(control.sysid, options.q7name);
+    take(control.extidtype, options.extidtype);
     control.scrambledPW = scrambleChars(options.passwd);
-    explicit_bzero(options.passwd.data(), options.passwd.size());
-    options.passwd.clear();
+    logonData.sso2 = options.mykelsso2;
+    logonData.extiddata = options.extiddata;
+    logonData.x509cert = options.x509cert;
     control.getsso2 = options.getsso2 != 0;
-    control.delta = options.delta;
-    control.serializationFormat = options.serializationFormat;
+    control.vslWithoutSSO = options.vsl_mode != 0 && options.vsl_sso == 0;
+    use_kelgui = options.use_kelgui;
+    constexpr std::string_view hop = "/H/";
+    gwhost = options.gwhost.starts_with(hop) ? options.gwhost : KEL_string(hop) + options.gwhost;
 }

@@ -43,6 +43,15 @@ bool ZorFunction::isParameterActive(std::string_view parameterName) const noexce
     return parameter != nullptr && parameter->isActive();
 }
 
+void ZorFunction::deactivateUnrequestedParameters(std::string_view partnerKernelRelease) noexcept {
+    const bool tellsRequests = partnerKernelRelease >= "5" || partnerKernelRelease.starts_with("46");
+    for (const auto& parameter : params) {
+        const bool wanted =
+            parameter->isRequested() || (!tellsRequests && parameter->direction() == ZOR_EXPORT);
+        if (!wanted) parameter->setActive(false);
+    }
+}
+
 void ZorFunction::checkClassExceptionEnabled() const {
     if (!classExceptionEnabled)
         throw ZorIllegalStateException("UBIX class exeception support not enabled for this function handle");

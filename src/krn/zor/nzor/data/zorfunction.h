@@ -77,6 +77,13 @@ class ZorFunction : public ZorRecord {
     void zorSerialize(ZorConnection& conn, ZORID rid);
     void zorSerializeParams(ZorItemStream& conn);
     void zorCallReceive(ZorConnection& conn, ZORID rid);
+    /** Reads the parameters of a call of the partner, to the end of its message. */
+    void zorDeserialize(ZorItemStream& conn);
+    /**
+     * On the side that serves: switches off what the caller didn't ask for, after its call was read. A
+     * partner of a kernel release below 46 doesn't say which results it wants, so it gets all.
+     */
+    void deactivateUnrequestedParameters(std::string_view partnerKernelRelease) noexcept;
     /** @} */
 
     /** The parameters; above level 2 the values of the active ones too. Makes no children. */

@@ -78,8 +78,10 @@ struct ZorControl {
     KEL_UINT keepalive = 0;
     short ignoreConvErr = 0;
     KEL_UINT substituteSymbol = '#';
-    bool delta = true;         ///< The table delta manager is on.
-    bool supportLumx = false;  ///< The partner can take the binary XML form.
+    bool delta = true;               ///< The table delta manager is on.
+    bool supportLumx = false;        ///< The partner can take the binary XML form.
+    bool useClassException = false;  ///< The partner, who calls, takes class exceptions.
+    bool reg_exclusiv = false;       ///< As a server: the partner keeps this connection to itself.
     KEL_USHORT unresp_call = 0;
 
     bool connected = false;  ///< The logon is done.

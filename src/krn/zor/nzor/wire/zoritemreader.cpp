@@ -69,6 +69,14 @@ const ZorItemReader::Row ZorItemReader::rows[] = {
     {ZORID_SystMsgid, anyState, sameState, &ZorItemReader::errorItem},
     {ZORID_SystMsgty, anyState, sameState, &ZorItemReader::errorItem},
     {ZORID_SystMsgno, anyState, sameState, &ZorItemReader::errorItem},
+    {ZORID_CallStack, anyState, sameState, &ZorItemReader::callStack},
+    {ZORID_UseClassExceptions, anyState, sameState, &ZorItemReader::classExceptionsWanted},
+    {ZORID_ClassExceptionInfo, anyState, sameState, &ZorItemReader::classExceptionInfo},
+    {ZORID_ClassException, anyState, sameState, &ZorItemReader::classException},
+    {ZORID_AZOR_Agent, anyState, sameState, &ZorItemReader::transactionMode},
+    {ZORID_AZOR_Agent_Off, anyState, sameState, &ZorItemReader::transactionMode},
+    {ZORID_Sso2Logon, anyState, sameState, &ZorItemReader::ticket},
+    {ZORID_Sso2, anyState, sameState, &ZorItemReader::ticket},
     {ZORID_XMLParameter, anyState, sameState, &ZorItemReader::xmlParameter},
     {ZORID_XMLData, anyState, sameState, &ZorItemReader::xmlData},
     {ZORID_LumxInit, anyState, sameState, &ZorItemReader::unsupported},
@@ -329,6 +337,36 @@ void ZorItemReader::finishXml() {
     if (!xml) return;
     xml->setFinished();
     xml.reset();
+}
+
+void ZorItemReader::callStack(ZORID, unsigned length) {
+    stream.readRemoteText(stream.ubixCallStack, length);
+}
+
+void ZorItemReader::classExceptionsWanted(ZORID, unsigned length) {
+    stream.skipBytes(length);
+    if (function != nullptr)
+        function->enableClassException(stream.handle());
+    else
+        stream.control.useClassException = true;
+}
+
+void ZorItemReader::classExceptionInfo(ZORID, unsigned length) {
+    stream.readRemoteText(stream.classExceptionInfo, length);
+}
+
+void ZorItemReader::classException(ZORID id, unsigned length) {
+    if (function == nullptr) return stream.skipBytes(length);
+    unsupported(id, length);
+}
+
+void ZorItemReader::transactionMode(ZORID id, unsigned length) {
+    stream.skipBytes(length);
+    stream.inAZorMode = id == ZORID_AZOR_Agent;
+}
+
+void ZorItemReader::ticket(ZORID, unsigned length) {
+    stream.readZorTicket(length);
 }
 
 void ZorItemReader::unsupported(ZORID id, unsigned) {

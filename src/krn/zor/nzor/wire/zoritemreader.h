@@ -65,6 +65,12 @@ class ZorItemReader : private XZorRoots {
     void errorItem(ZORID id, unsigned length);
     void xmlParameter(ZORID id, unsigned length);
     void xmlData(ZORID id, unsigned length);
+    void callStack(ZORID id, unsigned length);
+    void classExceptionsWanted(ZORID id, unsigned length);
+    void classExceptionInfo(ZORID id, unsigned length);
+    void classException(ZORID id, unsigned length);
+    void transactionMode(ZORID id, unsigned length);
+    void ticket(ZORID id, unsigned length);
     void unsupported(ZORID id, unsigned length);
 
     ZorRecord* recordOf(std::string_view parameterName) override;

@@ -29,6 +29,13 @@ class ZorFunction;
 class ZorParameter;
 class ZorTable;
 
+/** Forms of identity other than a name and a password. */
+struct ZorLogonData {
+    KEL_string sso2;       ///< The logon ticket to send, wiped then; or the one received.
+    KEL_string extiddata;  ///< External identity.
+    KEL_string x509cert;   ///< Certificate.
+};
+
 class ZorItemStream {
   public:
     ZorItemStream(const ZorItemStream&) = delete;
@@ -36,6 +43,7 @@ class ZorItemStream {
     virtual ~ZorItemStream();
 
     ZorControl control;
+    ZorLogonData logonData;
     /**
      * Nesting of calls: odd while a call of the partner is being served here, so that writers answer;
      * even while this side calls.
@@ -62,6 +70,10 @@ class ZorItemStream {
     void writeZorData(ZORID id, std::span<const KEL_RAW> payload);
     void writeZorFlag(ZORID id) { writeZorData(id, {}); }
     void writeZorChars(ZORID id, std::string_view text);
+    /** Text as the partner wants it: converted where its characters have no fixed size, else as it stands.
+     * Gives the bytes written. */
+    unsigned convertCharsBeforeWrite(KEL_RAW* dest, unsigned destLength, const KEL_UC* src,
+                                     unsigned srcLength) const;
     /** Text as UTF-8 with a closing NUL byte; an empty text is an item of length 0. */
     void writeZorUTF8Chars(ZORID id, std::string_view text);
     void writeZorInt2(ZORID id, KEL_USHORT value);
@@ -149,6 +161,9 @@ class ZorItemStream {
     /** Forgets all tables of the delta manager, at the end of a call. */
     void resetDM() noexcept;
 
+    /** What callers know the connection by; NULL for a stream without one. */
+    virtual ZOR_CONNECTION_HANDLE handle() noexcept { return nullptr; }
+
     /** The connection can't go on: it leaves the list of valid handles and closes its conversation. */
     virtual void closeBroken() noexcept = 0;
     /** The partner broke the protocol: closes the connection and throws. */
@@ -160,6 +175,10 @@ class ZorItemStream {
 
     /** Throws the failure that was collected; always throws. */
     [[noreturn]] virtual void raiseCollectedError() = 0;
+
+    KEL_string ubixCallStack;       ///< Of the partner's program that failed.
+    KEL_string classExceptionInfo;  ///< Where a class exception was raised: entries divided by ";".
+    bool inAZorMode = false;        ///< The partner's calls belong to a transaction.
 
     /** Clears the texts and the code of a failure. */
     void resetReceivedError() noexcept;
@@ -176,11 +195,15 @@ class ZorItemStream {
     void readFailed(CM_RETCODE rc);
     ZORID openItem(const KEL_RAW* begin, unsigned& length);
     void readZorHeader(unsigned length);
+    void followPartnerCodepage() noexcept;
     void readZorUnicodeHeader(unsigned length);
     void readZorProtocol(unsigned length);
     void readZorCDestination(unsigned length);
     void readZorOwnType(unsigned length);
     void readZorErrorMsg(ZORID id, unsigned length);
+    void readZorTicket(unsigned length);
+    void readRemoteText(KEL_string& text, unsigned length);
+    void writeIdentity();
 
     std::vector<KEL_RAW> readBuf;   ///< Scratch for reading; grows to what an item needs and is kept.
     std::vector<KEL_RAW> writeBuf;  ///< Scratch for conversion on writing.

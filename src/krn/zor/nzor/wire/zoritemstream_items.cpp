@@ -1,5 +1,7 @@
 // Readers of the session items and of the error items.
 
+#include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "wire/hostformat.h"
@@ -9,6 +11,12 @@ namespace {
 
 /** Highest version of the header item that this library understands. */
 constexpr KEL_RAW headerVersionMax = 5;
+
+/** Longest logon ticket, in bytes. */
+constexpr unsigned maxTicket = 4096;
+
+/** Most characters that are kept of a partner's call stack and the like. */
+constexpr unsigned maxRemoteText = 1024 * 1024;
 
 constexpr KEL_RAW charClassOne = 1;
 constexpr KEL_RAW charClassTwo = 5;
@@ -38,9 +46,19 @@ void ZorItemStream::readZorHeader(unsigned length) {
     control.conversion = control.conv_char || control.conv_int || control.conv_float;
     if (control.version > headerVersionMax)
         protocolFault(ZOR_VERSION_MISMATCH, "Unsupported ZOR protocol version.");
-    if (control.compression == charClassOne) control.pcs = 1;
-    if (control.compression == charClassTwo) control.pcs = 2;
+    if (control.compression == charClassOne)
+        control.pcs = 1;
+    else if (control.compression == charClassTwo)
+        control.pcs = 2;
+    else if (control.pcs == 0)
+        followPartnerCodepage();
     control.system_cp = control.charset;
+}
+
+void ZorItemStream::followPartnerCodepage() noexcept {
+    if (control.communication_cp == control.charset) return;
+    control.communication_cp = control.charset;
+    if (control.zor_role == 'C') control.headerWritten = false;  // the next call tells the new code page
 }
 
 void ZorItemStream::readZorUnicodeHeader(unsigned length) {
@@ -82,6 +100,36 @@ void ZorItemStream::readZorOwnType(unsigned length) {
     FixedText<2> type;
     readZorText(type, length);
     if (!type.empty()) control.partner_type = type.view().front();
+    constexpr KEL_CHAR backEnd = '3';
+    const bool external = control.zor_role == 'S' && control.partner_type != backEnd &&
+                          cpic_tcp->zorProgType != ZOR_TCP_SOCKET_SERVER;
+    if (!external) return;
+    closeBroken();
+    throw ZorSystemException("external ZOR Client not supported.");
+}
+
+void ZorItemStream::readZorTicket(unsigned length) {
+    if (length == 0) return;
+    if (length > maxTicket) throw ZorCommunicationException("Invalid SSO logon ticket");
+    KEL_UC ticket[maxTicket];
+    logonData.sso2.assign(ticket, readZorChars(ticket, length, length));
+    explicit_bzero(ticket, length);
+}
+
+void ZorItemStream::readRemoteText(KEL_string& text, unsigned length) {
+    const unsigned width = std::max<unsigned>(control.pcs, 1);
+    const unsigned wanted = std::min(length / width, maxRemoteText);
+    text.clear();
+    // Grows as the text arrives; what the buffer of one piece can't hold comes with the next.
+    KEL_UC piece[1024];
+    unsigned left = length;
+    while (text.size() < wanted) {
+        const unsigned next = std::min<unsigned>(sizeof piece, wanted - static_cast<unsigned>(text.size()));
+        readZorChars(piece, next, next);
+        text.append(piece, next);
+        left -= next;
+    }
+    skipBytes(left);
 }
 
 void ZorItemStream::readZorErrorMsg(ZORID id, unsigned length) {

@@ -209,6 +209,8 @@ void ZorItemStream::resetReceivedError() noexcept {
     // Nearly always there is nothing to clear.
     if (control.receivedFilled) control.received = {};
     control.receivedFilled = false;
+    ubixCallStack.clear();
+    classExceptionInfo.clear();
     zor_rc = ZOR_OK;
 }
 

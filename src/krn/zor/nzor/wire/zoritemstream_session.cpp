@@ -18,9 +18,14 @@ constexpr KEL_RAW headerVersionClassic = 3;
 /** Character size class of the header item for one, two and four bytes per character. */
 constexpr KEL_RAW charClassOne = 1;
 constexpr KEL_RAW charClassTwo = 5;
+constexpr KEL_RAW charClassFour = 6;
 
 /** Kind of program that this library is, as partners know it. */
 constexpr std::string_view ownType = "E";
+
+KEL_RAW charClassOf(unsigned characterSize) noexcept {
+    return characterSize == 2 ? charClassTwo : characterSize == 4 ? charClassFour : charClassOne;
+}
 
 void putDigits(KEL_RAW* target, const CodepageDigits& codepage) noexcept {
     for (const KEL_UC digit : codepage.view())
@@ -42,9 +47,10 @@ void ZorItemStream::writeZorSessionHeader() {
         control.comHeaderWritten = true;
     }
     const bool isClient = control.zor_role == 'C';
-    KEL_RAW header[8] = {headerVersionClassic, ownIntFormat, ownFloatFormat,
-                         control.pcs == 2 ? charClassTwo : charClassOne};
-    putDigits(header + 4, isClient ? control.codepage : control.charset);
+    KEL_RAW header[8] = {headerVersionClassic, ownIntFormat, ownFloatFormat, charClassOf(control.pcs)};
+    putDigits(header + 4, control.pcs == 0 ? control.communication_cp
+                          : isClient       ? control.codepage
+                                           : control.charset);
     writeZorData(ZORID_Header, header);
     writeZorInt4(ZORID_Protocol, protocolOwn);
     if (!isClient) return;

@@ -63,7 +63,26 @@ void ZorItemStream::writeZorData(ZORID id, std::span<const KEL_RAW> payload) {
 }
 
 void ZorItemStream::writeZorChars(ZORID id, std::string_view text) {
-    writeZorData(id, {rawBytes(text), text.size()});
+    if (control.pcs != 0) [[likely]]
+        return writeZorData(id, {rawBytes(text), text.size()});
+    writeBuf.assign(text.size(), 0);
+    convertCharsBeforeWrite(writeBuf.data(), static_cast<unsigned>(text.size()), text.data(),
+                            static_cast<unsigned>(text.size()));
+    writeZorData(id, writeBuf);
+}
+
+unsigned ZorItemStream::convertCharsBeforeWrite(KEL_RAW* dest, unsigned destLength, const KEL_UC* src,
+                                                unsigned srcLength) const {
+    if (control.pcs != 0) {
+        const unsigned copied = std::min(destLength, srcLength);
+        std::memcpy(dest, src, copied);
+        return copied;
+    }
+    auto* converter = ZorConverter::getConverter(control.codepage.data(), control.communication_cp.data(),
+                                                 control.ignoreConvErr, control.substituteSymbol);
+    unsigned written = destLength;
+    converter->convert(reinterpret_cast<const KEL_RAW*>(src), srcLength, dest, &written, nullptr);
+    return written;
 }
 
 const ZorConverter& ZorItemStream::toUtf8() const {

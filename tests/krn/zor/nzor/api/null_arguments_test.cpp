@@ -47,6 +47,8 @@ const std::map<std::string, Refusal> ownRefusals = {
     {"ZorSetTraceLevel", {ZOR_OK, ""}},
     {"ZorSetCpicTraceLevel", {ZOR_OK, ""}},
     {"ZorClearRepository", {ZOR_OK, ""}},
+    {"ZorInstallPasswordChangeHandler", {ZOR_OK, ""}},
+    {"ZorInstallPassportManager", {ZOR_OK, ""}},
 };
 
 const std::set<std::string> leftOut = {
