@@ -197,6 +197,18 @@ Outcome callBack(Call& call) {
     return Outcome::reply;
 }
 
+// Calls FUNCTION of the client with exactly the items that the caller sent, and gives its answer back.
+Outcome callBackItems(Call& call) {
+    enum { function, items, result };
+    const std::string name(textOr(call, function, "ZORDEV_CALLBACK"));
+    ItemWriter parameters;
+    parameters.raw(call.values[items].value);
+    std::vector<Byte> answer;
+    if (!call.host.callBack(name, parameters, answer)) return Outcome::dropped;
+    call.reply(result, answer);
+    return Outcome::reply;
+}
+
 }  // namespace
 
 std::vector<FunctionDescription> failingFunctions() {
@@ -229,6 +241,11 @@ std::vector<FunctionDescription> failingFunctions() {
         {"CALL_BACK",
          {{"FUNCTION", ZORTYPE_CHAR, 30, ZOR_IMPORT}, text, {"TIMES", ZORTYPE_INT, 4, ZOR_IMPORT}, result},
          callBack},
+        {"CALL_BACK_ITEMS",
+         {{"FUNCTION", ZORTYPE_CHAR, 30, ZOR_IMPORT},
+          {"ITEMS", ZORTYPE_XSTRING, 0, ZOR_IMPORT},
+          {"ANSWER", ZORTYPE_XSTRING, 0, ZOR_EXPORT}},
+         callBackItems},
     };
 }
 

@@ -355,6 +355,67 @@ TEST_F(CallbackTest, theSystemFunctionsAnswerAlways) {
     ZorDestroyFunctionDesc(ping, nullptr);
 }
 
+/** A field as it travels. */
+std::string field(std::string_view name, std::string_view value) {
+    const auto make = [](unsigned id, std::string_view payload) {
+        const auto big = [](size_t number) {
+            return std::string{static_cast<char>(number >> 8), static_cast<char>(number)};
+        };
+        return big(id) + big(payload.size()) + std::string(payload) + big(id);
+    };
+    return value.empty() ? make(517, name) : make(513, name) + make(515, value);
+}
+
+TEST_F(CallbackTest, theSystemFunctionsTellAboutThisProcess) {
+    served = [](auto, auto, auto) { return ZOR_OK; };
+    install(nullptr, serve);
+    const ZOR_CONNECTION_HANDLE connection = connect();
+    Function function("CALL_BACK_ITEMS");
+    const auto ask = [&](const char* name, const std::string& items) {
+        function.setText("FUNCTION", name);
+        EXPECT_EQ(ZorSetXString(function, "ITEMS", reinterpret_cast<const KEL_RAW*>(items.data()),
+                                static_cast<unsigned>(items.size()), &error),
+                  ZOR_OK);
+        EXPECT_EQ(invoke(connection, function), ZOR_OK) << error.message;
+        unsigned length = 0;
+        ZorGetStringLength(function, "ANSWER", &length, &error);
+        std::string answer(length, 0);
+        ZorGetXString(function, "ANSWER", reinterpret_cast<KEL_RAW*>(answer.data()), length, &length, &error);
+        return answer;
+    };
+    const std::string info = ask("ZOR_SYSTEM_INFO", field("ZORSI_EXPORT", ""));
+    // The name and its framing, the framing of the value, its 245 characters, an end.
+    ASSERT_EQ(info.size(), 6 + 12 + 6 + 245 + 6u);
+    const std::string image = info.substr(6 + 12 + 4, 245);
+    EXPECT_EQ(image.substr(0, 7), "0111100");
+    EXPECT_EQ(image.substr(53, 8), "(extern)");
+    EXPECT_EQ(image.substr(111, 4), "753 ");
+    EXPECT_EQ(image.substr(115, 5), "  387");
+    EXPECT_EQ(ask("ZOR_SYSTEM_INFO", ""), std::string("\xFF\xFF\0\0\xFF\xFF", 6));
+    // The list has what was installed for this system and for all, not what is another's.
+    install("XYZ", serve);
+    const std::string list = ask("ZOR_DOCU", std::string("\x03\x01\0\x04"
+                                                         "DOCU"
+                                                         "\x03\x01\x03\x02\0\x08\0\0\0\x50\0\0\0\0\x03\x02",
+                                                         24));
+    EXPECT_EQ(list.find("ZORDEV_CALLBACK"), list.rfind("ZORDEV_CALLBACK"));
+    EXPECT_NE(list.find("ZORDEV_CALLBACK"), std::string::npos);
+    ask("ZOR_SET_REG_SERVER_PROPERTY", field("EXCLUSIV", "Y"));
+}
+
+TEST_F(CallbackTest, aCallThatBreaksTheProtocolClosesTheConnection) {
+    install(nullptr, serve);
+    clientMayBreakRules = true;
+    Function function("CALL_BACK_ITEMS");
+    const ZOR_CONNECTION_HANDLE connection = connect();
+    const std::string items = field("TEXT", "x").substr(10);  // a value without a name
+    ASSERT_EQ(ZorSetXString(function, "ITEMS", reinterpret_cast<const KEL_RAW*>(items.data()),
+                            static_cast<unsigned>(items.size()), &error),
+              ZOR_OK);
+    EXPECT_EQ(invoke(connection, function), ZOR_INVALID_PROTOCOL);
+    EXPECT_FALSE(isValid(connection));
+}
+
 std::vector<size_t> passportRooms;
 
 TEST_F(CallbackTest, aPassportIsAskedForBeforeEachCall) {

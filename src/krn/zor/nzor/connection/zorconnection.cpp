@@ -21,7 +21,8 @@ struct ConnectionList {
 
     /** The connection of a handle; NULL if none has it. The handle is only compared, never followed. */
     ZorConnection* find(ZOR_CONNECTION_HANDLE handle) const noexcept {
-        const auto found = std::ranges::find(connections, handle, &ZorConnection::handle);
+        const auto found = std::ranges::find_if(
+            connections, [handle](ZorConnection* connection) { return connection->handle() == handle; });
         return found != connections.end() ? *found : nullptr;
     }
 

@@ -63,6 +63,12 @@ bool hasNoImage(const ZorAbstractMetaData* typeDesc) noexcept {
     return record.isNestedType2Structure() || record.containsObject();
 }
 
+/** Whether records of a type have an image for characters of two bytes too: the memory has that of one. */
+bool hasBothLayouts(const ZorAbstractMetaData* typeDesc) noexcept {
+    return typeDesc != nullptr && typeDesc->getMetaType() == ZOR_META_RECORD &&
+           static_cast<const ZorRecordMetaData&>(*typeDesc).isNestedType1Structure();
+}
+
 /** The structure or table of a parameter; null if none was made, and then none is sent. */
 ZorRecord* valueOf(ZorParameter& parameter) {
     ZorStructure* structure = nullptr;
@@ -85,8 +91,10 @@ bool needsOtherForm(ZorParameter& parameter, unsigned partnerCharSize, bool answ
     if (parameter.direction() == ZOR_IMPORT && value == nullptr) return false;
     if (parameter.travelsAsXml()) return false;
     // A value may be of another type than the parameter; its pointers are nobody's business either.
-    return partnerCharSize != 1 || hasNoImage(parameter.desc().typeDesc.get()) ||
-           (value != nullptr && hasNoImage(value->getDescriptor()));
+    const auto refused = [partnerCharSize](const ZorAbstractMetaData* typeDesc) {
+        return hasNoImage(typeDesc) || (partnerCharSize != 1 && !hasBothLayouts(typeDesc));
+    };
+    return refused(parameter.desc().typeDesc.get()) || (value != nullptr && refused(value->getDescriptor()));
 }
 
 /** Refuses before the first byte is written, so that the connection stays as it was. */

@@ -16,6 +16,18 @@ void convertField(const ZorItemStream& conn, const ZorFieldSlot& slot) {
     if (width != 0 && slot.field.length1 >= width) conn.convertNumberAfterRead(slot.addr, slot.field.type);
 }
 
+/** Which of a description's two layouts an image has: the partner's characters decide. */
+struct ImageLayout {
+    explicit ImageLayout(const ZorItemStream& conn) noexcept : wide(conn.control.pcs > 1) {}
+    unsigned offset(const ZorRecordFieldType& leaf) const noexcept {
+        return wide ? leaf.offset2 : leaf.offset1;
+    }
+    unsigned length(const ZorRecordFieldType& leaf) const noexcept {
+        return wide ? leaf.length2 : leaf.length1;
+    }
+    bool wide;
+};
+
 /**
  * Goes through the leaves of a record and of its nested structures, which are made if need be, in the
  * order of the flattened description, where the record's are those from `leaf` up to `end`. `visit` gets the
@@ -44,9 +56,11 @@ void forEachLeaf(ZorStructure& record, const ZorRecordMetaData& leaves, unsigned
 
 }  // namespace
 
-unsigned ZorStructure::wireLength(const ZorItemStream&) const {
+unsigned ZorStructure::wireLength(const ZorItemStream& conn) const {
     if (desc == nullptr) return 0;
-    return desc->isNestedType1Structure() ? desc->getImageLength() : structLength;
+    if (!desc->isNestedType1Structure()) return structLength;
+    return ImageLayout(conn).wide ? desc->getType1MetaData()->getUnicodeRecordLength()
+                                  : desc->getImageLength();
 }
 
 void ZorStructure::zorSerialize(ZorItemStream& conn, bool isRow) {
@@ -60,14 +74,16 @@ void ZorStructure::zorSerialize(ZorItemStream& conn, bool isRow) {
     conn.writeZorData(id, std::span<const KEL_RAW>(image).first(width));
 }
 
-void ZorStructure::zorSerializeType1(ZorItemStream&, KEL_RAW* dest, unsigned destLength) {
+void ZorStructure::zorSerializeType1(ZorItemStream& conn, KEL_RAW* dest, unsigned destLength) {
+    const ImageLayout layout(conn);
     const ZorRecordMetaData& leaves = *desc->getType1MetaData();
     std::memset(dest, 0, destLength);
     forEachLeaf(*this, leaves, 0, leaves.getFieldCount(),
                 [&](const ZorRecordFieldType& leaf, const ZorFieldSlot& slot) {
-                    if (leaf.offset1 >= destLength) return;
-                    std::memcpy(dest + leaf.offset1, slot.addr,
-                                std::min({slot.field.length1, leaf.length1, destLength - leaf.offset1}));
+                    const unsigned offset = layout.offset(leaf);
+                    if (offset >= destLength) return;
+                    std::memcpy(dest + offset, slot.addr,
+                                std::min({slot.field.length1, layout.length(leaf), destLength - offset}));
                 });
 }
 
@@ -91,11 +107,13 @@ void ZorStructure::zorDeserialize(ZorItemStream& conn, unsigned length, bool sim
 }
 
 void ZorStructure::zorDeserializeType1(ZorItemStream& conn, const KEL_RAW* data, unsigned length) {
+    const ImageLayout layout(conn);
     const ZorRecordMetaData& leaves = *desc->getType1MetaData();
     forEachLeaf(*this, leaves, 0, leaves.getFieldCount(),
                 [&](const ZorRecordFieldType& leaf, const ZorFieldSlot& slot) {
-                    if (leaf.offset1 > length || leaf.length1 > length - leaf.offset1) return;
-                    std::memcpy(slot.addr, data + leaf.offset1, std::min(slot.field.length1, leaf.length1));
+                    const unsigned offset = layout.offset(leaf), width = layout.length(leaf);
+                    if (offset > length || width > length - offset) return;
+                    std::memcpy(slot.addr, data + offset, std::min(slot.field.length1, width));
                     if (conn.control.conversion) convertField(conn, slot);
                 });
 }

@@ -43,6 +43,25 @@ void fillDeep(ZorStructure& record) {
     setText(record, 4, "AB");
 }
 
+TEST(ZorFunction, ServesWhatItsCallerAskedFor) {
+    const struct {
+        const char* kernelRelease;
+        bool unaskedStays;  ///< Of an exporting parameter.
+    } cases[] = {{"753", false}, {"46D", false}, {"500", false}, {"45B", true}, {"31I", true}, {"", true}};
+    for (const auto& c : cases) {
+        auto desc = ZorMetaDataStatics::createMetaData<ZorFunctionMetaData>("SERVED", "custom", 3, false);
+        desc->add("IN", ZORTYPE_INT, ZOR_IMPORT, 4, 4, 0);
+        desc->add("OUT", ZORTYPE_INT, ZOR_EXPORT, 4, 4, 0);
+        desc->add("ASKED", ZORTYPE_INT, ZOR_EXPORT, 4, 4, 0);
+        ZorFunction call(*desc);
+        call.getParameter("ASKED", true)->setRequested(true);
+        call.deactivateUnrequestedParameters(c.kernelRelease);
+        EXPECT_FALSE(call.isParameterActive("IN")) << c.kernelRelease;
+        EXPECT_EQ(call.isParameterActive("OUT"), c.unaskedStays) << c.kernelRelease;
+        EXPECT_TRUE(call.isParameterActive("ASKED")) << c.kernelRelease;
+    }
+}
+
 TEST(ZorStructure, MakesChildrenOnDemandAndKeepsThem) {
     ZorStructure record(deepType().get());
     ZorStructure* child = nullptr;

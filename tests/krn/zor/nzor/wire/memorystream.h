@@ -80,6 +80,9 @@ class MemoryItemStream final : public ZorItemStream {
     }
 
     bool broken = false;
+    using ZorItemStream::classExceptionInfo;
+    using ZorItemStream::inAZorMode;
+    using ZorItemStream::ubixCallStack;
 
   private:
     void closeBroken() noexcept override { broken = true; }

@@ -549,6 +549,36 @@ TEST(Records, withoutDescriptionAreEmpty) {
     EXPECT_EQ(nested.written(), joined({item(517, "X"), nameX, item(515, Bytes{0, 0, 0, 0, 'x', 'y'})}));
 }
 
+TEST(Records, aNestedOneHasAnImageInBothLayouts) {
+    // A number and an inner record of three characters and a number: with characters of two bytes the inner
+    // record's second number moves.
+    auto inner = ZorMetaDataStatics::createMetaData<ZorRecordMetaData>("INNER", "test", 2, false);
+    inner->add("C", ZORTYPE_CHAR, 3, 0, 6, 0, 0);
+    inner->add("N", ZORTYPE_INT1, 1, 3, 1, 6, 0);
+    inner->setRecordLength(4, 8);
+    auto outer = ZorMetaDataStatics::createMetaData<ZorRecordMetaData>("OUTER", "test", 2, false);
+    outer->add("I", ZORTYPE_INT1, 1, 0, 1, 0, 0);
+    outer->add("S", ZORTYPE_STRUCTURE, 4, 4, 8, 4, 0, inner.get());
+    outer->setRecordLength(8, 12);
+    Call call;
+    call.add("X", ZORTYPE_STRUCTURE, ZOR_CHANGING, 8, outer.get());
+    const Bytes narrow{7, 0, 0, 0, 'a', 'b', 'c', 9};
+    call.read(joined({nameX, item(515, narrow)}));
+    call.stream.control.pcs = 2;
+    const Bytes wide{7, 0, 0, 0, 'a', 'b', 'c', 0, 0, 0, 9};
+    const Bytes written = call.written();
+    const Bytes head = joined({item(517, "X"), nameX});
+    ASSERT_GT(written.size(), head.size() + 4 + wide.size());
+    const auto image = written.begin() + static_cast<std::ptrdiff_t>(head.size() + 4);
+    EXPECT_EQ(Bytes(image, image + static_cast<std::ptrdiff_t>(wide.size())), wide);
+    Bytes changed = wide;
+    changed[0] = 8;
+    changed[10] = 10;
+    call.read(joined({nameX, item(515, changed)}));
+    call.stream.control.pcs = 1;
+    EXPECT_EQ(call.written(), joined({head, item(515, Bytes{8, 0, 0, 0, 'a', 'b', 'c', 10})}));
+}
+
 TEST(Records, nestedValuesOfAnotherTypeTakePartAsFarAsTheyFit) {
     auto inner = record("INNER", {{"C", ZORTYPE_CHAR, 8, nullptr}});
     auto outer = record("OUTER", {{"S", ZORTYPE_STRUCTURE, 8, inner.get()}, {"B", ZORTYPE_BYTE, 8, nullptr}});

@@ -66,6 +66,82 @@ TEST(SessionLogon, hasDefaultsForWhatIsMissing) {
                                         item(1653), item(1281, Bytes{1})}));
 }
 
+TEST(SessionLogon, hasExactlyOneFormOfIdentity) {
+    const struct {
+        const char* name;
+        ZorLogonData data;
+        const char* user;
+        Bytes items;
+    } cases[] = {
+        {"ticket", {"ticket", "external", "certificate"}, "DEMO", item(1648, "ticket")},
+        {"external identity",
+         {"", "external", "certificate"},
+         "",
+         joined({item(1651, "external"), item(1652, "NT")})},
+        {"external identity of a user",
+         {"", "external", ""},
+         "DEMO",
+         joined({item(1651, "external"), item(1652, "NT"), item(273, "DEMO")})},
+        {"certificate", {"", "", "certificate"}, "", item(1650, "certificate")},
+        {"certificate of a user",
+         {"", "", "certificate"},
+         "DEMO",
+         joined({item(1650, "certificate"), item(273, "DEMO")})},
+        {"nobody", {}, "", {}},
+    };
+    const Bytes rest = joined({item(276, "000"), item(277), item(1281, Bytes{1})});
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        MemoryItemStream stream;
+        stream.logonData = c.data;
+        stream.control.userid.assign(c.user);
+        stream.control.extidtype.assign("NT");
+        stream.control.scrambledPW = scrambleChars("welcome");
+        if (c.data.sso2.empty() && c.data.extiddata.empty() && c.data.x509cert.empty())
+            stream.control.userid.clear();
+        stream.writeZorSessionLogon();
+        EXPECT_EQ(stream.takeOut(), joined({c.items, rest}));
+        EXPECT_TRUE(stream.logonData.sso2.empty());
+        EXPECT_TRUE(stream.control.scrambledPW.empty());
+    }
+}
+
+TEST(SessionHeader, tellsCharacterSizeAndCodePage) {
+    const struct {
+        unsigned short pcs;
+        KEL_CHAR role;
+        Bytes header;
+    } cases[] = {
+        {1, 'C', {3, 1, 1, 1, 1, 1, 0, 0}}, {2, 'C', {3, 1, 1, 5, 1, 1, 0, 0}},
+        {4, 'C', {3, 1, 1, 6, 1, 1, 0, 0}}, {0, 'C', {3, 1, 1, 1, 0, 1, 2, 0}},
+        {2, 'S', {3, 1, 1, 5, 4, 1, 0, 3}}, {0, 'S', {3, 1, 1, 1, 0, 1, 2, 0}},
+    };
+    for (const auto& c : cases) {
+        MemoryItemStream stream;
+        stream.control.comHeaderWritten = true;
+        stream.control.communication_cp.assign("0120");
+        stream.control.charset.assign("4103");
+        stream.control.pcs = c.pcs;
+        stream.control.zor_role = c.role;
+        stream.writeZorSessionHeader();
+        const Bytes header = item(257, c.header);
+        const Bytes out = stream.takeOut();
+        ASSERT_GE(out.size(), header.size());
+        EXPECT_EQ(Bytes(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(header.size())), header)
+            << c.pcs << c.role;
+    }
+}
+
+TEST(Text, isConvertedForAPartnerWithoutACharacterSize) {
+    MemoryItemStream stream;
+    stream.control.communication_cp.assign("0120");
+    stream.writeZorChars(ZORID_Destination, "AB1");
+    stream.control.pcs = 0;
+    stream.writeZorChars(ZORID_Destination, "AB1");
+    stream.writeZorChars(ZORID_Destination, "");
+    EXPECT_EQ(stream.takeOut(), joined({item(6, "AB1"), item(6, Bytes{0xC1, 0xC2, 0xF1}), item(6)}));
+}
+
 TEST(CallBegin, namesTheFunctionBehindTheSessionInfo) {
     MemoryItemStream stream;
     stream.control.own_rel.assign("753");
@@ -150,6 +226,74 @@ TEST(SessionItems, aNewerProtocolClosesTheConnection) {
         EXPECT_EQ(exception.getMessage(), "Unsupported ZOR protocol version.");
     }
     EXPECT_TRUE(stream.broken);
+}
+
+TEST(SessionItems, aPartnerDecidesTheCodePageWhereNoneWasAgreed) {
+    MemoryItemStream stream;
+    stream.control.pcs = 0;
+    stream.control.headerWritten = true;
+    const auto header = [&stream](KEL_RAW characterClass, Bytes digits) {
+        stream.layIn(joined({item(257, joined({Bytes{3, 1, 1, characterClass}, digits})), item(65535)}));
+        stream.readUpTo(ZORGET_DATA, nullptr, ZORID_NotUsed);
+    };
+    header(2, {1, 1, 0, 0});
+    EXPECT_TRUE(stream.control.headerWritten) << "the code page is as it was";
+    header(2, {1, 4, 0, 1});
+    EXPECT_EQ(stream.control.communication_cp.view(), "1401");
+    EXPECT_FALSE(stream.control.headerWritten) << "the next call tells the new one";
+    header(5, {4, 1, 0, 3});
+    EXPECT_EQ(stream.control.pcs, 2);
+    EXPECT_EQ(stream.control.communication_cp.view(), "1401");
+}
+
+TEST(SessionItems, ticketsAndRemoteTextsAreKept) {
+    MemoryItemStream stream;
+    const auto read = [&stream](const Bytes& items) {
+        stream.layIn(joined({items, item(65535)}));
+        stream.readUpTo(ZORGET_DATA, nullptr, ZORID_NotUsed);
+        EXPECT_TRUE(stream.readToEnd());
+    };
+    read(joined({item(1649, "ticket"), item(1048, "A->B"), item(1058, "TIME_STAMP=1"), item(1284)}));
+    EXPECT_EQ(stream.logonData.sso2, "ticket");
+    EXPECT_EQ(stream.ubixCallStack, "A->B");
+    EXPECT_EQ(stream.classExceptionInfo, "TIME_STAMP=1");
+    EXPECT_TRUE(stream.inAZorMode);
+    stream.control.pcs = 2;
+    read(joined({item(1649), item(1048, "AABBC"), item(1299), item(1057), item(305, "passport")}));
+    EXPECT_EQ(stream.logonData.sso2, "ticket");
+    EXPECT_EQ(stream.ubixCallStack, "AA");
+    EXPECT_FALSE(stream.inAZorMode);
+    EXPECT_TRUE(stream.control.useClassException);
+    read(item(1648, std::string(4096, 't')));
+    EXPECT_EQ(stream.logonData.sso2.size(), 4096u);
+    stream.layIn(item(1648, std::string(4097, 't')));
+    EXPECT_THROW(stream.readUpTo(ZORGET_DATA, nullptr, ZORID_NotUsed), ZorCommunicationException);
+}
+
+TEST(SessionItems, aServerServesBackEndsOnly) {
+    const struct {
+        KEL_CHAR role;
+        ZOR_PROTOCOL_TYPE type;
+        const char* partner;
+        bool refused;
+    } cases[] = {
+        {'S', ZOR_REGISTERED_SERVER, "E", true},
+        {'S', ZOR_REGISTERED_SERVER, "3", false},
+        {'S', ZOR_TCP_SOCKET_SERVER, "E", false},
+        {'C', ZOR_CLIENT, "E", false},
+    };
+    for (const auto& c : cases) {
+        MemoryItemStream stream;
+        stream.control.zor_role = c.role;
+        stream.driver().zorProgType = c.type;
+        stream.layIn(joined({item(17, c.partner), item(65535)}));
+        if (c.refused)
+            EXPECT_THROW(stream.readUpTo(ZORGET_DATA, nullptr, ZORID_NotUsed), ZorSystemException);
+        else
+            EXPECT_EQ(stream.readUpTo(ZORGET_DATA, nullptr, ZORID_NotUsed), ZORID_End);
+        EXPECT_EQ(stream.broken, c.refused);
+        EXPECT_EQ(stream.control.partner_type, *c.partner);
+    }
 }
 
 TEST(ErrorItems, decideTheKindOfFailure) {
