@@ -10,6 +10,10 @@ struct ProfileCase {
     bool hexFloat;
 };
 
+void PrintTo(const ProfileCase& profile, std::ostream* out) {
+    *out << profile.name;
+}
+
 class PartnerTest : public SessionTest, public testing::WithParamInterface<ProfileCase> {
   protected:
     PartnerTest() : SessionTest(options()) {}
