@@ -1,5 +1,6 @@
 #include "krn/si/cpic/cpicconv.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -8,6 +9,8 @@
 #include "base/thr/thr.h"
 #include "krn/si/cpic/cpicerr.h"
 #include "krn/si/cpic/cpicglob.h"
+#include "krn/si/cpic/cpicreg.h"
+#include "krn/si/cpic/cpictrc.h"
 
 namespace {
 
@@ -28,6 +31,9 @@ Table& table() {
 
 /** Entries that were ever taken: a search needs to go no further. */
 std::atomic<std::size_t> usedLength{0};
+
+int cpic_curr_conv THR_GUARDED_BY(conv_proto_cs) = 0;
+int cpic_peak_conv THR_GUARDED_BY(conv_proto_cs) = 0;
 
 /** The entry that this thread used last. */
 thread_local CONV_PROTO* lastConv = nullptr;
@@ -79,28 +85,51 @@ CONV_ID STIGenerateNewConvId(CONV_ID id) THR_REQUIRES(conv_proto_cs) {
 
 /** Sets an entry back to its start values; buffer and place stay. */
 void STIInitConvProto(CONV_PROTO& conv) {
+    const CPIC_GLOBALS& globals = STInitGlobals();
     conv.gwy_conv_ID = BLANK_CONV_ID;
+    conv.allocated = false;
     conv.appchdr_version = APPCHDR6_VERSION;
+    conv.local_state = NO_LOCAL_STATE;
     conv.interrupted_call = CPIC_NO_FUNCTION;
+    conv.int_protocol = GW_PROT_NONE;
     conv.conn_idx = -1;
-    conv.continues_send_count = 0;
-    conv.gwhost.clear();
-    conv.gwserv.clear();
-    conv.lu.clear();
-    conv.tp.clear();
+    conv.continues_send_count = conv.timeouts = 0;
+    for (std::string* text : {&conv.gwhost, &conv.gwserv, &conv.lu, &conv.tp})
+        text->clear();
     conv.gw_socket = NI_INVALID_HDL;
+    conv.gw_conn_lost = false;
+    conv.timeout_initialized = false;
     conv.timeout = -1;
+    conv.connect_timeout = globals.cpic_connect_timeout;
     conv.unsent = {};
-    conv.answer_owed = false;
+    conv.answer_owed = conv.ping_received = false;
+    conv.nicheck = 0;
+    conv.nicheck_written = 0;
     conv.rem_code_page = {};
-    conv.buffer_state = STInitGlobals().cpic_buffering ? CPIC_BUFFER_EMPTY : CPIC_BUFFER_DISABLED;
+    conv.buffering = globals.cpic_buffering;
+    conv.buffer_state = conv.emptyState();
     conv.buffer_len = 0;
     conv.local_buffer = {};
     conv.cancel_requested = false;
     conv.accept_info = conv.accept_info2 = 0;
+    conv.trace_raw = globals.cpic_trace_raw;
+    conv.trace_appchdr = globals.cpic_trace_appchdr;
+    conv.trace_level = 0;
+    conv.data_open = false;
+    conv.trace_file = nullptr;
     conv.streamingActive = conv.localReceive = false;
     conv.dt_net.reset();
     conv.sequence_no = 0;
+    conv.created = std::time(nullptr);
+    conv.last_send = 0;
+    conv.vsl_mode = false;
+    conv.vsl_state = CPIC_VSL_DISABLED;
+    conv.reg = {};
+}
+
+void count(int change) THR_REQUIRES(conv_proto_cs) {
+    cpic_curr_conv += change;
+    cpic_peak_conv = std::max(cpic_peak_conv, cpic_curr_conv);
 }
 
 }  // namespace
@@ -123,6 +152,7 @@ CONV_PROTO* STIGetNewConv() noexcept {
             return nullptr;
         }
         STIInitConvProto(*conv);
+        count(1);
         return conv;
     }
     CPIC_ERRSET(C_MAX_CONV, "", static_cast<int>(table().size()));
@@ -149,21 +179,44 @@ CONV_PROTO* STISearchConv(const KEL_RAW* conversation_ID) noexcept {
     return nullptr;
 }
 
-void STIDEAL(CONV_PROTO& conv) noexcept {
-    const ErrKeeper keeper;
-    conv.ext_conv_ID = 0;
-    if (conv.gw_socket != NI_INVALID_HDL) NiCloseHandle(conv.gw_socket);
-    conv.gw_socket = NI_INVALID_HDL;
+CPIC_COUNT STIConvCount() noexcept {
     const ThrCSGuard guard(conv_proto_cs);
-    conv.in_use = false;
+    return {cpic_curr_conv, cpic_peak_conv};
 }
 
-CM_RETCODE STIQ7LocCheckState(const CONV_PROTO& conv, CPIC_FUNCTION function, const KEL_CHAR* name) noexcept {
-    const CPIC_FUNCTION interrupted = conv.interrupted_call;
-    if (interrupted == CPIC_NO_FUNCTION || function == interrupted) return CM_OK;
-    if (function == CPIC_CMRCV || function == CPIC_CMDEAL || function == CPIC_CMCANCEL) return CM_OK;
-    KEL_CHAR id[KEL_CONV_ID_LN + 1] = "";
-    std::memcpy(id, conv.gwy_conv_ID.data(), KEL_CONV_ID_LN);
-    CPIC_ERRSET(C_STATE_CHECK, "called function %s while function %d is interrupted", id, name, interrupted);
-    return CM_PRODUCT_SPECIFIC_ERROR;
+CONV_PROTO* STIConvAt(int idx) noexcept {
+    if (idx < 0 || idx >= STIConvPlaces()) return nullptr;
+    CONV_PROTO* conv = table()[static_cast<std::size_t>(idx)];
+    return conv && conv->in_use ? conv : nullptr;
+}
+
+int STIConvPlaces() noexcept {
+    return static_cast<int>(usedLength.load());
+}
+
+void STIFreeConv(CONV_PROTO& conv) noexcept {
+    conv.ext_conv_ID = 0;
+    STILowerTrace(conv);
+    const ThrCSGuard guard(conv_proto_cs);
+    conv.in_use = false;
+    count(-1);
+}
+
+void STIDEAL(CONV_PROTO& conv) noexcept {
+    const ErrKeeper keeper;
+    if (conv.reg.reg_hook >= 0) {
+        STIReturnToRegistration(conv);
+        return;
+    }
+    if (conv.local_state == AFTER_REGISTER) {
+        STIEndRegistration(conv);
+        return;
+    }
+    if (conv.gw_socket != NI_INVALID_HDL) NiCloseHandle(conv.gw_socket);
+    conv.gw_socket = NI_INVALID_HDL;
+    STIFreeConv(conv);
+}
+
+CPIC_INT STIWaitLimit(const CONV_PROTO& conv) noexcept {
+    return conv.timeout_initialized ? conv.timeout : cpic_timeout.load(std::memory_order_relaxed);
 }

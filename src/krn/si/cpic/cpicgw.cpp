@@ -7,6 +7,10 @@
 
 #include "base/thr/deadline.h"
 #include "krn/si/cpic/cpicerr.h"
+#include "krn/si/cpic/cpicglob.h"
+#include "krn/si/cpic/cpictrc.h"
+#include "krn/si/gw/gwcminit.h"
+#include "krn/si/gw/gwtrace.h"
 
 namespace {
 
@@ -81,10 +85,18 @@ bool needsReport(CM_RETCODE rc) {
     return rc != CM_OK && rc != CM_CANCEL_REQUEST && rc != CM_DEALLOCATED_NORMAL;
 }
 
+/** Tells the host application that a wait may follow. */
+void announceWait(const CONV_PROTO& conv, CPIC_INT timeout, CPIC_SOCK_OPCODE kind) {
+    CPIC_SOCK_WAITER const waiter = cpic_sock_waiter.load(std::memory_order_relaxed);
+    int socketNo = -1;
+    if (waiter && NiHdlToSock(conv.gw_socket, &socketNo) == NI_OK) waiter(socketNo, timeout, kind);
+}
+
 /** Reads one message as it stands. `length` is that of the message, its header included. */
 CPIC_READ readMessage(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT timeout, KEL_INT* length) {
     const std::size_t room = static_cast<std::size_t>(GW_MAX_PACKET) - APPCHDR6_LAYOUT::length;
     const iovec parts[] = {partOf(conv.header()), partOf(target), {conv.data(), room}};
+    announceWait(conv, timeout, CPIC_SOCK_READ);
     const KELRETURN rc = NiReadV(conv.gw_socket, parts, timeout, length);
     if (rc == NIETIMEOUT) return CPIC_READ_TIMEOUT;
     if (rc == NIEPING) {
@@ -104,14 +116,12 @@ CPIC_READ readMessage(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT time
     return CPIC_READ_OK;
 }
 
-/** Sorts what lies behind the header: error block, then data. */
+/** Sorts what lies behind the header: parameter block, error block, then data. */
 CPIC_READ digest(CONV_PROTO& conv, Received data, CPIC_MESSAGE* message) {
     const APPCHDR6& header = message->header;
     if (header.appc_rc == CM_CANCEL_REQUEST) conv.cancel_requested = true;
+    if (const std::size_t block = GwKelParamsLen(header); block != 0) data.drop(std::min(block, data.size()));
     if (!takeErrorBlock(header, data) && needsReport(header.appc_rc)) reportCodes(conv, header);
-    const std::int32_t announced = GwGetNcmrcv(header.nparams).received_length;
-    if (data.size() != 0 && announced >= 0 && static_cast<std::size_t>(announced) < data.size())
-        data.cut(static_cast<std::size_t>(announced));
     message->received = data.inTarget();
     message->overflow = data.beyond();
     return CPIC_READ_OK;
@@ -138,12 +148,45 @@ CM_RETCODE writeInterrupted(CONV_PROTO& conv, CPIC_CALL call) {
     return CM_KEL_TIMEOUT_RETRY;
 }
 
-CM_RETCODE connectionLost(CONV_PROTO& conv) {
-    STIDEAL(conv);
-    return CM_PRODUCT_SPECIFIC_ERROR;
+/** A header in front of what it belongs to, in the conversation's trace. */
+void traceMessage(const CONV_PROTO& conv, const KEL_CHAR* direction, const APPCHDR6& header,
+                  std::size_t length) {
+    const DpHold hold(2);
+    CTRC_HDL const file = STITraceFile(conv);
+    DpTrc(file, "%s %s, %u bytes behind the header\n", direction, GwFuncName(header.rqtype),
+          static_cast<unsigned>(length));
+    if (conv.trace_appchdr > 0 || conv.trace_level >= 3) GwInfo(file, direction, header);
+}
+
+/** Writes parts as one message, behind a ping that may still be on its way. */
+KELRETURN writeParts(CONV_PROTO& conv, std::span<const iovec> parts, CPIC_INT timeout) {
+    announceWait(conv, timeout, CPIC_SOCK_WRITE);
+    if (conv.nicheck_written != 0)
+        if (const KELRETURN rc = NiCheckEx(conv.gw_socket, timeout, true, &conv.nicheck_written); rc != NI_OK)
+            return rc;
+    return NiWriteV(conv.gw_socket, parts, timeout);
+}
+
+/** Whether a message is meant for a conversation; one without a name is. */
+bool isFor(const CONV_PROTO& conv, const CONV_ID& id) {
+    return id == conv.gwy_conv_ID || conv.local_state == AFTER_REGISTER ||
+           conv.gwy_conv_ID == BLANK_CONV_ID || id == BLANK_CONV_ID || id == CONV_ID{};
+}
+
+CPIC_READ refuseForeign(const CONV_ID& foreign) {
+    KEL_CHAR id[KEL_CONV_ID_LN + 1] = "";
+    std::memcpy(id, foreign.data(), KEL_CONV_ID_LN);
+    CPIC_ERRSET(C_NO_CONV, "message for another conversation", id);
+    return CPIC_READ_FAILED;
 }
 
 }  // namespace
+
+CM_RETCODE STIConnectionLost(CONV_PROTO& conv) noexcept {
+    conv.gw_conn_lost = true;
+    STIDEAL(conv);
+    return CM_PRODUCT_SPECIFIC_ERROR;
+}
 
 CM_RETCODE STIBadArgument(const KEL_CHAR* function, const KEL_CHAR* parameter, CPIC_INT value) noexcept {
     return STIBadArgument(function, parameter, std::to_string(value).c_str());
@@ -157,6 +200,7 @@ APPCHDR6 STIHeader(const CONV_PROTO& conv, GW_RQTYPE rqtype) noexcept {
     header.sequence_no = conv.sequence_no;
     header.conversation_ID = conv.gwy_conv_ID;
     header.conn_idx = conv.conn_idx;
+    header.trace_level = static_cast<std::uint8_t>(conv.trace_level);
     return header;
 }
 
@@ -165,38 +209,55 @@ CM_RETCODE STISendToGw(CONV_PROTO& conv, CPIC_CALL call, const APPCHDR6& header,
     KEL_RAW bytes[APPCHDR6_LAYOUT::length];
     GwPutHdr(bytes, header);
     const iovec parts[] = {partOf(bytes), partOf(params), partOf(data)};
-    const KELRETURN rc = NiWriteV(conv.gw_socket, parts, call.timeout);
+    if (STITraces(conv, 2)) {
+        traceMessage(conv, "sending", header, params.size() + data.size());
+        STITraceRaw(conv, data);
+    }
+    const KELRETURN rc = writeParts(conv, parts, call.timeout);
     if (rc == NI_OK) return CM_OK;
-    return rc == NIETIMEOUT && keepUnsent(conv, parts) ? writeInterrupted(conv, call) : connectionLost(conv);
+    return rc == NIETIMEOUT && keepUnsent(conv, parts) ? writeInterrupted(conv, call)
+                                                       : STIConnectionLost(conv);
 }
 
 CM_RETCODE STIWriteRest(CONV_PROTO& conv, CPIC_CALL call) noexcept {
     if (conv.unsent.empty()) return CM_OK;
     const iovec part = partOf(conv.unsent);
-    const KELRETURN rc = NiWriteV(conv.gw_socket, {&part, 1}, call.timeout);
+    const KELRETURN rc = writeParts(conv, {&part, 1}, call.timeout);
     if (rc == NIETIMEOUT) return writeInterrupted(conv, call);
-    if (rc != NI_OK) return connectionLost(conv);
+    if (rc != NI_OK) return STIConnectionLost(conv);
     conv.unsent.clear();
     return CM_OK;
+}
+
+CM_RETCODE STISendInternal(CONV_PROTO& conv, GW_RQTYPE rqtype, CPIC_CALL call) noexcept {
+    APPCHDR6 header = STIHeader(conv, rqtype);
+    header.info = SYNC_CPIC_FUNCTION;
+    header.nparams = GwPutNcmsend({.send_length = static_cast<std::int32_t>(APPCHDR6_LAYOUT::length)});
+    return STISendToGw(conv, call, header);
 }
 
 CPIC_READ STIAsRcvFromGw(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT timeout,
                          CPIC_MESSAGE* message) noexcept {
     const Deadline deadline(timeout);
+    conv.ping_received = false;
     for (;;) {
         KEL_INT length = 0;
         const CPIC_READ read = readMessage(conv, target, deadline.left(), &length);
         if (read != CPIC_READ_OK) return read;
+        conv.nicheck = 0;
         const std::optional<APPCHDR6> header =
             length != 0 ? GwGetHdr(conv.header()) : std::optional<APPCHDR6>();
         if (!header || header->rqtype == GW_RQ_KEL_PING) {
+            conv.ping_received = true;
             // However fast pings follow each other, they don't prolong the wait.
-            if (timeout > 0 && deadline.left() == 0) return CPIC_READ_TIMEOUT;
+            if (timeout >= 0 && deadline.left() == 0) return CPIC_READ_TIMEOUT;
             continue;
         }
+        if (!isFor(conv, header->conversation_ID)) return refuseForeign(header->conversation_ID);
         message->header = *header;
-        return digest(conv, {conv, target, static_cast<std::size_t>(length) - APPCHDR6_LAYOUT::length},
-                      message);
+        const std::size_t rest = static_cast<std::size_t>(length) - APPCHDR6_LAYOUT::length;
+        if (STITraces(conv, 2)) traceMessage(conv, "received", *header, rest);
+        return digest(conv, {conv, target, rest}, message);
     }
 }
 
@@ -205,13 +266,15 @@ CM_RETCODE STIAwaitAnswer(CONV_PROTO& conv, CPIC_CALL call, std::span<KEL_RAW> t
     switch (STIAsRcvFromGw(conv, target, call.timeout, message)) {
         case CPIC_READ_OK:
             conv.interrupted_call = CPIC_NO_FUNCTION;
+            conv.timeouts = 0;
             if (message->header.conn_idx != -1) conv.conn_idx = message->header.conn_idx;
             return CM_OK;
         case CPIC_READ_TIMEOUT:
             conv.interrupted_call = call.function;
+            ++conv.timeouts;
             return CM_KEL_TIMEOUT_RETRY;
         default:
-            return connectionLost(conv);
+            return STIConnectionLost(conv);
     }
 }
 

@@ -38,9 +38,15 @@ CM_RETCODE STISendToGw(CONV_PROTO& conv, CPIC_CALL call, const APPCHDR6& header,
 /** Writes what an interrupted write left, if anything. Results as those of STISendToGw. */
 CM_RETCODE STIWriteRest(CONV_PROTO& conv, CPIC_CALL call) noexcept;
 
+/** A bare request that expects no answer of its own. Results as those of STISendToGw. */
+CM_RETCODE STISendInternal(CONV_PROTO& conv, GW_RQTYPE rqtype, CPIC_CALL call) noexcept;
+
+/** Makes the conversation's end, of which the network or the gateway is the cause, known; 20. */
+CM_RETCODE STIConnectionLost(CONV_PROTO& conv) noexcept;
+
 /**
  * Waits for a message for at most `timeout` ms and puts its data into `target`, the rest behind. Pings
- * don't count. A failing return code in the header is made the current error.
+ * don't count, and are noted. A failing return code in the header is made the current error.
  */
 CPIC_READ STIAsRcvFromGw(CONV_PROTO& conv, std::span<KEL_RAW> target, CPIC_INT timeout,
                          CPIC_MESSAGE* message) noexcept;

@@ -1,49 +1,44 @@
+// The opening of a conversation by a client.
+
 #include <sys/random.h>
 
+#include <charconv>
 #include <cstring>
 #include <new>
 #include <string_view>
 
+#include "krn/si/cpic/cpicconnect.h"
 #include "krn/si/cpic/cpicerr.h"
 #include "krn/si/cpic/cpicglob.h"
 #include "krn/si/cpic/cpicgw.h"
+#include "krn/si/cpic/cpicside.h"
+#include "krn/si/cpic/cpictrc.h"
 #include "krn/si/gw/gwcminit.h"
 #include "krn/si/gw/gwcmspln.h"
+#include "krn/si/gw/gwnet.h"
 
 namespace {
 
 constexpr CPIC_INT NOT_GIVEN = -2;
 constexpr CPIC_INT EXPORT_TRACE_NOT_GIVEN = 2;
-constexpr std::size_t GW_HOST_MAX = 2048;
 
 /** ms that a step of the opening may take: a silent gateway ends it like one that can't be reached. */
 CPIC_INT openingLimit(const CONV_PROTO& conv) {
-    return conv.timeout > 0 ? conv.timeout : STInitGlobals().cpic_connect_timeout;
+    return conv.timeout > 0 ? conv.timeout : conv.connect_timeout;
 }
 
-/** Who is to be reached, and how. */
+/** Who is to be reached, and how; what the side information gives is filled in. */
 struct InitRequest {
-    std::string_view sym_dest_name;
-    std::string_view lu;
-    std::string_view tp;
-    const KEL_CHAR* gw_host;
-    const KEL_CHAR* gw_serv;
+    std::string sym_dest_name;
+    std::string lu;
+    std::string tp;
+    std::string gw_host;
+    std::string gw_serv;
     KEL_CHAR prot;
+    CPIC_INT cpic_trace;
+    const CPIC_VSL_DATA* vsl_data;
     const CPIC_INIT_OPT* options;
 };
-
-struct Protocol {
-    KEL_CHAR character;
-    std::uint8_t number;
-};
-constexpr Protocol PROTOCOLS[] = {{'I', 2}, {'E', 3}, {'C', 4}, {'F', 6}, {'R', 7}};
-
-/** The numeric form of a protocol; 0 for an unknown one. */
-std::uint8_t STIConvProtocol(KEL_CHAR character) {
-    for (const Protocol& protocol : PROTOCOLS)
-        if (protocol.character == character) return protocol.number;
-    return 0;
-}
 
 CM_RETCODE badOption(const KEL_CHAR* name, CPIC_INT value) {
     STIBadArgument("STIInit", name, value);
@@ -63,26 +58,119 @@ CM_RETCODE checkOptions(const CPIC_INIT_OPT* options) {
     return CM_OK;
 }
 
-CM_RETCODE missing(KEL_RC code, std::string_view dest) {
-    CPIC_ERRSET(code, "", std::string(dest).c_str());
+CM_RETCODE missing(KEL_RC code, const std::string& dest) {
+    if (dest.empty())
+        CPIC_ERRSET(C_NO_SYMDEST, "");
+    else if (!cpic_use_sideinfo)
+        CPIC_ERRSET(C_SIDEINFO_DISABLED, "");
+    else
+        CPIC_ERRSET(code, "", dest.c_str());
     return CM_PRODUCT_SPECIFIC_ERROR;
 }
 
-CM_RETCODE checkRequest(const InitRequest& request) {
-    if (const CM_RETCODE rc = checkOptions(request.options); rc != CM_OK) return rc;
-    if (const std::size_t length = std::strlen(request.gw_host); length > GW_HOST_MAX) {
-        const std::string value = std::to_string(length) + " (max: " + std::to_string(GW_HOST_MAX) + ")";
-        STIBadArgument("STIInit", "gw_host", value.c_str());
-        return CM_PRODUCT_SPECIFIC_ERROR;
-    }
-    if (*request.gw_host == '\0') return missing(C_NO_HOST_IN_SIDE_INFO, request.sym_dest_name);
-    if (*request.gw_serv == '\0') return missing(C_NO_SERV_IN_SIDE_INFO, request.sym_dest_name);
-    if (STIConvProtocol(request.prot) == 0) {
-        const KEL_CHAR value[] = {request.prot, '\0'};
-        STIBadArgument("STIConvProtocol", "protocol", value);
-        return CM_PRODUCT_SPECIFIC_ERROR;
-    }
-    return CM_OK;
+CM_RETCODE checkHost(const std::string& gw_host) {
+    if (gw_host.size() <= CPIC_GWHOST_MAX) return CM_OK;
+    KEL_CHAR value[48];
+    std::snprintf(value, sizeof value, "%d (max: %d)", static_cast<int>(gw_host.size()),
+                  static_cast<int>(CPIC_GWHOST_MAX));
+    STIBadArgument("STIInit", "gw_host", value);
+    return CM_PRODUCT_SPECIFIC_ERROR;
+}
+
+bool isGiven(KEL_CHAR prot) {
+    return prot != '\0' && prot != ' ';
+}
+
+/** Whether nothing is left that side information could tell of partner and gateway. */
+bool allGiven(const InitRequest& request) {
+    return !request.lu.empty() && !request.tp.empty() && !request.gw_host.empty() &&
+           !request.gw_serv.empty() && isGiven(request.prot) && request.cpic_trace >= 0;
+}
+
+CPIC_INT numberOf(const CPIC_SIDE_INFO& entry, std::string_view key, CPIC_INT otherwise) {
+    const auto found = entry.find(key);
+    if (found == entry.end()) return otherwise;
+    CPIC_INT value = 0;
+    const char* const end = found->second.data() + found->second.size();
+    const auto [stop, error] = std::from_chars(found->second.data(), end, value);
+    return error == std::errc() && stop == end ? value : otherwise;
+}
+
+/** Settings of the conversation that only the side information has. */
+void applySettings(CONV_PROTO& conv, const CPIC_SIDE_INFO& entry) {
+    conv.buffering = numberOf(entry, "BUFFERING", conv.buffering ? 1 : 0) != 0;
+    conv.buffer_state = conv.emptyState();
+    const CPIC_INT limit = numberOf(entry, "CONNECT_TIMEOUT", conv.connect_timeout);
+    if (limit > 0 || limit == -1) conv.connect_timeout = limit;
+    conv.trace_raw = numberOf(entry, "TRACE_RAW", conv.trace_raw);
+    conv.trace_appchdr = numberOf(entry, "TRACE_APPCHDR", conv.trace_appchdr);
+    if (numberOf(entry, "VSL_MODE", 0) > 0) conv.vsl_mode = true;
+}
+
+/** Fills in what the caller left open. */
+void applySideInfo(const CPIC_SIDE_INFO& entry, InitRequest& request) {
+    const auto fill = [&](std::string_view key, std::string& text) {
+        if (const auto found = entry.find(key); text.empty() && found != entry.end()) text = found->second;
+    };
+    fill("GWHOST", request.gw_host);
+    fill("GWSERV", request.gw_serv);
+    fill("LU", request.lu);
+    fill("TP", request.tp);
+    std::string protocol;
+    fill("PROTOCOL", protocol);
+    if (!isGiven(request.prot) && !protocol.empty()) request.prot = protocol[0];
+    if (request.cpic_trace < 0) request.cpic_trace = numberOf(entry, "CPIC_TRACE", -1);
+}
+
+void readSideInfo(CONV_PROTO& conv, InitRequest& request) {
+    if (allGiven(request) || !cpic_use_sideinfo || request.sym_dest_name.empty()) return;
+    CPIC_SIDE_INFO entry;
+    STIReadSideInfo(STInitGlobals().side_info, request.sym_dest_name, &entry);
+    applySettings(conv, entry);
+    applySideInfo(entry, request);
+}
+
+CM_RETCODE checkComplete(const InitRequest& request) {
+    if (request.gw_host.empty()) return missing(C_NO_HOST_IN_SIDE_INFO, request.sym_dest_name);
+    if (request.gw_serv.empty()) return missing(C_NO_SERV_IN_SIDE_INFO, request.sym_dest_name);
+    if (!isGiven(request.prot)) return missing(C_NO_PROT_IN_SIDE_INFO, request.sym_dest_name);
+    if (GwProtocolNo(request.prot) != GW_PROT_NONE) return checkHost(request.gw_host);
+    const KEL_CHAR value[] = {request.prot, '\0'};
+    STIBadArgument("STIConvProtocol", "protocol", value);
+    return CM_PRODUCT_SPECIFIC_ERROR;
+}
+
+/**
+ * A partner that is given as a route is its last hop. The gateway stands there too, so the route leads to
+ * it; its service follows from the partner's.
+ */
+void splitRoute(InitRequest& request) {
+    constexpr std::string_view HOP = "/H/", SERVICE = "/S/", DISPATCHER = "keldp", GATEWAY = "kelgw";
+    const std::string route = request.lu;
+    if (request.prot != 'I' || !route.starts_with(HOP)) return;
+    const std::size_t last = route.rfind(HOP) + HOP.size();
+    const std::size_t service = route.find(SERVICE, last);
+    if (service == std::string::npos) return;
+    const std::size_t end = std::min(route.find('/', service + SERVICE.size()), route.size());
+    request.lu = route.substr(last, std::min(route.find('/', last), service) - last);
+    request.tp = route.substr(service + SERVICE.size(), end - service - SERVICE.size());
+    request.gw_host = route.substr(0, service) + route.substr(end);
+    request.gw_serv = request.tp;
+    if (request.tp.size() == DISPATCHER.size() + 2 && request.tp.starts_with(DISPATCHER))
+        request.gw_serv = std::string(GATEWAY) + request.tp.substr(DISPATCHER.size());
+}
+
+/** All that is wanted, from the caller and from the side information. */
+CM_RETCODE completeRequest(CONV_PROTO& conv, InitRequest& request) {
+    CM_RETCODE rc = checkOptions(request.options);
+    if (rc == CM_OK) rc = checkHost(request.gw_host);
+    if (rc != CM_OK) return rc;
+    readSideInfo(conv, request);
+    rc = checkComplete(request);
+    if (rc != CM_OK) return rc;
+    splitRoute(request);
+    const bool vsl = request.vsl_data && request.vsl_data->mode != 0;
+    return vsl || conv.vsl_mode ? STIVslInit() : static_cast<CM_RETCODE>(CM_OK);
 }
 
 /** A trace record that starts a new road: both ids are drawn at random. */
@@ -95,51 +183,47 @@ DISTRIBUTED_TRACING newDistTrace() {
 }
 
 /** Notes names for the texts of failures. */
-CM_RETCODE noteNames(CONV_PROTO& conv, const InitRequest& request) {
-    try {
-        KEL_CHAR host[GW_HOST_MAX + 1];
-        NiSecStr(request.gw_host, host);
-        conv.gwhost = host;
-        conv.gwserv = request.gw_serv;
-        conv.lu = request.lu;
-        conv.tp = request.tp;
-        return CM_OK;
-    } catch (const std::bad_alloc&) {
-        CPIC_ERRSET(C_NO_MEM, "", static_cast<int>(std::strlen(request.gw_host)));
-        return CM_PRODUCT_SPECIFIC_ERROR;
-    }
+void noteNames(CONV_PROTO& conv, const InitRequest& request) {
+    KEL_CHAR host[CPIC_GWHOST_MAX + 1];
+    NiSecStr(request.gw_host, host);
+    conv.gwhost = host;
+    conv.gwserv = request.gw_serv;
+    conv.lu = request.lu;
+    conv.tp = request.tp;
 }
 
 CM_RETCODE connectGateway(CONV_PROTO& conv, const InitRequest& request) {
     const CPIC_GLOBALS& globals = STInitGlobals();
-    GwConnection connection;
-    const int rc = GwIConnect({.host = request.gw_host,
-                               .service = request.gw_serv,
-                               .my_host = globals.my_hostname,
-                               .tp = globals.my_TP_name,
-                               .timeout = globals.cpic_connect_timeout},
-                              &connection);
-    if (rc != KEL_O_K) return CM_PRODUCT_SPECIFIC_ERROR;
-    conv.gw_socket = connection.handle;
-    conv.accept_info = connection.accept_info;
-    conv.accept_info2 = connection.accept_info2;
-    conv.rem_code_page = connection.code_page;
-    if (connection.appchdr_version == APPCHDR6_VERSION) return CM_OK;
-    CPIC_ERRSET(WRONG_APPCHDR_VERSION, "client version %d, gateway version %d (%s/%s)", APPCHDR6_VERSION,
-                connection.appchdr_version, conv.gwhost.c_str(), request.gw_serv);
-    return CM_PRODUCT_SPECIFIC_ERROR;
+    return STIConnect(conv, {.host = request.gw_host.c_str(),
+                             .service = request.gw_serv.c_str(),
+                             .my_host = globals.my_hostname,
+                             .tp = globals.my_TP_name,
+                             .timeout = conv.connect_timeout});
+}
+
+/** The partner's address, where the settings ask for it and it can be found. */
+std::optional<NI_NODEADDR> partnerAddress(const std::string& lu) {
+    NI_NODEADDR address;
+    if (!STInitGlobals().cpic_with_lu_addr || lu.empty()) return std::nullopt;
+    const ErrKeeper keeper;
+    if (NiHostToAddr(lu.c_str(), &address) != NI_OK) return std::nullopt;
+    return address;
 }
 
 /** INITIALIZE_CONVERSATION: what we are, and whom we want. */
 CM_RETCODE sendInit(CONV_PROTO& conv, const InitRequest& request) {
-    KELCMINIT7 block{.long_LU_name = request.lu, .user = STInitGlobals().user, .long_TP_name = request.tp};
+    const GwNetName lu(request.lu), tp(request.tp), user(STInitGlobals().user);
+    if (lu.check("lu") != KEL_O_K || tp.check("tp") != KEL_O_K) return CM_PARAMETER_ERROR;
+    KELCMINIT7 block{.long_LU_name = lu.view(), .user = user.view(), .long_TP_name = tp.view()};
+    block.long_hostaddr = partnerAddress(request.lu);
     APPCHDR6 header = STIHeader(conv, GW_RQ_INITIALIZE_CONVERSATION);
     header.info = SYNC_CPIC_FUNCTION | WITH_GW_KEL_PARAMS_HDR;
-    header.info2 = WITH_LONG_LU_NAME;
+    header.info2 =
+        static_cast<std::uint8_t>(WITH_LONG_LU_NAME | (block.long_hostaddr ? WITH_LONG_HOSTADDR : 0));
     header.kel_params_len = KELCMINIT7_LAYOUT::length;
     header.comm_idx = static_cast<std::int16_t>(conv.idx);
     header.nparams = GwPutNcminit(
-        {.sdest = request.sym_dest_name, .lu = request.lu, .tp = request.tp, .ctype = request.prot});
+        {.sdest = request.sym_dest_name, .lu = lu.view(), .tp = tp.view(), .ctype = request.prot});
     if ((conv.accept_info2 & GW_ACCEPT2_ZORDEST) != 0) {
         header.info4 |= GW_WITH_ZORDEST;
         block.zordest = request.sym_dest_name;
@@ -170,10 +254,15 @@ CM_RETCODE awaitInitAnswer(CONV_PROTO& conv, CPIC_MESSAGE* answer) {
 }
 
 /** Connect and INITIALIZE_CONVERSATION. On failure the entry may be gone already. */
-CM_RETCODE STIInit(CONV_PROTO& conv, const InitRequest& request, bool* gone) {
-    conv.int_protocol = STIConvProtocol(request.prot);
-    CM_RETCODE rc = noteNames(conv, request);
-    if (rc == CM_OK) rc = connectGateway(conv, request);
+CM_RETCODE STIInit(CONV_PROTO& conv, InitRequest& request, bool* gone) {
+    CM_RETCODE rc = completeRequest(conv, request);
+    if (rc != CM_OK) return rc;
+    conv.int_protocol = GwProtocolNo(request.prot);
+    noteNames(conv, request);
+    const bool levelGiven = request.options && request.options->trace_level > 0;
+    STISetConvTrace(conv, levelGiven ? request.options->trace_level : request.cpic_trace);
+    if (request.options) conv.trace_file = request.options->fp;
+    rc = connectGateway(conv, request);
     if (rc != CM_OK) return rc;
     CPIC_MESSAGE answer;
     rc = sendInit(conv, request);
@@ -184,6 +273,27 @@ CM_RETCODE STIInit(CONV_PROTO& conv, const InitRequest& request, bool* gone) {
     conv.streamingActive = (answer.header.info4 & GW_WITH_STREAMING) != 0;
     STIAssignConvId(conv, answer.header.conversation_ID);
     return CM_OK;
+}
+
+/** Opens in a new entry, which is freed if that fails. */
+CM_RETCODE openNew(InitRequest& request, KEL_RAW* conversation_ID) {
+    CONV_PROTO* conv = STIGetNewConv();
+    if (!conv) return CM_PRODUCT_SPECIFIC_ERROR;
+    bool gone = false;
+    CM_RETCODE rc;
+    try {
+        rc = STIInit(*conv, request, &gone);
+    } catch (const std::bad_alloc&) {
+        CPIC_ERRSET(C_NO_MEM, "", static_cast<int>(request.gw_host.size()));
+        rc = CM_PRODUCT_SPECIFIC_ERROR;
+    }
+    if (rc == CM_OK) {
+        const std::uint64_t key = conv->ext_conv_ID;
+        std::memcpy(conversation_ID, &key, sizeof key);
+    } else if (!gone) {
+        STIDEAL(*conv);
+    }
+    return rc;
 }
 
 CM_RETCODE requestAllocation(CONV_PROTO& conv) {
@@ -213,29 +323,32 @@ void KEL_INIT_OPTIONS(CPIC_INIT_OPT* options) noexcept {
                 .keepalive_timeout = NOT_GIVEN,
                 .export_trace = EXPORT_TRACE_NOT_GIVEN,
                 .start_type = CPIC_INIT_REMOTE_UNKNOWN,
+                .network_protocol = 0,
+                .fp = nullptr,
+                .trace_level = 0,
                 .streaming = CPIC_INIT_NO_STREAMING};
 }
 
 CM_RETCODE KEL_STINIT4(KEL_RAW* conversation_ID, const KEL_CHAR* sym_dest_name, const KEL_CHAR* lu,
                        const KEL_CHAR* tp, const KEL_CHAR* gw_host, const KEL_CHAR* gw_serv, KEL_CHAR prot,
-                       const CPIC_INIT_OPT* options, CM_RETCODE* return_code) noexcept {
-    ErrSetMyLocation("%s", CPIC_LOCATION);
-    ErrClear();
-    STInitGlobals();
-    const InitRequest request{viewOf(sym_dest_name),  viewOf(lu), viewOf(tp), gw_host ? gw_host : "",
-                              gw_serv ? gw_serv : "", prot,       options};
-    if (const CM_RETCODE rc = checkRequest(request); rc != CM_OK) return STIReturn(rc, return_code);
-    CONV_PROTO* conv = STIGetNewConv();
-    if (!conv) return STIReturn(CM_PRODUCT_SPECIFIC_ERROR, return_code);
-    bool gone = false;
-    const CM_RETCODE rc = STIInit(*conv, request, &gone);
-    if (rc == CM_OK) {
-        const std::uint64_t key = conv->ext_conv_ID;
-        std::memcpy(conversation_ID, &key, sizeof key);
-    } else if (!gone) {
-        STIDEAL(*conv);
+                       CPIC_INT cpic_trace, const CPIC_VSL_DATA* vsl_data, const CPIC_INIT_OPT* init_opt,
+                       CM_RETCODE* return_code) noexcept {
+    STIBeginCall();
+    try {
+        InitRequest request{std::string(viewOf(sym_dest_name)),
+                            std::string(viewOf(lu)),
+                            std::string(viewOf(tp)),
+                            std::string(viewOf(gw_host)),
+                            std::string(viewOf(gw_serv)),
+                            prot,
+                            cpic_trace,
+                            vsl_data,
+                            init_opt};
+        return STIReturn(openNew(request, conversation_ID), return_code);
+    } catch (const std::bad_alloc&) {
+        CPIC_ERRSET(C_NO_MEM, "", 0);
+        return STIReturn(CM_PRODUCT_SPECIFIC_ERROR, return_code);
     }
-    return STIReturn(rc, return_code);
 }
 
 CM_RETCODE STSPLN(const KEL_RAW* conversation_ID, const KEL_CHAR* partner_LU_name,
@@ -268,6 +381,7 @@ CM_RETCODE STALLC(const KEL_RAW* conversation_ID, CM_RETCODE* return_code) noexc
     if (rc == CM_OK) rc = awaitAllocation(*conv, &answer);
     if (rc != CM_OK) return STIReturn(rc, return_code);
     rc = answer.header.appc_rc;
+    conv->allocated = rc == CM_OK;
     if ((answer.header.info3 & GW_WITH_CODE_PAGE) != 0)
         conv->rem_code_page = GwGetNcmrcv(answer.header.nparams).code_page;
     if (STIEndsConversation(rc)) STIDEAL(*conv);

@@ -64,6 +64,7 @@ void GwPutCminit(std::span<KEL_RAW, L::length> target, const KELCMINIT7& block) 
         writer.at(L::start_type).u8(block.options->start_type);
     }
     writer.terminated(L::long_LU_name, block.long_LU_name);
+    if (block.long_hostaddr) writer.at(L::long_hostaddr).bytes(*block.long_hostaddr);
     writer.padded(L::user, block.user);
     writer.terminated(L::long_TP_name, block.long_TP_name);
 }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string_view>
 
+#include "base/ni/ni.h"
 #include "krn/si/gw/gwappchdr.h"
 #include "krn/si/gw/gwdisttrace.h"
 
@@ -51,13 +52,14 @@ struct KELCMINIT_OPTIONS {
     std::uint8_t start_type = 0;
 };
 
-/** The block. Texts are borrowed; security names and addresses of the partner are never sent. */
+/** The block. Texts are borrowed; security names are never sent. */
 struct KELCMINIT7 {
     std::string_view zordest{};  ///< Empty unless the gateway takes it.
     bool activateStreaming = false;
     std::optional<DISTRIBUTED_TRACING> dt_net{};
     std::optional<KELCMINIT_OPTIONS> options{};
     std::string_view long_LU_name{};
+    std::optional<NI_NODEADDR> long_hostaddr{};  ///< The partner's; with WITH_LONG_HOSTADDR in the header.
     std::string_view user{};
     std::string_view long_TP_name{};
 };

@@ -37,8 +37,8 @@ struct Client {
     CM_RETCODE init(const FakeGateway& gateway) {
         CPIC_INIT_OPT options;
         KEL_INIT_OPTIONS(&options);
-        return KEL_STINIT4(id, "TSLZOR", "partner", "keldp00", "127.0.0.1", gateway.service.c_str(), 'I',
-                           &options, nullptr);
+        return KEL_STINIT4(id, "TSLZOR", "partner", "keldp00", "127.0.0.1", gateway.service.c_str(), 'I', -1,
+                           nullptr, &options, nullptr);
     }
     CM_RETCODE open(const FakeGateway& gateway) {
         CM_RETCODE rc = init(gateway);

@@ -32,11 +32,15 @@ class FakeGateway {
         unsigned appcRc = 0;
         unsigned kelRc = 0;
         int info = 0;
+        int info2 = 0;
+        int info3 = 0;
         int info4 = 0;
+        int traceLevel = 0;
         std::string error{};  ///< Error block in front of the data.
         unsigned dataReceived = 2;
         unsigned status = 1;
         std::string data{};
+        int announced = -1;  ///< Length that the header tells; -1 that of the data.
     };
 
     explicit FakeGateway(std::function<void(FakeGateway&)> script) {
@@ -81,11 +85,16 @@ class FakeGateway {
         std::string header =
             std::string("\6", 1) + static_cast<char>(answer.rqtype) + '\2' + '\0' + "\xFF\xFF";
         header += std::string(2, '\0') + number(static_cast<unsigned>(answer.error.size()), 2);
-        header += std::string(11, '\0') + static_cast<char>(answer.info4);
+        header += static_cast<char>(answer.info2);
+        header +=
+            static_cast<char>(answer.traceLevel) + std::string(4, '\0') + static_cast<char>(answer.info3);
+        header += std::string(4, '\0') + static_cast<char>(answer.info4);
         header += std::string(8, '\0') + static_cast<char>(answer.info) + '\0';
         header += number(answer.appcRc, 4) + number(answer.kelRc, 4) + conversation;
         header += number(0, 4) + number(answer.dataReceived, 4);
-        header += number(static_cast<unsigned>(answer.data.size()), 4) + number(answer.status, 4);
+        const std::size_t announced =
+            answer.announced >= 0 ? static_cast<std::size_t>(answer.announced) : answer.data.size();
+        header += number(static_cast<unsigned>(announced), 4) + number(answer.status, 4);
         header += std::string(12, '\0') + "\xFF\xFF" + number(77, 2);
         give(header + answer.error + answer.data);
     }
@@ -116,6 +125,31 @@ class FakeGateway {
         expect(15);
         expect(5);
         answer({.rqtype = 5});
+    }
+
+    /** Connect and registration of a program. */
+    void openRegistration() {
+        std::string record = take();
+        ASSERT_EQ(record.size(), 64u);
+        EXPECT_EQ(record[1], 11);
+        give(record);
+        EXPECT_EQ(take().size(), 512u);
+    }
+
+    /** Hears that the program is ready, and gives it a partner. */
+    void givePartner(const std::string& id) { givePartner(id, Answer()); }
+    void givePartner(const std::string& id, Answer answer) {
+        expect(209);
+        conversation = id;
+        answer.rqtype = 207;
+        this->answer(answer);
+    }
+
+    /** Ends the line as a crash does. */
+    void reset() {
+        const linger hard{1, 0};
+        setsockopt(line, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+        hangUp();
     }
 
     /** Takes nothing more: the line stays open until this object ends. */

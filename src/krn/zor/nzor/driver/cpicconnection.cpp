@@ -12,6 +12,8 @@ constexpr CPIC_INT CPIC_TIMEOUT = 180000;
 /** ms between looks at a cancel from another thread. */
 constexpr CPIC_INT CANCEL_ROUND = 1000;
 constexpr CPIC_INT NO_TIMEOUT = -1;
+constexpr CPIC_INT MS = 1000;
+constexpr CPIC_INT LONGEST_WAIT = 2000000;  // s; in ms still a number of 32 bits
 
 /** Level from which data are dumped. */
 constexpr unsigned DUMP_LEVEL = 2;
@@ -35,12 +37,13 @@ CM_RETCODE CpicConnection::connectAsClient(ZorOptions& options) {
     protocol = 'I';
     zorProgType = ZOR_CLIENT;
     parseConnParameters(options);
-    target = {options.gwhost, options.gwserv, options.ashost, options.asserv, options.tpname};
+    noteTarget(options);
     CPIC_INIT_OPT opts;
     KEL_INIT_OPTIONS(&opts);
     opts.streaming = CPIC_INIT_USE_STREAMING;
     CM_RETCODE rc = KEL_STINIT4(convId.data(), SYM_DEST, options.ashost.c_str(), options.asserv.c_str(),
-                                options.gwhost.c_str(), options.gwserv.c_str(), protocol, &opts, nullptr);
+                                options.gwhost.c_str(), options.gwserv.c_str(), protocol, -1, vslData.get(),
+                                &opts, nullptr);
     if (rc != CM_OK) throwCpicError(rc);
     deallocated = false;  // from here on a failure leaves a conversation to be closed
     const auto length = static_cast<CPIC_INT>(options.ashost.size());
@@ -49,7 +52,7 @@ CM_RETCODE CpicConnection::connectAsClient(ZorOptions& options) {
     if (rc != CM_OK) throwCpicError(rc);
     owner->setConvId(convId.data());
     connected = true;
-    if (options.keepalive == 1) setSoKeepaliveOption();
+    if (options.keepalive == 1) setSoKeepaliveOption(0);
     return CM_OK;
 }
 
@@ -65,19 +68,25 @@ CM_RETCODE CpicConnection::writeAcross(const KEL_RAW* src, unsigned count) {
     return 0;
 }
 
+/** Hands the buffer to the conversation; a client looks for a cancel while the gateway doesn't take it. */
+CM_RETCODE CpicConnection::sendBlock() {
+    const auto length = static_cast<CPIC_INT>(bytesInBuffer);
+    const bool cancellable = zorProgType == ZOR_CLIENT && owner->isLoggedOn();
+    if (zorProgType == ZOR_CLIENT)
+        KEL_CMTIMEOUT2(convId.data(), cancellable ? CANCEL_ROUND : CPIC_TIMEOUT, nullptr);
+    for (;;) {
+        const CM_RETCODE rc = STSEND(convId.data(), streamBuffer.get(), &length, nullptr, nullptr);
+        if (rc != CM_KEL_TIMEOUT_RETRY || !cancellable) return rc;
+        cpicCancelIfPending();
+    }
+}
+
 CM_RETCODE CpicConnection::send() {
     cpicError.clear();
     cpicCancelIfPending();
     if (bytesInBuffer != 0) {
-        const auto length = static_cast<CPIC_INT>(bytesInBuffer);
-        CM_RETCODE rc;
-        // A repeat goes on where the gateway stopped taking, so that a cancel takes effect between rounds.
-        KEL_CMTIMEOUT2(convId.data(), owner->isLoggedOn() ? CANCEL_ROUND : CPIC_TIMEOUT, nullptr);
-        while ((rc = STSEND(convId.data(), streamBuffer.get(), &length, nullptr, nullptr)) ==
-                   CM_KEL_TIMEOUT_RETRY &&
-               owner->isLoggedOn())
-            cpicCancelIfPending();
-        if (rc != CM_OK) throwCpicError(rc);
+        openDataToTrace();
+        if (const CM_RETCODE rc = sendBlock(); rc != CM_OK) throwCpicError(rc);
         lastIoTime = std::time(nullptr);
         if (getTraceLevel() >= DUMP_LEVEL) {
             bufferPtr = streamBuffer.get();
@@ -100,33 +109,55 @@ CM_RETCODE CpicConnection::receiveBlock() {
     return rc;
 }
 
-/** Waits for a block as long as the role allows. */
-CM_RETCODE CpicConnection::awaitBlock() {
+/** One wait with a limit in ms, which doesn't stay if the conversation goes on. */
+CM_RETCODE CpicConnection::receiveWithin(CPIC_INT limit) {
+    KEL_CMTIMEOUT2(convId.data(), limit, nullptr);
+    const CM_RETCODE rc = receiveBlock();
+    if (rc == CM_OK || rc == CM_KEL_TIMEOUT_RETRY || rc == CM_KEL_PING_RECEIVED)
+        KEL_CMTIMEOUT2(convId.data(), NO_TIMEOUT, nullptr);
+    return rc;
+}
+
+CM_RETCODE CpicConnection::awaitAsClient() {
     cpicCancelIfPending();
-    CM_RETCODE rc;
-    if (!owner->isLoggedOn()) {
-        KEL_CMTIMEOUT2(convId.data(), CPIC_TIMEOUT, nullptr);
-        rc = receiveBlock();
-        if (rc == CM_OK || rc == CM_KEL_TIMEOUT_RETRY || rc == CM_KEL_PING_RECEIVED)
-            KEL_CMTIMEOUT2(convId.data(), NO_TIMEOUT, nullptr);
-        return rc;
-    }
+    if (!owner->isLoggedOn()) return receiveWithin(CPIC_TIMEOUT);
     KEL_CMTIMEOUT2(convId.data(), CANCEL_ROUND, nullptr);
+    CM_RETCODE rc;
     while ((rc = receiveBlock()) == CM_KEL_TIMEOUT_RETRY)
         cpicCancelIfPending();
     return rc;
 }
 
-CM_RETCODE CpicConnection::receive() {
+/** Waits for a block as long as the role allows. */
+CM_RETCODE CpicConnection::awaitBlock(CPIC_INT timeout) {
+    openDataToTrace();
+    if (zorProgType == ZOR_CLIENT) return awaitAsClient();
+    if (timeout <= 0) return receiveBlock();
+    return receiveWithin(std::min(timeout, LONGEST_WAIT) * MS);
+}
+
+/** The first byte of a conversation may ask for a trace, and doesn't belong to the data then. */
+void CpicConnection::takeTraceRequest() noexcept {
+    constexpr KEL_RAW EBCDIC_T = 0xE3, ASCII_T = 'T';
+    if (!accepted || !justAccepted || bytesInBuffer == 0) return;
+    justAccepted = false;
+    if (*bufferPtr != EBCDIC_T && *bufferPtr != ASCII_T) return;
+    owner->acceptTraceLevel(DUMP_LEVEL);
+    ++bufferPtr;
+    --bytesInBuffer;
+}
+
+CM_RETCODE CpicConnection::receive(CPIC_INT timeout) {
     cpicError.clear();
     resetBuffer();
-    const CM_RETCODE rc = awaitBlock();
+    const CM_RETCODE rc = awaitBlock(timeout);
     if (bytesInBuffer != 0 && getTraceLevel() >= DUMP_LEVEL) traceData("Receiving", owner->traceCodepage());
     if (rc == CM_KEL_TIMEOUT_RETRY || rc == CM_KEL_PING_RECEIVED) {
         resetBuffer();
         return rc;
     }
     if (rc != CM_OK) return conversationEnded(rc);
+    takeTraceRequest();
     lastIoTime = std::time(nullptr);
     return CM_OK;
 }
@@ -160,7 +191,7 @@ CM_RETCODE CpicConnection::receiveFlush() {
     cpicError.clear();
     CM_RETCODE rc = CM_OK;
     while (!deallocated && !allReceived && rc == CM_OK) {
-        rc = awaitBlock();
+        rc = awaitBlock(-1);
         if (bytesInBuffer != 0 && getTraceLevel() >= DUMP_LEVEL)
             traceData("Receiving", owner->traceCodepage());
         if (rc == CM_OK) continue;
@@ -193,9 +224,17 @@ void CpicConnection::cpicCancel() {
 
 CM_RETCODE CpicConnection::close() noexcept {
     CM_RETCODE rc = CM_OK;
-    if (!deallocated) rc = STDEAL(convId.data(), nullptr);
+    if (!deallocated && !isConvIdInitial()) rc = STDEAL(convId.data(), nullptr);
     forgetConversation();
     connected = false;
+    if (registered) {
+        const bool multi = zorProgType == ZOR_MULTI_COUNT_REGISTERED_SERVER;
+        const CM_RETCODE left =
+            multi ? KEL_CMUNREGTP3(cpicHandle, nullptr) : KEL_CMUNREGTP(cpicHandle, nullptr);
+        if (left != CM_OK) rc = left;
+        registered = accepted = justAccepted = false;
+        cpicHandle = 0;
+    }
     try {
         cpicError = rc != CM_OK ? KEL_CMPERR() : "";
     } catch (const std::bad_alloc&) {
@@ -236,11 +275,16 @@ void CpicConnection::printConvID(KEL_UC* cid, unsigned strLength) const {
     cid[KEL_CONV_ID_LN] = '\0';
 }
 
-void CpicConnection::setSoKeepaliveOption() noexcept {
+void CpicConnection::setSoKeepaliveOption(CPIC_INT cpic_handle) noexcept {
     KEL_UC cid[KEL_CONV_ID_LN + 1] = "";
     std::memcpy(cid, convId.data(), KEL_CONV_ID_LN);
-    NI_HDL handle;
-    if (KEL_CMNIHANDLE(convId.data(), &handle, nullptr) != CM_OK) {
+    NI_HDL handle = NI_INVALID_HDL;
+    if (cpic_handle != 0 && NiSockToHdl(cpic_handle, &handle) != NI_OK) {
+        ZorLogWrite(
+            "error during connection: NI handle for cpic handle %d could not be retrieved, therefore "
+            "SO_KEEPALIVE could not be set",
+            cpic_handle);
+    } else if (cpic_handle == 0 && KEL_CMNIHANDLE(convId.data(), &handle, nullptr) != CM_OK) {
         ZorLogWrite(
             "error during connection: NI handle for convId %s could not be retrieved, therefore SO_KEEPALIVE "
             "could not be set",
@@ -248,8 +292,19 @@ void CpicConnection::setSoKeepaliveOption() noexcept {
     } else if (NiSetSO_KeepAlive(handle, true) != NI_OK) {
         ZorLogWrite("error during connection: SO_KEEPALIVE for NI handle %d could not be set", handle);
     } else if (getTraceLevel() >= DUMP_LEVEL) {
-        ZorTraceWrite("SO_KEEPALIVE set for convID=%s, cpic handle=%d, ni handle=%d", cid, 0, handle);
+        ZorTraceWrite("SO_KEEPALIVE set for convID=%s, cpic handle=%d, ni handle=%d", cid, cpic_handle,
+                      handle);
     }
+}
+
+void CpicConnection::noteTarget(const ZorOptions& options) {
+    target = {options.gwhost, options.gwserv, options.ashost, options.asserv, options.tpname};
+}
+
+void CpicConnection::openDataToTrace() noexcept {
+    if (dataOpen || zorProgType != ZOR_CLIENT || !owner->isLoggedOn()) return;
+    dataOpen = true;
+    KEL_CMDATAOPEN(convId.data(), nullptr);
 }
 
 unsigned CpicConnection::getTraceLevel() const noexcept {

@@ -65,15 +65,20 @@ KEL_string programName() {
     return name;
 }
 
-/** The gateway as the caller means it; empty if only a logon group is given. */
-void chooseGateway(ZorOptions& options) {
+/** A logon group, looked up at its message server, names the gateway. */
+[[noreturn]] void askMessageServer(ZorOptions& options) {
+    if (!options.q7name.empty() && options.msserv.empty()) options.msserv = "kelms" + options.q7name;
+    throw ZorCommunicationException("Logon group \"" + options.group + "\" on message server \"" +
+                                    options.mshost + "\": load balancing is not available");
+}
+
+/** The gateway as the caller means it; empty if only a router is given, or none is needed. */
+void chooseGateway(ZorOptions& options, bool needed) {
     if (options.gwhost.empty()) options.gwhost = options.ashost;
     options.ashost.clear();
     if (!options.gwhost.empty()) return;
-    if (!options.mshost.empty() || !options.group.empty())
-        throw ZorCommunicationException("Logon group \"" + options.group + "\" on message server \"" +
-                                        options.mshost + "\": load balancing is not available");
-    if (options.kelrouter.empty()) throw ZorCommunicationException("No gateway host was given");
+    if (!options.mshost.empty() || !options.group.empty()) askMessageServer(options);
+    if (needed && options.kelrouter.empty()) throw ZorCommunicationException("No gateway host was given");
 }
 
 void addRouter(ZorOptions& options) {
@@ -149,10 +154,27 @@ const NI_NODEADDR& CpicConnection::getOwnIPNodeAddr() {
 }
 
 void CpicConnection::parseConnParameters(ZorOptions& options) {
-    if (options.vsl_mode != 0)
-        throw ZorCommunicationException("The secure network layer is not available in this build");
-    chooseGateway(options);
+    if (options.vsl_mode != 0) setVslData(options);
+    // A program that a gateway started learns of it from its arguments.
+    chooseGateway(options, zorProgType != ZOR_STARTED_SERVER);
     addRouter(options);
     options.ashost = lastHop(options.gwhost);
     addServices(options);
+}
+
+void CpicConnection::setVslData(ZorOptions& options) {
+    constexpr CPIC_INT INITIATOR = 1, ACCEPTOR = 2, DEFAULT_PROTECTION = 8;
+    const auto copy = [](const KEL_string& text, auto& field) { text.copy(field, sizeof field - 1); };
+    isVSL = true;
+    vslData = std::make_unique<CPIC_VSL_DATA>();
+    vslData->version = 1;
+    vslData->mode = 1;
+    vslData->role = zorProgType == ZOR_CLIENT ? INITIATOR : ACCEPTOR;
+    if (zorProgType == ZOR_CLIENT) {
+        copy(options.vsl_partnername, vslData->partnername);
+        if (options.vsl_myname.empty()) vslData->myname[0] = ' ';
+    }
+    copy(options.vsl_lib, vslData->lib);
+    copy(options.vsl_myname, vslData->myname);
+    vslData->qop = options.vsl_qop != 0 ? options.vsl_qop : DEFAULT_PROTECTION;
 }

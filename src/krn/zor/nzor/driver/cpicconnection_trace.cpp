@@ -20,12 +20,23 @@ KEL_string withoutPasswords(const KEL_string& route) {
     return shown.c_str();
 }
 
+void writeVslData(KEL_ofstream* trace, const CPIC_VSL_DATA& vsl) {
+    ZorTrace::writeKeyValue(trace, "VSL Version", std::to_string(vsl.version));
+    ZorTrace::writeKeyValue(trace, "VSL Partnername", vsl.partnername);
+    ZorTrace::writeKeyValue(trace, "VSL Myname", vsl.myname);
+    ZorTrace::writeKeyValue(trace, "VSL Lib", vsl.lib);
+    ZorTrace::writeKeyValue(trace, "VSL Mode", std::to_string(vsl.mode));
+    ZorTrace::writeKeyValue(trace, "VSL QOP", std::to_string(vsl.qop));
+    ZorTrace::writeKeyValue(trace, "VSL Role", std::to_string(vsl.role));
+}
+
 }  // namespace
 
 void CpicConnection::writeTraceEntry(KEL_ofstream* trace) const {
     constexpr std::string_view kind = "CpicConnection";
-    NI_HDL handle = NI_INVALID_HDL;
-    if (!deallocated) KEL_CMNIHANDLE(convId.data(), &handle, nullptr);
+    NI_HDL handle = cpicHandle;
+    if (handle == 0 && (deallocated || KEL_CMNIHANDLE(convId.data(), &handle, nullptr) != CM_OK))
+        handle = NI_INVALID_HDL;
     ZorTrace::beginEntry(trace, kind, {});
     ZorTrace::writeKeyValue(trace, "CPIC Handle", std::to_string(handle));
     ZorTrace::writeKeyValue(trace, "Gateway Host", withoutPasswords(target.gwhost));
@@ -36,6 +47,7 @@ void CpicConnection::writeTraceEntry(KEL_ofstream* trace) const {
     ZorTrace::writeKeyValue(trace, "Protocol", {&protocol, 1});
     const std::string_view id(reinterpret_cast<const KEL_UC*>(convId.data()), convId.size());
     ZorTrace::writeKeyValue(trace, "Conversation ID", id.substr(0, id.find('\0')));
+    if (vslData) writeVslData(trace, *vslData);
     ZorTrace::writeKeyValue(trace, "Last IO Time", timeText(lastIoTime));
     ZorTrace::writeKeyValue(trace, "Data Received", std::to_string(dataReceived));
     ZorTrace::writeKeyValue(trace, "Status Received", std::to_string(statusReceived));

@@ -39,6 +39,12 @@ class ZorStreamOwner {
     virtual void throwZorErrorMsg() = 0;
     /** Takes the connection out of the list of valid handles: it was cancelled. */
     virtual void leaveConnectionList() noexcept = 0;
+    /** A registered program waits for its next partner: what is known of the last one doesn't count. */
+    virtual void forgetPartner() noexcept {}
+    /** Whether the conversation of a registered program goes on after an answer. */
+    virtual bool keepsSession() const noexcept { return false; }
+    /** The conversation ended with the answer: the next one begins with nothing written. */
+    virtual void sessionEnded() noexcept {}
     /** The partner asks for a trace level. */
     virtual void acceptTraceLevel(unsigned level) noexcept = 0;
 
@@ -95,6 +101,8 @@ class ZorIOStream {
     virtual CM_RETCODE close() noexcept { return CM_UNSUCCESSFUL; }
     /** Asks the thread that is in a send or receive to give up. */
     virtual void cancel() noexcept {}
+    /** Throws if a cancel came that nothing has noticed yet; to be called at the end of a call. */
+    virtual void cancelIfPending() {}
     virtual void checkForCloseEvent() {}
     /** Whether all that came in has been read. */
     virtual bool isBufferEmpty() const noexcept { return true; }
