@@ -32,6 +32,11 @@ class Peer {
         bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
         return bytes;
     }
+    /** Makes the end of the connection an error for the partner. */
+    void reset() const {
+        const linger hard{.l_onoff = 1, .l_linger = 0};
+        setsockopt(socketNo, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+    }
     std::string takeWhatIsThere() const {
         std::string bytes(1 << 16, '?');
         const ssize_t got = recv(socketNo, bytes.data(), bytes.size(), MSG_DONTWAIT);

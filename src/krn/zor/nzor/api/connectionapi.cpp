@@ -16,7 +16,7 @@ ZOR_CONNECTION_HANDLE ZorOpenConnection(const ZOR_CONNECTION_PARAMETER* connecti
                        ZorOptions options;
                        options.parseConnString(connectionParams, paramCount, 0, nullptr);
                        trace.setLevel(options.trace);
-                       return ZorConnection::openNew(options, ZOR_CLIENT);
+                       return ZorConnection::openClient(options);
                    });
 }
 

@@ -10,6 +10,7 @@
 #include "config/zorconfig.h"
 #include "connection/zorconnectionuse.h"
 #include "driver/cpicconnection.h"
+#include "driver/tcpconnection.h"
 #include "trace/zortrace.h"
 #include "trace/zortracefunctions.h"
 
@@ -41,11 +42,15 @@ ConnectionList& list() {
                                     std::to_string(reinterpret_cast<uintptr_t>(handle)));
 }
 
+std::unique_ptr<ZorIOStream> makeDriver(ZOR_PROTOCOL_TYPE type, ZorStreamOwner* owner) {
+    if (type == ZOR_TCP_SOCKET_CLIENT) return std::make_unique<TcpConnection>(owner);
+    return std::make_unique<CpicConnection>(owner);
+}
+
 }  // namespace
 
 ZorConnection::ZorConnection(ZOR_PROTOCOL_TYPE type, unsigned traceLevel)
-    : ZorItemStream(std::make_unique<CpicConnection>(static_cast<ZorStreamOwner*>(this))),
-      traceLevel(traceLevel) {
+    : ZorItemStream(makeDriver(type, this)), traceLevel(traceLevel) {
     cpic_tcp->zorProgType = type;
     cpic_tcp->traceLevel = traceLevel;
     control.own_rel.assign(kelzorRelease);
@@ -133,6 +138,12 @@ void ZorConnection::cancelHandle(ZOR_CONNECTION_HANDLE handle) {
     if (connection == nullptr || connection->control.zor_role != 'C') throwInvalidHandle(handle);
     if (connection->inCall == 0) throw ZorIllegalStateException("ZOR connection is currently not in call.");
     connection->cpic_tcp->cancel();
+}
+
+ZOR_CONNECTION_HANDLE ZorConnection::openClient(ZorOptions& options) {
+    if (options.serverPort.empty()) return openNew(options, ZOR_CLIENT);
+    options.lcheck = 0;  // there is no logon that a socket partner could check in full
+    return openNew(options, ZOR_TCP_SOCKET_CLIENT);
 }
 
 ZOR_CONNECTION_HANDLE ZorConnection::openNew(ZorOptions& options, ZOR_PROTOCOL_TYPE type) {

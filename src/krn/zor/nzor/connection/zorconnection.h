@@ -36,6 +36,8 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     static bool isHandleValid(ZOR_CONNECTION_HANDLE handle) noexcept;
     /** Opens a connection, logs on, and puts it into the list. */
     static ZOR_CONNECTION_HANDLE openNew(ZorOptions& options, ZOR_PROTOCOL_TYPE type);
+    /** The same as a client: to a partner's socket if the options name a port, else through a gateway. */
+    static ZOR_CONNECTION_HANDLE openClient(ZorOptions& options);
     /**
      * Takes the connection out of the list, ends its conversation and frees it; one on which a call of this
      * thread is running, which called back, is freed when that call has come back.

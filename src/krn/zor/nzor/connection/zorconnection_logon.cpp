@@ -23,7 +23,6 @@ struct UnavailableOption {
 constexpr UnavailableOption unavailableOptions[] = {
     {"VSL_MODE", [](const ZorOptions& o) { return o.vsl_mode != 0; }},
     {"SERIALIZATION_FORMAT", [](const ZorOptions& o) { return o.serializationFormat != 0; }},
-    {"SERVER_PORT", [](const ZorOptions& o) { return !o.serverPort.empty(); }},
 };
 
 /** An option that can't be honoured is refused before anything is sent, never ignored. */
@@ -78,8 +77,9 @@ void ZorConnection::setConnOptions(ZorOptions& options, ZOR_PROTOCOL_TYPE type) 
     control.substituteSymbol = options.substitute;
     control.keepalive = options.keepalive;
     if (options.compression == NO_COMPRESSION) control.protocol &= ~protocolCompressedTables;
-    control.zor_role = type == ZOR_CLIENT ? 'C' : 'S';
-    if (type == ZOR_CLIENT) takeLogonOptions(options);
+    const bool client = type == ZOR_CLIENT || type == ZOR_TCP_SOCKET_CLIENT;
+    control.zor_role = client ? 'C' : 'S';
+    if (client) takeLogonOptions(options);
     explicit_bzero(options.passwd.data(), options.passwd.size());
     options.passwd.clear();
     control.delta = options.delta;
