@@ -36,10 +36,11 @@ bool isLogonFunction(std::string_view name) {
 
 }  // namespace
 
-Session::Session(BackEnd& backEnd, BridgeEnd& bridge, std::string conversationId)
+Session::Session(BackEnd& backEnd, BridgeEnd& bridge, std::string conversationId, Way way)
     : backEnd_(backEnd),
       bridge_(bridge),
       conversationId_(std::move(conversationId)),
+      way_(way),
       request_(BRIDGE_MAX_DATA),
       call_(*this, out_) {}
 
@@ -65,8 +66,10 @@ bool Session::receiveMessage() {
 Outcome Session::handleRequest() {
     const ByteSpan stream(request_.data(), requestLength_);
     const bool first = !std::exchange(started_, true);
-    if (first && !checkCommunicationHeader(stream, facts_, backEnd_.violations)) return refuseViolation(out_);
-    ItemReader reader(stream, first ? COMMUNICATION_HEADER : 0);
+    const bool header = first && way_ == Way::gateway;
+    if (header && !checkCommunicationHeader(stream, facts_, backEnd_.violations))
+        return refuseViolation(out_);
+    ItemReader reader(stream, header ? COMMUNICATION_HEADER : 0);
     SessionItems items(first ? StreamKind::logon : StreamKind::call, backEnd_.violations);
     Item item;
     const bool good = items.read(reader, facts_, item);

@@ -18,7 +18,10 @@ namespace zordev {
 /** A session, for the one thread that runs it. */
 class Session final : private CallHost {
   public:
-    Session(BackEnd& backEnd, BridgeEnd& bridge, std::string conversationId);
+    /** How the client got here; one on a plain socket sends no communication header. */
+    enum class Way { gateway, plainSocket };
+
+    Session(BackEnd& backEnd, BridgeEnd& bridge, std::string conversationId, Way way = Way::gateway);
 
     /** Serves requests until the conversation is over. */
     void run();
@@ -52,6 +55,7 @@ class Session final : private CallHost {
     BackEnd& backEnd_;
     BridgeEnd& bridge_;
     std::string conversationId_;
+    Way way_;
     ClientFacts facts_;
     bool loggedOn_ = false;      // name and password were found right
     bool started_ = false;       // the first request was read

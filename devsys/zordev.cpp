@@ -1,9 +1,12 @@
 #include "devsys/zordev.h"
 
+#include <optional>
+
 #include "devsys/bridgestream.h"
 #include "devsys/gateway.h"
 #include "devsys/programcall.h"
 #include "devsys/session.h"
+#include "devsys/socketport.h"
 #include "krn/si/gw/gwenum.h"
 
 namespace zordev {
@@ -18,7 +21,12 @@ struct DevSystem::Parts {
           services{options.capabilities, faults, violations,
                    [this](BridgeEnd& bridge, const std::string& id) { Session(backEnd, bridge, id).run(); },
                    std::move(options.programs)},
-          gateway((faults.set(options.faults), options.gatewayPort), services) {}
+          gateway((faults.set(options.faults), options.gatewayPort), services) {
+        if (options.ownPort)
+            ownPort.emplace([this](BridgeEnd& bridge, const std::string& id) {
+                Session(backEnd, bridge, id, Session::Way::plainSocket).run();
+            });
+    }
 
     ViolationLog violations;
     Recorder recorder;
@@ -26,6 +34,7 @@ struct DevSystem::Parts {
     BackEnd backEnd;
     GatewayServices services;
     Gateway gateway;
+    std::optional<SocketPort> ownPort;
 };
 
 DevSystem::DevSystem(DevOptions options) : parts_(std::make_unique<Parts>(std::move(options))) {}
@@ -34,6 +43,14 @@ DevSystem::~DevSystem() = default;
 
 std::uint16_t DevSystem::gatewayPort() const {
     return parts_->gateway.port();
+}
+
+std::uint16_t DevSystem::ownPort() const {
+    return parts_->ownPort ? parts_->ownPort->port() : std::uint16_t{0};
+}
+
+void DevSystem::breakOwnPortConnections() {
+    if (parts_->ownPort) parts_->ownPort->breakConnections();
 }
 
 std::vector<Violation> DevSystem::violations() const {

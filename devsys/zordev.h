@@ -35,6 +35,7 @@ struct DevOptions {
     ProgramOptions programs;
     Faults faults;
     bool recordRequests = true;
+    bool ownPort = false;             /**< Whether the back-end listens on a port of its own too. */
     ViolationLog::Sink violationSink; /**< Gets each violation's line, on the thread that found it. */
 };
 
@@ -57,6 +58,11 @@ class DevSystem {
     /** The port of the gateway, as a number and as a client's `gwserv`. */
     std::uint16_t gatewayPort() const;
     std::string gatewayService() const { return std::to_string(gatewayPort()); }
+
+    /** The back-end's own port, 0 without one. It knows no gateway: the item stream goes as plain bytes. */
+    std::uint16_t ownPort() const;
+    /** Breaks the connections to that port. */
+    void breakOwnPortConnections();
 
     /** What clients did wrong so far; a test of a correct client asserts that it is empty. */
     std::vector<Violation> violations() const;
