@@ -13,16 +13,14 @@ enum class DictionaryFault {
     shortRecord,        /**< A record is shorter than its fields. */
     longRecord,         /**< A record has 2 GiB. */
     narrowerWide,       /**< The layout with 2-byte characters is the shorter one. */
-    fewerWideRows,      /**< The layout with 2-byte characters has fewer fields. */
     doubleName,         /**< Two fields have one name. */
     unknownLineType,    /**< A table is of a type that the answer doesn't have. */
     circularLines,      /**< Two table types are each the line type of the other. */
     circularStructure,  /**< A structure contains itself. */
-    bottomless,         /**< Structures are nested a thousand times. */
+    bottomless,         /**< Tables are within tables, 150 times. */
     negativeLength,     /**< A parameter is -1 bytes long. */
     unknownLetter,      /**< Types have a letter that no type has. */
     brokenDigits,       /**< Numbers aren't digits. */
-    noRows,             /**< Functions have no parameters and types no fields. */
 };
 
 }  // namespace zordev

@@ -28,6 +28,8 @@ const FunctionDescription* findMetadataFunction(std::string_view name, unsigned 
 Outcome getFunctionInterface(Call& call);
 Outcome getStructureDefinition(Call& call);
 Outcome getFieldInfo(Call& call);
+Outcome getMetadata(Call& call);
+Outcome getClass(Call& call);
 /** @} */
 
 /** Fills a row or structure by the names of its fields; what isn't filled stays initial. */
@@ -75,8 +77,31 @@ struct ParameterLine {
     bool optional = false;
 };
 
-/** The lines of a function's interface. */
-std::vector<ParameterLine> listParameters(const FunctionDescription& function);
+/** The lines of a function's interface; `resolved` has types by letter and name, whatever they refer to. */
+std::vector<ParameterLine> listParameters(const FunctionDescription& function, bool resolved = false);
+/** Writes a line in the form of a classic interface, or of one among many. */
+void writeParameter(RowWriter row, const ParameterLine& line);
+
+/** An attribute of a class. */
+struct AttributeDescription {
+    std::string_view name;
+    char visibility; /**< '2' is public. */
+    char kind;       /**< '0' of an instance, '1' of the class, '2' a constant. */
+    ZORTYPE type;
+    std::string_view typeName = {};
+    unsigned length = 8;
+    bool readOnly = false;
+    std::string_view defaultValue = {};
+    std::string_view description = {};
+};
+struct ClassDescription {
+    std::string_view name;
+    std::vector<std::string_view> parents;
+    std::vector<std::string_view> interfaces;
+    std::vector<AttributeDescription> attributes;
+};
+/** Classes that are there for being asked about; null for an unknown name. */
+const ClassDescription* findClass(std::string_view name);
 
 /** How an interface refers to a parameter's type, where it isn't by its letter and the name of its rows. */
 struct ParameterReference {
@@ -90,7 +115,66 @@ std::span<const ParameterReference> referencesOf(std::string_view function);
 /** Functions that are there for being described. */
 std::vector<FunctionDescription> specimenFunctions();
 
+/** Record length of a type as it is told. */
+unsigned tableLength(const DictionaryType& type, Layout layout, DictionaryFault fault);
+
 /** What a fault makes of a list of fields. */
-void spoil(std::vector<FieldLine>& lines, Layout layout, DictionaryFault fault);
+void spoil(std::vector<FieldLine>& lines, std::string_view typeName, Layout layout, DictionaryFault fault);
+
+/** Answers a call by the names of its parameters; those that this form doesn't have, or that nobody wants,
+ * are left out. */
+class MetadataAnswer {
+  public:
+    explicit MetadataAnswer(Call& call) : call_(call) {}
+
+    /** A character parameter without trailing blanks; empty if it wasn't sent. */
+    std::string_view given(std::string_view name) const;
+    /** The first field of each row that was sent, `width` characters without trailing blanks. */
+    std::vector<std::string> givenNames(std::string_view table, std::size_t width) const;
+
+    void text(std::string_view name, std::string_view value);
+
+    template <class Fill>
+    void record(std::string_view name, Fill fill) {
+        const ParameterDescription* const parameter = wanted(name);
+        if (parameter != nullptr) fill(RowWriter(beginRecord(*parameter), *parameter->structure));
+    }
+
+    template <class Lines, class Fill>
+    void table(std::string_view name, const Lines& lines, Fill fill) {
+        const ParameterDescription* const parameter = wanted(name);
+        if (parameter == nullptr) return;
+        beginTable(*parameter, lines.size());
+        for (const auto& line : lines)
+            fill(RowWriter(nextRow(*parameter), *parameter->structure), line);
+    }
+
+    /** A table that travels as XML. */
+    template <class Lines, class Fill>
+    void xmlTable(std::string_view name, const Lines& lines, Fill fill) {
+        const ParameterDescription* const parameter = wanted(name);
+        if (parameter == nullptr) return;
+        XmlElement root;
+        root.name = elementName(name);
+        for (const auto& line : lines) {
+            root.children.emplace_back().name = "item";
+            fill(XmlRowWriter(root.children.back(), *parameter->structure), line);
+        }
+        replyDocument(*parameter, root);
+    }
+
+  private:
+    const ParameterDescription* wanted(std::string_view name) const;
+    std::size_t indexOf(const ParameterDescription& parameter) const;
+    std::span<Byte> beginRecord(const ParameterDescription& parameter);
+    void beginTable(const ParameterDescription& parameter, std::size_t rows);
+    std::span<Byte> nextRow(const ParameterDescription& parameter);
+    void replyDocument(const ParameterDescription& parameter, const XmlElement& root);
+
+    Call& call_;
+};
+
+/** Ends a call with an exception. */
+Outcome raise(Call& call, std::string_view exception);
 
 }  // namespace zordev

@@ -87,11 +87,32 @@ FunctionDescription fieldInfo(bool bothLayouts) {
     return {"DDIF_FIELDINFO_GET", parameters, getFieldInfo};
 }
 
+FunctionDescription metadataGet() {
+    return {
+        "ZOR_METADATA_GET",
+        {text("DEEP", 1), text("LANGUAGE", 1), text("GET_CLIENT_DEP_FIELDS", 1), text("GET_TIMESTAMPS", 1),
+         rows("FUNCTIONNAMES", metadata::FUNCTION_NAME), rows("DATATYPES", metadata::TYPE_NAME),
+         rows("KNOWN_DATATYPES", metadata::TYPE_NAME), rows("PARAMETERS", metadata::METADATA_PARAMS),
+         rows("DATATYPESCONT", metadata::METADATA_DDIC), rows("INDIRECTTYPES", metadata::METADATA_INDIRECT),
+         rows("FUNC_ERRORS", metadata::FUNC_ERROR), rows("DD_ERRORS", metadata::DD_ERROR)},
+        getMetadata};
+}
+
+FunctionDescription clifRemote() {
+    return {"SEO_GET_CLIF_REMOTE",
+            {text("CLASS_KEY", 30), text("INCLUDE_INHERITED_ELEMENTS", 1),
+             rows("ATTRIBUTES", metadata::SEO_ATTRIBUTES, ZOR_EXPORT),
+             rows("IMPLEMENTED_INTERFACES", metadata::SEO_CLSKEYS, ZOR_EXPORT),
+             rows("PARENT_CLASSES", metadata::SEO_CLSKEYS, ZOR_EXPORT)},
+            getClass};
+}
+
 const std::vector<Form>& forms() {
     static const std::vector<Form> all = {
         {0, 399, functionInterface(3)},    {400, 599, functionInterface(4)},
         {600, 701, functionInterface(6)},  {702, NEWEST, functionInterface(71)},
         {300, 399, structureDefinition()}, {400, 461, oldFieldInfo()},
+        {600, NEWEST, metadataGet()},      {720, NEWEST, clifRemote()},
         {462, 500, fieldInfo(false)},      {501, NEWEST, fieldInfo(true)},
     };
     return all;

@@ -55,6 +55,42 @@ KELZOR_API ZOR_FUNCTION_DESC_HANDLE ZorGetFunctionDesc(ZOR_CONNECTION_HANDLE zor
 KELZOR_API ZOR_TYPE_DESC_HANDLE ZorGetTypeDesc(ZOR_CONNECTION_HANDLE zorHandle, const KEL_UC* typeName,
                                                ZOR_ERROR_INFO* errorInfo);
 
+/**
+ * Gives the description of a class: its public attributes, those of its parents included, with the classes
+ * and types that they refer to. Classes may refer to each other in circles.
+ *
+ * @return as ZorGetFunctionDesc. ZOR_NOT_FOUND is also the answer of a partner before release 720, which
+ * doesn't tell about classes; an unknown name may give ZOR_UBIX_EXCEPTION. ZOR_ILLEGAL_STATE: an attribute
+ * refers to a class that the partner doesn't tell about.
+ */
+KELZOR_API ZOR_CLASS_DESC_HANDLE ZorGetClassDesc(ZOR_CONNECTION_HANDLE zorHandle, const KEL_UC* className,
+                                                 ZOR_ERROR_INFO* errorInfo);
+
+/**
+ * Fetches many descriptions at once: functions and types with all that they use in one round trip, whether
+ * the repository has them already or not, and then class by class. The connection must have been opened with
+ * `USE_REPOSITORY_ROUNDTRIP_OPTIMIZATION` at 1, which the partner has to support.
+ *
+ * What was found is in the repository afterwards, also where something else wasn't found.
+ *
+ * @param functionNames array of `functionCount` names; NULL where the number is 0. So are the others.
+ * @param handle a result of ZorCreateMetadataQueryResult, emptied and filled with what was found and what
+ * wasn't and why; stays the caller's. NULL if nobody wants to know.
+ * @return ZOR_OK if all was found, or:
+ * - ZOR_UNKNOWN_ERROR, group EXTERNAL_APPLICATION_FAILURE: some were not found; ask the result, and look for
+ *   mistyped names. The same code in the group EXTERNAL_RUNTIME_FAILURE: the partner's answer lacks
+ * something, and nothing was taken over.
+ * - ZOR_ILLEGAL_STATE: the connection was opened without that parameter.
+ * - ZOR_INVALID_HANDLE: the connection isn't open (any more).
+ * - ZOR_INVALID_PARAMETER: an array or a name in it is NULL, or the partner's answer contradicts itself.
+ * - ZOR_NOT_SUPPORTED: the partner is another program and no back-end.
+ * - any failure of ZorInvoke, with its effect on the connection.
+ */
+KELZOR_API ZOR_RC ZorMetadataBatchQuery(ZOR_CONNECTION_HANDLE zorHandle, const KEL_UC** functionNames,
+                                        unsigned functionCount, const KEL_UC** typeNames, unsigned typeCount,
+                                        const KEL_UC** classNames, unsigned classCount,
+                                        ZOR_METADATA_QUERY_RESULT_HANDLE handle, ZOR_ERROR_INFO* errorInfo);
+
 #ifdef __cplusplus
 }
 #endif

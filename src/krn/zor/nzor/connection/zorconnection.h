@@ -86,6 +86,8 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     void answer(ZorFunction& function);
     /** Throws if the connection was closed or cancelled while a function of the caller ran. */
     void checkStillOpen() const;
+    /** Descriptions are looked up in one round trip each. */
+    bool isZorMetadataGetEnabled() const noexcept { return zorMetadataGetEnabled; }
 
     /** Reads the answer to what was sent, serving calls of the partner in between; NULL reads no data. */
     void zorReceive(ZorFunction* function);
@@ -150,4 +152,5 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     std::unique_ptr<ZorCallServer> server;  ///< Serves the partner's calls; made at the first one.
     KEL_string gwhost;                      ///< Route to the gateway, for the front end.
     std::vector<KEL_RAW> eppBuffer;         ///< Room for a passport; kept between calls.
+    bool zorMetadataGetEnabled = false;
 };

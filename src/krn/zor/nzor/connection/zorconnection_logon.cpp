@@ -107,4 +107,5 @@ void ZorConnection::takeLogonOptions(const ZorOptions& options) {
     use_kelgui = options.use_kelgui;
     constexpr std::string_view hop = "/H/";
     gwhost = options.gwhost.starts_with(hop) ? options.gwhost : KEL_string(hop) + options.gwhost;
+    zorMetadataGetEnabled = options.isZorMetadataGetAvailable;
 }

@@ -2,6 +2,7 @@
 
 #include "connection/zorconnection.h"
 #include "connection/zorconnectionuse.h"
+#include "repository/repositorylookupresult.h"
 #include "repository/zormetadataquery.h"
 
 namespace {
@@ -45,11 +46,28 @@ ZorRepository::FunctionRef Repository::getFunctionDesc(ZOR_CONNECTION_HANDLE han
     if (FunctionRef cached = getFunctionDescFromCache(descName)) return cached;
     ZorConnection& connection = connectionOf(handle);
     const ZorConnectionUse use(connection);
-    return ZorMetadataQuery(*this, connection).queryFunctionMetaData(KEL_string(descName));
+    ZorMetadataQuery query(*this, connection);
+    if (!connection.isZorMetadataGetEnabled()) return query.queryFunctionMetaData(KEL_string(descName));
+    RepositoryLookupResult result;
+    query.lookupMetadata({{KEL_string(descName)}, {}, {}}, true, result);
+    return result.hasFailures() ? FunctionRef() : getFunctionDescFromCache(descName);
 }
 
-ZorRepository::ClassRef Repository::getClassDesc(ZOR_CONNECTION_HANDLE, std::string_view descName) {
-    return getClassDescFromCache(descName);
+ZorRepository::ClassRef Repository::getClassDesc(ZOR_CONNECTION_HANDLE handle, std::string_view descName) {
+    if (ClassRef cached = getClassDescFromCache(descName)) return cached;
+    ZorConnection& connection = connectionOf(handle);
+    const ZorConnectionUse use(connection);
+    return ZorMetadataQuery(*this, connection).queryClassMetaData(KEL_string(descName));
 }
 
-void Repository::lookupMetadataInBatch(const Names&, ZorConnection&, RepositoryLookupResult&) {}
+void Repository::lookupMetadataInBatch(const Names& names, ZorConnection& connection,
+                                       RepositoryLookupResult& result) {
+    if (!connection.isZorMetadataGetEnabled())
+        throw ZorIllegalStateException(
+            "lookupMetadataInBatch is only allowed on connections with flag "
+            "USE_REPOSITORY_ROUNDTRIP_OPTIMIZATION. Check ZOR_METADATA_GET on the KEL backend side before "
+            "you "
+            "set this flag.");
+    const ZorConnectionUse use(connection);
+    ZorMetadataQuery(*this, connection).lookupMetadata(names, true, result);
+}

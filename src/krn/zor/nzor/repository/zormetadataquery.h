@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -10,6 +11,7 @@
 
 class ZorConnection;
 class ZorMetadataRow;
+class ZorSystemCall;
 
 /**
  * A lookup in progress: what it has found so far, which goes to the repository in one step once all of it is
@@ -19,6 +21,7 @@ class ZorMetadataQuery {
   public:
     using RecordRef = ZorRepository::RecordRef;
     using FunctionRef = ZorRepository::FunctionRef;
+    using ClassRef = ZorRepository::ClassRef;
 
     ZorMetadataQuery(ZorRepository& repository, ZorConnection& connection);
     ZorMetadataQuery(const ZorMetadataQuery&) = delete;
@@ -27,6 +30,17 @@ class ZorMetadataQuery {
     FunctionRef queryFunctionMetaData(const KEL_string& name);
     /** Fetches and caches a type with what it contains. Gives the cached instance; empty for none. */
     RecordRef queryRecordMetaData(const KEL_string& name);
+
+    /**
+     * Fetches and caches a class with the classes and types of its public attributes. Gives the cached
+     * instance; empty on releases that don't tell about classes.
+     */
+    ClassRef queryClassMetaData(const KEL_string& name);
+    /**
+     * Fetches and caches functions and types in one round trip, and then classes, each with its own calls.
+     * Tells in `result` what was found and what wasn't. Without `ask` only the classes are looked up.
+     */
+    void lookupMetadata(const ZorRepository::Names& names, bool ask, RepositoryLookupResult& result);
 
   private:
     struct Parameter;
@@ -60,6 +74,24 @@ class ZorMetadataQuery {
     void keep(const RecordRef& description);
     /** @} */
 
+    /** @name One round trip */
+    /** @{ */
+    /** Asks and takes the types and functions of the answer over; they aren't cached yet. */
+    std::vector<FunctionRef> askAtOnce(ZorSystemCall& call);
+    RecordRef fetchInOneTrip(const KEL_string& name);
+    /** @} */
+
+    /** @name Classes */
+    /** @{ */
+    ClassRef classOf(const KEL_string& name);
+    ClassRef buildClass(const KEL_string& name);
+    void addAttribute(ZorClassMetaData& description, ZorStructure& attribute);
+    /** @} */
+
+    /** Gives what was found to the repository, in one step. */
+    void commit(std::span<const FunctionRef> functions);
+    /** Whether the partner has 2-byte characters. */
+    bool isWidePartner() const;
     bool traced() const noexcept { return traceLevel > 2; }
 
     ZorRepository& repository;
@@ -68,4 +100,7 @@ class ZorMetadataQuery {
     const unsigned traceLevel;  ///< The global one.
     /** Types that were found, by name; some of them still under construction. */
     std::map<KEL_string, RecordRef, std::less<>> found;
+    /** The same of classes, which may refer to each other in a circle. */
+    std::map<KEL_string, ClassRef, std::less<>> foundClasses;
+    unsigned classDepth = 0;
 };

@@ -94,11 +94,9 @@ ZorMetadataQuery::FunctionRef ZorMetadataQuery::queryFunctionMetaData(const KEL_
     addParameters(*function, rows);
     if (version > 701 && call.getText("REMOTE_LUMX_SUPPORTED") == "X") function->enableASXML();
     function->lock();
-    std::vector<RecordRef> types;
-    for (const auto& entry : found)
-        types.push_back(entry.second);
-    const FunctionRef cached = repository.addFunctionDescToCache(*function, types);
-    traceResult(*cached);
+    commit({&function, 1});
+    const FunctionRef cached = repository.getFunctionDescFromCache(name);
+    if (cached) traceResult(*cached);
     return cached;
 }
 

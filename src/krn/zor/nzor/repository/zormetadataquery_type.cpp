@@ -16,11 +16,6 @@ constexpr unsigned layoutMask = 3;
 constexpr unsigned layoutFlat = 1;
 constexpr unsigned layoutDeep = 2;
 
-/** Whether the partner has 2-byte characters. */
-bool isWide(const ZorConnection& connection) {
-    return connection.control.charset.view().front() == '4';
-}
-
 STRUCTURE_TYPE layoutOf(const ZorDictionaryAnswer& answer, bool isLine) {
     if ((answer.layoutFlags & layoutMask) == layoutFlat) return STRUCTURE_TYPE_1;
     if ((answer.layoutFlags & layoutDeep) != 0) return STRUCTURE_TYPE_2;
@@ -38,11 +33,20 @@ ZorMetadataQuery::ZorMetadataQuery(ZorRepository& repository, ZorConnection& con
 ZorMetadataQuery::RecordRef ZorMetadataQuery::queryRecordMetaData(const KEL_string& name) {
     const RecordRef description = fetch(name);
     if (!description) return {};
-    std::vector<RecordRef> all;
-    for (const auto& entry : found)
-        all.push_back(entry.second);
-    repository.addStructureDescsToCache(all);
+    commit({});
     return repository.getStructureDescFromCache(name);
+}
+
+bool ZorMetadataQuery::isWidePartner() const {
+    return connection.control.charset.view().front() == '4';
+}
+
+void ZorMetadataQuery::commit(std::span<const FunctionRef> functions) {
+    std::vector<RecordRef> types;
+    types.reserve(found.size());
+    for (const auto& entry : found)
+        types.push_back(entry.second);
+    repository.addToCache(types, functions);
 }
 
 ZorMetadataQuery::RecordRef ZorMetadataQuery::makeRecord(std::string_view name, size_t room) const {
@@ -61,11 +65,14 @@ void ZorMetadataQuery::keep(const RecordRef& description) {
 }
 
 ZorMetadataQuery::RecordRef ZorMetadataQuery::typeOf(const KEL_string& name) {
-    if (RecordRef existing = known(name)) return existing;
-    return fetch(name);
+    RecordRef type = known(name);
+    if (!type) return fetch(name);
+    type->lock();  // what came along with another type may still be open
+    return type;
 }
 
 ZorMetadataQuery::RecordRef ZorMetadataQuery::fetch(const KEL_string& name) {
+    if (connection.isZorMetadataGetEnabled()) return fetchInOneTrip(name);
     try {
         if (version >= 462) return fetchCurrent(name);
         if (version >= 400) return fetchOld(name);
@@ -126,7 +133,7 @@ ZorMetadataQuery::RecordRef ZorMetadataQuery::fetchOld(const KEL_string& name) {
 
 ZorMetadataQuery::RecordRef ZorMetadataQuery::fetchCurrent(const KEL_string& name) {
     if (name.size() > sizeof(ZOR_UBIX_NAME) - 1) return {};
-    const bool bothLayouts = version > 463 || isWide(connection);
+    const bool bothLayouts = version > 463 || isWidePartner();
     return build(name, ZorDictionaryAnswer::ask(connection, version, bothLayouts, name));
 }
 

@@ -80,12 +80,10 @@ class ZorRepository {
     RecordRef addStructureDescToCache(ZorRecordMetaData& desc);
     FunctionRef addFunctionDescToCache(ZorFunctionMetaData& desc);
     ClassRef addClassDescToCache(ZorClassMetaData& desc);
-    /** Adds several types in one step: all of them, or, on failure, none. */
-    void addStructureDescsToCache(std::span<const RecordRef> descs);
+    /** Adds types and functions that were found together in one step: all of them, or, on failure, none. */
+    void addToCache(std::span<const RecordRef> types, std::span<const FunctionRef> functions);
     /** Writes name, origin and parameters of a function to the trace. */
     static void traceDescription(const ZorFunctionMetaData& desc) noexcept;
-    /** Adds a function and types that were found along with it in one step. */
-    FunctionRef addFunctionDescToCache(ZorFunctionMetaData& desc, std::span<const RecordRef> types);
     /** @} */
 
     /** @name Removing a name; an unknown one does nothing. The description stays valid for who has it. */
@@ -105,7 +103,7 @@ class ZorRepository {
     class Addition;
 
     template <class T>
-    ZorMetaDataRef<T> add(T& desc, std::span<const RecordRef> types = {});
+    ZorMetaDataRef<T> add(T& desc);
     const KEL_string name;
     /** Guards the caches. Shared by those who look something up; an addition or a change has it alone. */
     mutable std::shared_mutex mutex;

@@ -145,11 +145,9 @@ class ZorRepository::Addition {
 };
 
 template <class T>
-ZorMetaDataRef<T> ZorRepository::add(T& desc, std::span<const RecordRef> types) {
+ZorMetaDataRef<T> ZorRepository::add(T& desc) {
     const std::unique_lock lock(mutex);
     Addition addition(*this);
-    for (const RecordRef& type : types)
-        (void)addition.add(*type);
     ZorMetaDataRef<T> cached = addition.add(desc);
     addition.commit();
     return cached;
@@ -168,13 +166,14 @@ void ZorRepository::traceDescription(const ZorFunctionMetaData& desc) noexcept {
     traceFields(desc);
 }
 
-void ZorRepository::addStructureDescsToCache(std::span<const RecordRef> descs) {
-    if (!descs.empty()) (void)add(*descs.back(), descs.first(descs.size() - 1));
-}
-
-ZorRepository::FunctionRef ZorRepository::addFunctionDescToCache(ZorFunctionMetaData& desc,
-                                                                 std::span<const RecordRef> types) {
-    return add(desc, types);
+void ZorRepository::addToCache(std::span<const RecordRef> types, std::span<const FunctionRef> functions) {
+    const std::unique_lock lock(mutex);
+    Addition addition(*this);
+    for (const RecordRef& type : types)
+        (void)addition.add(*type);
+    for (const FunctionRef& function : functions)
+        (void)addition.add(*function);
+    addition.commit();
 }
 
 ZorRepository::ClassRef ZorRepository::addClassDescToCache(ZorClassMetaData& desc) {

@@ -116,3 +116,10 @@ class SEO_GET_CLIF_REMOTE : public ZorSystemCall {
     explicit SEO_GET_CLIF_REMOTE(unsigned version)
         : ZorSystemCall(ZorSystemFunction::SEO_GET_CLIF_REMOTE, version) {}
 };
+
+/** Tells about many functions and types at once. Parameters are reached by name. */
+class ZOR_METADATA_GET : public ZorSystemCall {
+  public:
+    explicit ZOR_METADATA_GET(unsigned version)
+        : ZorSystemCall(ZorSystemFunction::ZOR_METADATA_GET, version) {}
+};

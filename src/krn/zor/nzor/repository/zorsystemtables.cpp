@@ -119,6 +119,58 @@ constexpr ZorSystemField seoClskeys[] = {
     {"CLSNAME", ZORTYPE_CHAR, 30, 0, 60, 0},
 };
 
+constexpr ZorSystemField functionName[] = {
+    {"FUNCTIONNAME", ZORTYPE_CHAR, 30, 0, 60, 0},
+    {"LUMX_SUPPORTED", ZORTYPE_CHAR, 1, 30, 2, 60},
+    {"UDAT", ZORTYPE_DATE, 8, 31, 16, 62},
+    {"UTIME", ZORTYPE_TIME, 6, 39, 12, 78},
+};
+
+constexpr ZorSystemField ddicName[] = {
+    {"TABNAME", ZORTYPE_CHAR, 30, 0, 60, 0},
+    {"FIELDNAME", ZORTYPE_CHAR, 30, 30, 60, 60},
+};
+
+constexpr ZorSystemField metadataParams[] = {
+    {"FUNCNAME", ZORTYPE_CHAR, 30, 0, 60, 0},     {"PARAMCLASS", ZORTYPE_CHAR, 1, 32, 2, 60},
+    {"PARAMETER", ZORTYPE_CHAR, 30, 33, 60, 62},  {"TABNAME", ZORTYPE_CHAR, 30, 63, 60, 122},
+    {"FIELDNAME", ZORTYPE_CHAR, 30, 93, 60, 182}, {"EXID", ZORTYPE_CHAR, 1, 123, 2, 242},
+    {"POSITION", ZORTYPE_INT, 4, 124, 4, 244},    {"OFFSET", ZORTYPE_INT, 4, 128, 4, 248},
+    {"INTLENGTH", ZORTYPE_INT, 4, 132, 4, 252},   {"DECIMALS", ZORTYPE_INT, 4, 136, 4, 256},
+    {"DEFAULT", ZORTYPE_CHAR, 21, 140, 42, 260},  {"PARAMTEXT", ZORTYPE_CHAR, 79, 161, 158, 302},
+    {"OPTIONAL", ZORTYPE_CHAR, 1, 240, 2, 460},
+};
+
+constexpr ZorSystemField metadataDdic[] = {
+    {"TYPENAME", ZORTYPE_CHAR, 30, 0, 60, 0},       {"FIELDNAME", ZORTYPE_CHAR, 30, 30, 60, 60},
+    {"COMPTYPE", ZORTYPE_CHAR, 1, 60, 2, 120},      {"FIELDTYPE", ZORTYPE_CHAR, 30, 61, 60, 122},
+    {"DATATYPE", ZORTYPE_CHAR, 4, 91, 8, 182},      {"TABLENGTH", ZORTYPE_NUM, 6, 95, 12, 190},
+    {"TABLENGTH_UC", ZORTYPE_NUM, 6, 101, 12, 202}, {"DESCRIPTION", ZORTYPE_CHAR, 60, 107, 120, 214},
+    {"DECIMALS", ZORTYPE_NUM, 6, 167, 12, 334},     {"INTTYPE", ZORTYPE_CHAR, 1, 173, 2, 346},
+    {"OFFSET", ZORTYPE_CHAR, 6, 174, 12, 348},      {"OFFSET_UC", ZORTYPE_CHAR, 6, 180, 12, 360},
+    {"INTLEN", ZORTYPE_CHAR, 6, 186, 12, 372},      {"INTLEN_UC", ZORTYPE_CHAR, 6, 192, 12, 384},
+    {"TIMESTAMP", ZORTYPE_CHAR, 14, 198, 28, 396},
+};
+
+constexpr ZorSystemField metadataIndirect[] = {
+    {"TABNAME", ZORTYPE_CHAR, 30, 0, 60, 0},
+    {"FIELDNAME", ZORTYPE_CHAR, 30, 30, 60, 60},
+    {"FIELDTYPE", ZORTYPE_CHAR, 30, 60, 60, 120},
+};
+
+constexpr ZorSystemField funcError[] = {
+    {"FUNCNAME", ZORTYPE_CHAR, 30, 0, 60, 0},
+    {"EXCEPTION", ZORTYPE_CHAR, 30, 30, 60, 60},
+    {"EXCEPTION_TEXT", ZORTYPE_CHAR, 255, 60, 510, 120},
+};
+
+constexpr ZorSystemField ddError[] = {
+    {"TABNAME", ZORTYPE_CHAR, 30, 0, 60, 0},
+    {"FIELDNAME", ZORTYPE_CHAR, 30, 30, 60, 60},
+    {"EXCEPTION", ZORTYPE_CHAR, 30, 60, 60, 120},
+    {"EXCEPTION_TEXT", ZORTYPE_CHAR, 255, 90, 510, 180},
+};
+
 // The older form has neither the last three fields nor a second layout.
 constexpr std::span<const ZorSystemField> dfies4 = std::span(dfies).first(std::size(dfies) - 3);
 
@@ -135,6 +187,13 @@ constexpr ZorSystemRecordRow records[] = {
     {"DDFIXVALUES", 83, 166, ddfixvalues},
     {"SEO_ATTRIBUTES_REMOTE", 316, 600, seoAttributes},
     {"SEO_CLSKEYS", 30, 60, seoClskeys},
+    {"ZORFUNCTIONNAME", 45, 96, functionName},
+    {"MD_DDIC_NAME", 60, 120, ddicName},
+    {"ZOR_METADATA_PARAMS", 244, 464, metadataParams},
+    {"ZOR_METADATA_DDIC", 212, 424, metadataDdic},
+    {"ZOR_METADATA_DDIC_INDIRECT", 90, 180, metadataIndirect},
+    {"ZOR_FUNC_ERROR", 315, 630, funcError},
+    {"ZOR_DD_ERROR", 345, 690, ddError},
 };
 
 // Name, type, direction, length with 1-byte and with 2-byte characters, row type.
@@ -230,6 +289,21 @@ constexpr ZorSystemParameter clifRemote[] = {
     {"PARENT_CLASSES", ZORTYPE_TABLE, ZOR_EXPORT, 0, 0, ZorSystemRecord::SEO_CLSKEYS},
 };
 
+constexpr ZorSystemParameter metadataGet[] = {
+    {"DEEP", ZORTYPE_CHAR, ZOR_IMPORT, 1, 2},
+    {"LANGUAGE", ZORTYPE_CHAR, ZOR_IMPORT, 1, 2},
+    {"GET_CLIENT_DEP_FIELDS", ZORTYPE_CHAR, ZOR_IMPORT, 1, 2},
+    {"GET_TIMESTAMPS", ZORTYPE_CHAR, ZOR_IMPORT, 1, 2},
+    {"FUNCTIONNAMES", ZORTYPE_TABLE, ZOR_TABLES, 45, 96, ZorSystemRecord::ZORFUNCTIONNAME},
+    {"DATATYPES", ZORTYPE_TABLE, ZOR_TABLES, 60, 120, ZorSystemRecord::ZOR_MD_DDIC_NAME},
+    {"KNOWN_DATATYPES", ZORTYPE_TABLE, ZOR_TABLES, 60, 120, ZorSystemRecord::ZOR_MD_DDIC_NAME},
+    {"PARAMETERS", ZORTYPE_TABLE, ZOR_TABLES, 244, 464, ZorSystemRecord::ZOR_METADATA_PARAMS},
+    {"DATATYPESCONT", ZORTYPE_TABLE, ZOR_TABLES, 212, 424, ZorSystemRecord::ZOR_METADATA_DDIC},
+    {"INDIRECTTYPES", ZORTYPE_TABLE, ZOR_TABLES, 90, 180, ZorSystemRecord::ZOR_METADATA_DDIC_INDIRECT},
+    {"FUNC_ERRORS", ZORTYPE_TABLE, ZOR_TABLES, 315, 630, ZorSystemRecord::ZOR_FUNC_ERROR},
+    {"DD_ERRORS", ZORTYPE_TABLE, ZOR_TABLES, 345, 690, ZorSystemRecord::ZOR_DD_ERROR},
+};
+
 constexpr ZorSystemFunctionRow functions[] = {
     {"ZOR_GET_FUNCTION_INTERFACE", functionInterface3},
     {"ZOR_GET_FUNCTION_INTERFACE", functionInterface4},
@@ -241,6 +315,7 @@ constexpr ZorSystemFunctionRow functions[] = {
     {"DDIF_FIELDINFO_GET", fieldInfo462},
     {"DDIF_FIELDINFO_GET", fieldInfo6},
     {"SEO_GET_CLIF_REMOTE", clifRemote},
+    {"ZOR_METADATA_GET", metadataGet},
 };
 
 }  // namespace

@@ -23,6 +23,13 @@ enum class ZorSystemRecord {
     DDFIXVALUES_v6,
     SEO_ATTRIBUTES_REMOTE,
     SEO_CLSKEYS,
+    ZORFUNCTIONNAME,
+    ZOR_MD_DDIC_NAME,
+    ZOR_METADATA_PARAMS,
+    ZOR_METADATA_DDIC,
+    ZOR_METADATA_DDIC_INDIRECT,
+    ZOR_FUNC_ERROR,
+    ZOR_DD_ERROR,
     none
 };
 
@@ -38,6 +45,7 @@ enum class ZorSystemFunction {
     DDIF_FIELDINFO_GET_v462,
     DDIF_FIELDINFO_GET_v6,
     SEO_GET_CLIF_REMOTE,
+    ZOR_METADATA_GET,
 };
 
 /** A field of a row type, lengths and offsets in bytes. */

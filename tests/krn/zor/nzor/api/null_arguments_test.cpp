@@ -41,6 +41,9 @@ const std::map<std::string, Refusal> ownRefusals = {
     {"ZorDestroyMetadataQueryResult",
      {ZOR_INVALID_HANDLE, "Query result handle is NULL", EXTERNAL_APPLICATION_FAILURE,
       "EXTERNAL_APPLICATION_FAILURE"}},
+    {"ZorMetadataBatchQuery",
+     {ZOR_INVALID_HANDLE, "conn handle equals NULL is not allowed", EXTERNAL_APPLICATION_FAILURE,
+      "EXTERNAL_APPLICATION_FAILURE"}},
     // Settings for which zeros are good values.
     {"ZorReloadIniFile", {ZOR_OK, ""}},
     {"ZorSetIniPath", {ZOR_OK, ""}},

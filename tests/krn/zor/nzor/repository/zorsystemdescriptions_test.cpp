@@ -28,6 +28,8 @@ const Padding padding1 = {
     {"SEO_ATTRIBUTES_REMOTE/316 RTTI_TYPE", 1},
     {"SEO_ATTRIBUTES_REMOTE/316 TYPE_NAME", 3},
     {"SEO_ATTRIBUTES_REMOTE/316 LENGTH", 2},
+    {"ZOR_METADATA_PARAMS/244 PARAMCLASS", 2},
+    {"ZOR_METADATA_PARAMS/244 end", 3},
 };
 
 const Padding padding2 = {
@@ -36,10 +38,12 @@ const Padding padding2 = {
     {"DDTYPELIST/48 FIELDS", 4},
     {"SEO_ATTRIBUTES_REMOTE/316 RTTI_TYPE", 2},
     {"SEO_ATTRIBUTES_REMOTE/316 TYPE_NAME", 2},
+    {"ZORFUNCTIONNAME/45 end", 6},
+    {"ZOR_METADATA_PARAMS/244 end", 2},
 };
 
 bool isCharacters(ZORTYPE type) {
-    return type == ZORTYPE_CHAR || type == ZORTYPE_NUM;
+    return type == ZORTYPE_CHAR || type == ZORTYPE_NUM || type == ZORTYPE_DATE || type == ZORTYPE_TIME;
 }
 
 /** Notes where a field doesn't start right behind the end of the one before. */
