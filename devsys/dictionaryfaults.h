@@ -17,7 +17,7 @@ enum class DictionaryFault {
     unknownLineType,    /**< A table is of a type that the answer doesn't have. */
     circularLines,      /**< Two table types are each the line type of the other. */
     circularStructure,  /**< A structure contains itself. */
-    bottomless,         /**< Tables are within tables, 150 times. */
+    bottomless,         /**< Tables are within tables, 110 times. */
     negativeLength,     /**< A parameter is -1 bytes long. */
     unknownLetter,      /**< Types have a letter that no type has. */
     brokenDigits,       /**< Numbers aren't digits. */

@@ -100,7 +100,7 @@ std::vector<FieldLine> bottomlessFields(int level) {
 }
 
 std::vector<int> bottomlessLevels() {
-    std::vector<int> levels(150);
+    std::vector<int> levels(110);
     for (std::size_t i = 0; i < levels.size(); ++i)
         levels[i] = static_cast<int>(i) + 1;
     return levels;

@@ -56,11 +56,14 @@ ZorDictionaryLine readLine(ZorStructure& line, ZorTable* wide, unsigned index) {
 /** A question to the dictionary and its answer in one layout. */
 class Question : public DDIF_FIELDINFO_GET_v462_6 {
   public:
-    Question(ZorConnection& connection, unsigned version, std::string_view typeName, bool unicode)
+    Question(ZorConnection& connection, unsigned version, std::string_view typeName, bool unicode,
+             std::initializer_list<const KEL_UC*> unused = {})
         : DDIF_FIELDINFO_GET_v462_6(version) {
         setText("ALL_TYPES", "X");
         setText("TABNAME", typeName);
         setUCLEN(unicode);
+        for (const KEL_UC* parameter : unused)
+            setParameterActive(parameter, false);
         run(connection);
     }
 
@@ -111,8 +114,10 @@ ZorDictionaryAnswer ZorDictionaryAnswer::ask(ZorConnection& connection, unsigned
 
 ZorDictionaryLengths ZorDictionaryAnswer::askLengths(ZorConnection& connection, unsigned version,
                                                      std::string_view typeName) {
-    Question narrow(connection, version, typeName, false);
+    // The rest is known from the answer about the type that uses this one.
+    const auto unused = {"DFIES_WA", "LINES_DESCR", "DFIES_TAB", "FIXED_VALUES"};
+    Question narrow(connection, version, typeName, false, unused);
     if (version <= lastWithOneLayout) return lengthsOf(narrow, nullptr);
-    Question wide(connection, version, typeName, true);
+    Question wide(connection, version, typeName, true, unused);
     return lengthsOf(narrow, &wide);
 }

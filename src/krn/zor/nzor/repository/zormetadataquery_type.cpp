@@ -6,6 +6,7 @@
 #include "repository/zormetadataquery_nested.h"
 #include "repository/zormetadatarow.h"
 #include "repository/zorsystemcall.h"
+#include "repository/zortypecircles.h"
 #include "repository/zortypeletters.h"
 #include "trace/zortracefunctions.h"
 
@@ -154,6 +155,8 @@ ZorMetadataQuery::RecordRef ZorMetadataQuery::build(const KEL_string& name, ZorD
     const auto kept = found.find(name);
     if (kept != found.end() && !kept->second->equals(*description))
         throw ZorInvalidParameterException("Type " + name + " contains itself");
+    for (const auto& entry : found)
+        zorRefuseCircles(*entry.second);
     RecordRef line;
     if (isLine && !known(lineName)) {
         // From the open description: that of a locked one has room for pointers in the places of its fields.

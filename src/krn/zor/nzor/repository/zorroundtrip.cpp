@@ -4,6 +4,7 @@
 
 #include "repository/zormetadatarow.h"
 #include "repository/zorsystemcall.h"
+#include "repository/zortypecircles.h"
 #include "repository/zortypeletters.h"
 
 /** A parameter between its row and the description that it goes to. */
@@ -131,6 +132,7 @@ ZorRoundTrip::Types ZorRoundTrip::processTypes() {
         // A type that others refer to, and about which nothing came.
         if (entry.second->getFieldCount() == 0) fail("Incomplete metadata returned by ZOR_METADATA_GET");
         requireDescriptions(*entry.second);
+        zorRefuseCircles(*entry.second);
     }
     for (const auto& entry : types)
         entry.second->lock();
