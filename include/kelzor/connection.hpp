@@ -7,6 +7,7 @@
 
 #include <kelzor/call.h>
 #include <kelzor/connection.h>
+#include <kelzor/query.h>
 #include <kelzor/data.hpp>
 #include <kelzor/error.hpp>
 
@@ -76,6 +77,21 @@ class Connection {
 
     /** Calls the function and puts what comes back into its container. Failures: those of `ZorInvoke`. */
     void invoke(Function& function) { detail::call("ZorInvoke", ZorInvoke, handle_, function.handle()); }
+
+    /**
+     * Asks the partner for a description, or takes it from the repository of its system, which keeps it. The
+     * view stays good until that repository is cleared. Failures: those of `ZorGetFunctionDesc` and
+     * `ZorGetTypeDesc`.
+     */
+    FunctionView functionDescription(const std::string& name) {
+        return FunctionView(detail::obtain("ZorGetFunctionDesc", ZorGetFunctionDesc, handle_, name.c_str()));
+    }
+    TypeView typeDescription(const std::string& name) {
+        return TypeView(detail::obtain("ZorGetTypeDesc", ZorGetTypeDesc, handle_, name.c_str()));
+    }
+
+    /** A container for a function of the partner, with initial values. Failures: as `functionDescription`. */
+    Function prepare(const std::string& name) { return Function(functionDescription(name)); }
 
     /**
      * Cancels the call that another thread has running here; the one method meant for a second thread.
