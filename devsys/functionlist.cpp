@@ -9,7 +9,7 @@ const std::vector<FunctionDescription>& functions() {
     static const std::vector<FunctionDescription> all = [] {
         std::vector<FunctionDescription> list;
         for (auto family : {systemFunctions, echoFunctions, deepFunctions, deltaFunctions, failingFunctions,
-                            isoFunctions, specimenFunctions}) {
+                            isoFunctions, searchFunctions, specimenFunctions}) {
             std::ranges::move(family(), std::back_inserter(list));
         }
         return list;

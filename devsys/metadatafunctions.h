@@ -118,6 +118,9 @@ std::vector<FunctionDescription> specimenFunctions();
 /** Record length of a type as it is told. */
 unsigned tableLength(const DictionaryType& type, Layout layout, DictionaryFault fault);
 
+/** The search for functions by name. */
+std::vector<FunctionDescription> searchFunctions();
+
 /** What a fault makes of a list of fields. */
 void spoil(std::vector<FieldLine>& lines, std::string_view typeName, Layout layout, DictionaryFault fault);
 

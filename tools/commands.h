@@ -23,13 +23,12 @@ struct PingOptions {
 
 struct DescribeOptions {
     std::string name;
-    std::string kind = "any"; /**< any, function, type or class. */
+    std::string kind = "any"; /**< any, function or type. */
     bool makeTemplate = false;
 };
 
 struct SearchOptions {
     std::string pattern = "*";
-    std::string group = "*";
 };
 
 struct CallOptions {

@@ -11,7 +11,8 @@ namespace zortool {
 
 namespace {
 
-// The function that back-ends offer for searches, if they do.
+// The function of back-ends that offer searches: a pattern goes in as FUNCNAME, tables of what was found come
+// back.
 constexpr const char* searchFunction = "ZOR_FUNCTION_SEARCH";
 
 // A kind of description: its name, and how to get one.
@@ -41,14 +42,8 @@ Json lookUp(kelzor::Connection& connection, const Target& target, const Describe
                           target.where());
     }
     throw Problem(
-        EXTERNAL_RUNTIME_FAILURE, "the partner knows no function, type or class " + options.name,
+        EXTERNAL_RUNTIME_FAILURE, "the partner knows no function or type " + options.name,
         "Names are in capitals as a rule. `zor search 'PART*'` finds functions where the partner offers it.");
-}
-
-Json searchParameters(const SearchOptions& options) {
-    Json parameters = {{"FUNCNAME", options.pattern}};
-    if (options.group != "*") parameters["GROUPNAME"] = options.group;
-    return parameters;
 }
 
 void writeFound(const Json& values) {
@@ -90,7 +85,7 @@ int search(Settings& settings, const SearchOptions& options) {
                       "`zor describe NAME` tells whether a name is there.");
     if (!description) throw Problem(description.error(), "preparing the search", settings.target.where());
     kelzor::Function function(*description);
-    fillFunction(function, searchParameters(options));
+    fillFunction(function, {{"FUNCNAME", options.pattern}});
     const auto called = kelzor::attempt([&] { connection.invoke(function); });
     if (!called) throw Problem(called.error(), "searching", settings.target.where());
     const Json values = readFunction(function, Selection::results);

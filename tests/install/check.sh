@@ -20,6 +20,11 @@ LD_LIBRARY_PATH=$lib "$scratch/consumer" "$(pkg-config --modversion kelzorcm)"
 c++ -std=c++20 -Wall -Wextra -Wpedantic -Werror "$here/consumer.cpp" $(pkg-config --cflags --libs kelzorcm) -o "$scratch/consumer_cpp"
 LD_LIBRARY_PATH=$lib "$scratch/consumer_cpp"
 
+"$scratch/prefix/bin/zor" --version
+"$scratch/prefix/bin/zor" dev --port 0 --end-with-input </dev/null | grep -q gwserv
+bash -n "$scratch/prefix/share/bash-completion/completions/zor"
+[ -e "$scratch/prefix/share/man/man1/zor.1" ]
+
 cmake -S "$here" -B "$scratch/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/cmake" >/dev/null
 "$scratch/cmake/consumer" "$(pkg-config --modversion kelzorcm)"

@@ -77,6 +77,14 @@ TEST_F(CommandsTest, resultsAreShown) {
          R"({"I_FLAT": {"ID": 5, "CODE": "abc"}})"},
         {"call --dest DEV ECHO_CHANGING C_CHAR=Zürich --all", 0, "C_CHAR     Zürich\n", ""},
         {"call --dest DEV ZOR_PING", 0, "done; the function has no results\n", ""},
+        {"search --dest DEV *_GET_LIST", 0,
+         "FUNCTIONS: 3 rows\n  FUNCNAME\n  COUNTRY_GET_LIST\n  CURRENCY_GET_LIST\n  LANGUAGE_GET_LIST\n", ""},
+        {"search --dest DEV *O*_*DEE*L*E", 0, "FUNCTIONS: 1 row\n  FUNCNAME\n  ECHO_DEEP_TABLE\n", ""},
+        {"search --dest DEV NO_SUCH*", 0, "no function is called so", ""},
+        {"call --dest DEV ECHO_DEEP --json - --format json", 0,
+         "\"E_ORDER\": {|\"TEXT\": \"süß\"|\"WORDS\": [\n      \"one\",\n      \"two\"\n    ]", "",
+         R"({"I_ORDER": {"TEXT": "süß", "WORDS": ["one", "two"], "ITEMS": [{"QUANTITY": 2, "NOTES": [{"TEXT": "x"}]}]}})"},
+        {"describe --dest DEV ZDEV_NODE", 0, "type ZDEV_NODE,", ""},
         {"keys", 0, "Where to:\n|--gwhost|GWHOST|--vsl-partner-names", ""},
         {"--version", 0, "zor with 753 Patch Level", ""},
         {"call --help", 0, "--json FILE|--parallel NUMBER", ""},
@@ -105,7 +113,7 @@ TEST_F(CommandsTest, failuresHaveTheNumberOfTheirGroupAndSayWhatToTry) {
         {"ping --gwhost 127.0.0.1 --gwserv 1x", 4, "",
          "opening the connection failed: |where    127.0.0.1, service 1x|try      Check host"},
         {"ping --dest DEV --lang QQ", 5, "", "Invalid logon language QQ.|try      `zor keys`"},
-        {"describe --dest DEV NO_SUCH_THING", 5, "", "knows no function, type or class NO_SUCH_THING"},
+        {"describe --dest DEV NO_SUCH_THING", 5, "", "knows no function or type NO_SUCH_THING"},
     });
 }
 
@@ -245,7 +253,7 @@ TEST_F(CommandsTest, bashCompletesCommandsOptionsAndDestinations) {
         {"zor call --keep-", "--keep-going"},
         {"zor ping --format js", "json"},
         {"zor ping --dest O", "OPEN"},
-        {"zor describe --kind c", "class"},
+        {"zor describe --kind t", "type"},
         {"zor ping --passwd pr", "prompt"},
     };
     for (const auto& c : cases) {
