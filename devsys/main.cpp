@@ -30,6 +30,7 @@ struct Arguments {
     std::size_t cutAfter = 0;
     std::size_t routerCutAfter = 0;
     std::vector<std::string> programs;
+    std::vector<std::string> registering;
     unsigned programWaitMs = 0;
     unsigned startLimitMs = 30000;
     unsigned keepAliveMs = 0;
@@ -49,6 +50,9 @@ void addSystem(CLI::App& app, Arguments& arguments) {
 void addPrograms(CLI::App& app, Arguments& arguments) {
     const std::string group = "Programs";
     app.add_option("--program", arguments.programs, "NAME=command: started for each conversation with NAME")
+        ->group(group);
+    app.add_option("--registering-program", arguments.registering,
+                   "NAME=command: started when no instance of NAME is registered, to register")
         ->group(group);
     app.add_option("--program-wait", arguments.programWaitMs,
                    "Milliseconds that partners wait for a free instance; 0 refuses them")
@@ -123,15 +127,21 @@ void addProgramFaults(CLI::App& app, zordev::Faults& faults) {
 }
 
 // Commands are cut at blanks; quotes mean nothing.
-void takeOptions(Arguments& arguments) {
-    zordev::ProgramOptions& programs = arguments.options.programs;
-    for (const std::string& text : arguments.programs) {
+void addCommands(const std::vector<std::string>& texts,
+                 std::map<std::string, zordev::ProgramCommand>& commands) {
+    for (const std::string& text : texts) {
         const std::size_t equals = text.find('=');
         std::istringstream command(equals == std::string::npos ? "" : text.substr(equals + 1));
         const std::vector<std::string> words(std::istream_iterator<std::string>(command), {});
-        if (words.empty()) throw std::runtime_error("--program " + text + ": NAME=command expected");
-        programs.commands[text.substr(0, equals)] = words;
+        if (words.empty()) throw std::runtime_error("program " + text + ": NAME=command expected");
+        commands[text.substr(0, equals)] = words;
     }
+}
+
+void takeOptions(Arguments& arguments) {
+    zordev::ProgramOptions& programs = arguments.options.programs;
+    addCommands(arguments.programs, programs.commands);
+    addCommands(arguments.registering, programs.registering);
     programs.wait = std::chrono::milliseconds(arguments.programWaitMs);
     programs.startLimit = std::chrono::milliseconds(arguments.startLimitMs);
     programs.keepAlive = std::chrono::milliseconds(arguments.keepAliveMs);

@@ -64,17 +64,19 @@ class Descriptor {
     int number_;
 };
 
+ProgramFailure notStarted(const ProgramCommand& command) {
+    return {GW_EXEC_FAILED, CM_TP_NOT_AVAILABLE_NO_RETRY,
+            "start of " + command.front() + " failed: " + std::strerror(errno)};
+}
+
 ProgramFailure connectStarted(GatewayServices& services, const ProgramCommand& command,
                               const WaitingCaller& caller, BridgeEnd& bridge) {
     const std::string id = nextProgramId(services);
     const bool streaming = (services.capabilities.acceptInfo2 & GW_ACCEPT2_STREAMING) != 0;
     auto [own, theirs] = makeBridge();
-    const StartArguments arguments{"127.0.0.1", services.service, id, streaming};
+    const StartArguments arguments{"127.0.0.1", services.service, id, "", streaming};
     const Descriptor process(services.started.start(command, arguments, std::move(theirs)));
-    if (process.number() < 0) {
-        return {GW_EXEC_FAILED, CM_TP_NOT_AVAILABLE_NO_RETRY,
-                "start of " + command.front() + " failed: " + std::strerror(errno)};
-    }
+    if (process.number() < 0) return notStarted(command);
     const auto deadline = Clock::now() + services.programOptions.startLimit;
     switch (await(own, deadline, caller, process.number())) {
         case Found::accepted:
@@ -143,7 +145,16 @@ ProgramFailure connectProgram(GatewayServices& services, const std::string& name
     const auto& commands = services.programOptions.commands;
     const auto command = commands.find(name);
     if (command != commands.end()) return connectStarted(services, command->second, caller, bridge);
-    const auto deadline = Clock::now() + services.programOptions.wait;
+    auto limit = services.programOptions.wait;
+    const auto& registering = services.programOptions.registering;
+    const auto starter = registering.find(name);
+    if (starter != registering.end() && services.programs.counts(name).instances == 0) {
+        const StartArguments arguments{"127.0.0.1", services.service, "", name};
+        const Descriptor process(services.started.start(starter->second, arguments, BridgeEnd()));
+        if (process.number() < 0) return notStarted(starter->second);
+        limit = std::max(limit, services.programOptions.startLimit);
+    }
+    const auto deadline = Clock::now() + limit;
     for (;;) {
         const auto result = tryRegistered(services, name, caller, deadline, bridge);
         if (result) return *result;

@@ -21,10 +21,12 @@ namespace zordev {
 /** How a gateway treats programs. */
 struct ProgramOptions {
     /** Commands by program name; the gateway starts one for each conversation with such a program. */
-    std::map<std::string, ProgramCommand> commands;
+    std::map<std::string, ProgramCommand> commands{};
+    /** Commands of programs that register: one is started when a partner wants a program without instance. */
+    std::map<std::string, ProgramCommand> registering{};
     /** How long a partner waits for an instance when none is free; with 0 it is refused at once. */
     std::chrono::milliseconds wait{0};
-    /** How long a started program may take to connect. */
+    /** How long a started program may take to connect or to register. */
     std::chrono::milliseconds startLimit{30000};
     /** Period of the pings to idle registrations; one that leaves two unanswered is dropped. 0 is off. */
     std::chrono::milliseconds keepAlive{0};

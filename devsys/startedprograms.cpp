@@ -51,6 +51,10 @@ std::vector<std::string> argumentsOf(const ProgramCommand& command, const StartA
     std::vector<std::string> all = command;
     all.push_back("GWHOST=" + arguments.gatewayHost);
     all.push_back("GWSERV=" + arguments.gatewayService);
+    if (arguments.conversationId.empty()) {
+        all.push_back("TP=" + arguments.programId);
+        return all;
+    }
     all.push_back("CONVID=" + arguments.conversationId);
     all.push_back(std::string("STREAMING=") + (arguments.streaming ? "1" : "0"));
     return all;
@@ -90,7 +94,8 @@ int StartedPrograms::start(const ProgramCommand& command, const StartArguments& 
     if (errno != 0) return -1;
     const int descriptor = openProcess(process);  // before anybody can have waited for it
     processes_.push_back(process);
-    if (descriptor >= 0) expected_.insert_or_assign(arguments.conversationId, std::move(bridge));
+    const bool expected = descriptor >= 0 && !arguments.conversationId.empty();
+    if (expected) expected_.insert_or_assign(arguments.conversationId, std::move(bridge));
     return descriptor;
 }
 

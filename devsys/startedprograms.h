@@ -24,7 +24,8 @@ using ProgramCommand = std::vector<std::string>;
 struct StartArguments {
     std::string gatewayHost;
     std::string gatewayService;
-    std::string conversationId;
+    std::string conversationId; /**< Empty for a program that registers. */
+    std::string programId;      /**< Of one that registers. */
     bool streaming = false;
 };
 
@@ -38,9 +39,10 @@ class StartedPrograms {
     StartedPrograms& operator=(const StartedPrograms&) = delete;
 
     /**
-     * Starts `command` with the arguments GWHOST=, GWSERV=, CONVID= and STREAMING= behind its own. `bridge`
-     * waits until a connection claims the conversation. Returns a descriptor that becomes readable when the
-     * process ends, the caller's to close, or -1 with `errno` when it couldn't be started.
+     * Starts `command` with the arguments GWHOST=, GWSERV=, CONVID= and STREAMING= behind its own, or TP= in
+     * place of the last two. `bridge` waits until a connection claims the conversation. Returns a descriptor
+     * that becomes readable when the process ends, the caller's to close, or -1 with `errno` when it couldn't
+     * be started.
      */
     int start(const ProgramCommand& command, const StartArguments& arguments, BridgeEnd bridge);
     /** The partner that waits for the program of this conversation, if one does. */

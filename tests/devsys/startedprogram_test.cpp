@@ -69,6 +69,26 @@ TEST(StartedProgram, IsToldItsConversationAndServesIt) {
     }
 }
 
+TEST(StartedProgram, OneThatRegistersIsStartedOnce) {
+    const Scribe scribe;
+    DevOptions options;
+    options.programs.registering["worker"] = scribe.command();
+    DevSystem system(options);
+    Client first(system.gatewayPort());
+    ASSERT_TRUE(first.beginOpen("worker"));
+    ASSERT_EQ(scribe.arguments(), "GWHOST=127.0.0.1 GWSERV=" + system.gatewayService() + " TP=worker");
+    Program program(system.gatewayPort());
+    ASSERT_TRUE(program.registerAs("worker"));
+    EXPECT_EQ(typeOf(program.awaitCall()), 207U);
+    EXPECT_EQ(first.receive().size(), 80U);
+    // While it is busy, others are told so, or wait; no second one is started.
+    Client second(system.gatewayPort());
+    ASSERT_TRUE(second.beginOpen("worker"));
+    EXPECT_EQ(kelRcOf(second.receive()), 677U);
+    EXPECT_EQ(system.startedPrograms(), 1U);
+    EXPECT_EQ(system.violationText(), "");
+}
+
 TEST(StartedProgram, BadOnesAreReported) {
     DevOptions options;
     options.programs.commands["missing"] = {"/no/such/program"};
