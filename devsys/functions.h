@@ -93,6 +93,7 @@ std::vector<FunctionDescription> systemFunctions();
 std::vector<FunctionDescription> echoFunctions();
 std::vector<FunctionDescription> deepFunctions();
 std::vector<FunctionDescription> deltaFunctions();
+std::vector<FunctionDescription> compressedFunctions();
 std::vector<FunctionDescription> failingFunctions();
 std::vector<FunctionDescription> isoFunctions();
 /** @} */

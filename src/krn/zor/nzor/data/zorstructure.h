@@ -74,12 +74,16 @@ class ZorStructure : public ZorRecord {
     void zorSerializeType1(ZorItemStream& conn, KEL_RAW* dest, unsigned destLength);
     unsigned wireLength(const ZorItemStream& conn) const;
     void zorDeserialize(ZorItemStream& conn, unsigned length, bool simpleDecompress);
+    /** From an image in memory, which may be shorter than the record. */
+    void zorDeserialize(ZorItemStream& conn, std::span<const KEL_RAW> image);
     void zorDeserializeType1(ZorItemStream& conn, const KEL_RAW* data, unsigned length);
     /** @} */
 
   private:
     friend class ZorTable;
 
+    /** Brings the fields within the first `stored` bytes into the own format. */
+    void convertFields(ZorItemStream& conn, unsigned stored);
     /** Takes on a locked description and the bytes that are owned; a view is without bytes until it is shown.
      */
     void bindTo(ZorRecordMetaData* description) noexcept;

@@ -159,6 +159,8 @@ class ZorTable : public ZorRecord {
     /** @{ */
     void zorSerialize(ZorItemStream& conn);
     void zorDeserializeRow(ZorItemStream& conn, unsigned length, bool simpleDecompress);
+    /** Appends a row from an image in memory. */
+    void zorDeserializeRow(ZorItemStream& conn, std::span<const KEL_RAW> image);
     /**
      * Makes a change of the partner's here too. `length` bytes of a row's image are next in the stream, and
      * are read or skipped in any case; without them a change that needs them is none. A table that isn't

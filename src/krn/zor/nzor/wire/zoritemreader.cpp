@@ -50,8 +50,8 @@ const ZorItemReader::Row ZorItemReader::rows[] = {
     {ZORID_TableInfo, ZORGET_TABLEINFO, ZORGET_TABLECONTENT, &ZorItemReader::tableInfo},
     {ZORID_TableContent, ZORGET_TABLECONTENT, sameState, &ZorItemReader::tableRow},
     {ZORID_TableCompr, ZORGET_TABLECONTENT, sameState, &ZorItemReader::tableRow},
-    {ZORID_TableContLZ, ZORGET_TABLECONTENT, sameState, &ZorItemReader::unsupported},
-    {ZORID_TableEndLZ, anyState, ZORGET_DATA, &ZorItemReader::skip},
+    {ZORID_TableContLZ, ZORGET_TABLECONTENT, sameState, &ZorItemReader::compressedRows},
+    {ZORID_TableEndLZ, anyState, ZORGET_DATA, &ZorItemReader::endOfCompressedRows},
     {ZORID_DeltaConfirm, anyState, sameState, &ZorItemReader::deltaState},
     {ZORID_DeltaLog, anyState, sameState, &ZorItemReader::deltaLog},
     {ZORID_DeltaLogMore, anyState, ZORGET_DELTADATA, &ZorItemReader::deltaLogMore},
@@ -112,6 +112,7 @@ ZORID ZorItemReader::run(ZORID toRid) {
         handle(id, length);
         if (ends) {
             finishXml();
+            finishRows();
             stream.readAndCheckZorIDEnd(id);
             return id;
         }
@@ -262,8 +263,9 @@ void ZorItemReader::tableInfo(ZORID, unsigned length) {
         return KEL_UINT{payload[at]} << 24 | KEL_UINT{payload[at + 1]} << 16 |
                KEL_UINT{payload[at + 2]} << 8 | payload[at + 3];
     };
-    const KEL_UINT width = number(0);
+    const KEL_UINT width = rowWidth = number(0);
     rowsAnnounced = number(4);
+    finishRows();
     if (parameter != nullptr)
         table = width == 0 || parameter->getType(0) != ZORTYPE_TABLE ? nullptr : tableOfWidth(width);
     // Rows come into being as they arrive: the announced number reserves nothing.
@@ -274,6 +276,36 @@ void ZorItemReader::tableRow(ZORID id, unsigned length) {
     if (table == nullptr || rowsAnnounced == 0) return stream.skipBytes(length);
     --rowsAnnounced;
     table->zorDeserializeRow(stream, length, id == ZORID_TableCompr);
+}
+
+void ZorItemReader::compressedRows(ZORID, unsigned length) {
+    if (table == nullptr) return stream.skipBytes(length);
+    if (!compressor) {
+        // A row is put together in memory of its width, which the data alone can't vouch for.
+        if (rowWidth == 0 || rowWidth > maxAnnouncedWidth) stream.protocolFault();
+        compressor.emplace(rowWidth);
+    }
+    stream.readPieces(length, [this](std::span<const KEL_RAW> piece) {
+        compressor->decompress(piece, static_cast<ZorRowSink&>(*this));
+    });
+}
+
+void ZorItemReader::takeRow(std::span<const KEL_RAW> image) {
+    if (rowsAnnounced == 0) return;
+    --rowsAnnounced;
+    table->zorDeserializeRow(stream, image);
+}
+
+void ZorItemReader::endOfCompressedRows(ZORID, unsigned length) {
+    stream.skipBytes(length);
+    finishRows();
+    table = nullptr;
+}
+
+void ZorItemReader::finishRows() {
+    if (!compressor) return;
+    compressor->setFinished();
+    compressor.reset();
 }
 
 ZorTable* ZorItemReader::deltaTable(KEL_INT objectId) const {

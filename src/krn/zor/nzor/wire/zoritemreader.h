@@ -3,12 +3,13 @@
 
 #include <optional>
 
+#include "compress/zorcompressor.h"
 #include "data/zortable.h"
 #include "wire/zoritemstream.h"
 #include "xzor/xzorparser.h"
 
 /** One run of the loop. */
-class ZorItemReader : private XZorRoots {
+class ZorItemReader : private XZorRoots, private ZorRowSink {
   public:
     ZorItemReader(ZorItemStream& stream, ZORSTATE state, ZorFunction* function)
         : stream(stream), state(state), function(function) {}
@@ -58,6 +59,8 @@ class ZorItemReader : private XZorRoots {
     void tableName(ZORID id, unsigned length);
     void tableInfo(ZORID id, unsigned length);
     void tableRow(ZORID id, unsigned length);
+    void compressedRows(ZORID id, unsigned length);
+    void endOfCompressedRows(ZORID id, unsigned length);
     void deltaState(ZORID id, unsigned length);
     void deltaLog(ZORID id, unsigned length);
     void deltaLogMore(ZORID id, unsigned length);
@@ -76,6 +79,9 @@ class ZorItemReader : private XZorRoots {
     ZorRecord* recordOf(std::string_view parameterName) override;
     /** Ends the XML document that is being read, if there is one. */
     void finishXml();
+    void takeRow(std::span<const KEL_RAW> image) override;
+    /** Ends the compressed rows that are being read, if there are any. */
+    void finishRows();
 
     ZorParameter* namedParameter(unsigned length, bool activate);
     /** The active parameter of a name; a server makes it active if told to, and notes the request. */
@@ -87,10 +93,12 @@ class ZorItemReader : private XZorRoots {
 
     ZorItemStream& stream;
     ZORSTATE state;
-    ZorFunction* function;              ///< Container to fill, or NULL.
-    ZorParameter* parameter = nullptr;  ///< The parameter last named.
-    ZorTable* table = nullptr;          ///< The table whose rows come; NULL skips them.
-    unsigned rowsAnnounced = 0;         ///< Rows that the table still takes.
-    DELTA_LOG change;                   ///< The change whose data come.
-    std::optional<XZorParser> xml;      ///< While an XML document comes.
+    ZorFunction* function;                    ///< Container to fill, or NULL.
+    ZorParameter* parameter = nullptr;        ///< The parameter last named.
+    ZorTable* table = nullptr;                ///< The table whose rows come; NULL skips them.
+    unsigned rowsAnnounced = 0;               ///< Rows that the table still takes.
+    unsigned rowWidth = 0;                    ///< Bytes of a row on the wire.
+    std::optional<ZorCompressor> compressor;  ///< While compressed rows come.
+    DELTA_LOG change;                         ///< The change whose data come.
+    std::optional<XZorParser> xml;            ///< While an XML document comes.
 };

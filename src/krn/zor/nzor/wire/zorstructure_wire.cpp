@@ -99,6 +99,19 @@ void ZorStructure::zorDeserialize(ZorItemStream& conn, unsigned length, bool sim
     if (simpleDecompress && stored != 0) stored = ZorStructure::simpleDecompress(image, width, stored);
     if (nested) return zorDeserializeType1(conn, image, stored);
     if (!conn.control.conversion) return;
+    convertFields(conn, stored);
+}
+
+void ZorStructure::zorDeserialize(ZorItemStream& conn, std::span<const KEL_RAW> image) {
+    if (desc == nullptr) return;
+    if (desc->isNestedType2Structure() || desc->containsObject()) conn.protocolFault();
+    const unsigned stored = static_cast<unsigned>(std::min<size_t>(image.size(), wireLength(conn)));
+    if (desc->isNestedType1Structure()) return zorDeserializeType1(conn, image.data(), stored);
+    std::memcpy(getBuffer(), image.data(), stored);
+    if (conn.control.conversion) convertFields(conn, stored);
+}
+
+void ZorStructure::convertFields(ZorItemStream& conn, unsigned stored) {
     for (unsigned i = 0; i < fieldCount; ++i) {
         const ZorFieldSlot slot = locate(i);
         if (getOffset(i) + slot.field.length1 > stored) return;  // a short row leaves the other fields alone

@@ -28,6 +28,11 @@ void ZorTable::zorDeserializeRow(ZorItemStream& conn, unsigned length, bool simp
     if (simpleDecompress && stored != 0) ZorStructure::simpleDecompress(bytes, getRowLength(), stored);
 }
 
+void ZorTable::zorDeserializeRow(ZorItemStream& conn, std::span<const KEL_RAW> image) {
+    appendRowForRead();
+    row(getCount() - 1).zorDeserialize(conn, image);
+}
+
 bool ZorTable::moveToLine(ZorItemStream& conn, KEL_INT line) {
     if (line < 1) conn.protocolFault();
     return moveTo(static_cast<unsigned>(line) - 1) == ZOR_OK;
