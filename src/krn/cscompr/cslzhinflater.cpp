@@ -61,8 +61,10 @@ int CsLzhInflater::run(std::span<const KEL_RAW>& input, std::span<KEL_RAW>& outp
     in = input;
     out = output;
     Outcome outcome = GOES_ON;
-    while (outcome == GOES_ON && state != END && position != length)
-        outcome = (this->*steps[state])();
+    while (outcome == GOES_ON && state != END && position != length) {
+        const Step step = steps[state];
+        outcome = (this->*step)();
+    }
     input = in;
     output = out;
     if (state == END || position == length) return CS_END_OF_STREAM;

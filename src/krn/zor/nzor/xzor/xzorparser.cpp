@@ -75,8 +75,10 @@ const XZorParser::Step XZorParser::steps[] = {
 void XZorParser::parse(std::span<const KEL_RAW> bytes) {
     const KEL_RAW* at = bytes.data();
     const KEL_RAW* const end = at + bytes.size();
-    while (at != end && !unwanted)
-        at = (this->*steps[state])(at, end);
+    while (at != end && !unwanted) {
+        const Step step = steps[state];
+        at = (this->*step)(at, end);
+    }
 }
 
 void XZorParser::setFinished() const {
