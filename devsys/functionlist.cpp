@@ -8,8 +8,9 @@ namespace zordev {
 const std::vector<FunctionDescription>& functions() {
     static const std::vector<FunctionDescription> all = [] {
         std::vector<FunctionDescription> list;
-        for (auto family : {systemFunctions, echoFunctions, deepFunctions, deltaFunctions, compressedFunctions,
-                            failingFunctions, isoFunctions, searchFunctions, specimenFunctions}) {
+        for (auto family :
+             {systemFunctions, echoFunctions, deepFunctions, deltaFunctions, compressedFunctions,
+              failingFunctions, isoFunctions, searchFunctions, specimenFunctions}) {
             std::ranges::move(family(), std::back_inserter(list));
         }
         return list;
