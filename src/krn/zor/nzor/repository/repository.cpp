@@ -47,10 +47,9 @@ ZorRepository::FunctionRef Repository::getFunctionDesc(ZOR_CONNECTION_HANDLE han
     ZorConnection& connection = connectionOf(handle);
     const ZorConnectionUse use(connection);
     ZorMetadataQuery query(*this, connection);
-    if (!connection.isZorMetadataGetEnabled()) return query.queryFunctionMetaData(KEL_string(descName));
-    RepositoryLookupResult result;
-    query.lookupMetadata({{KEL_string(descName)}, {}, {}}, true, result);
-    return result.hasFailures() ? FunctionRef() : getFunctionDescFromCache(descName);
+    const KEL_string name(descName);
+    return connection.isZorMetadataGetEnabled() ? query.queryFunctionAtOnce(name)
+                                                : query.queryFunctionMetaData(name);
 }
 
 ZorRepository::ClassRef Repository::getClassDesc(ZOR_CONNECTION_HANDLE handle, std::string_view descName) {

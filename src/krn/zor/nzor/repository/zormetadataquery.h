@@ -41,6 +41,8 @@ class ZorMetadataQuery {
      * Tells in `result` what was found and what wasn't. Without `ask` only the classes are looked up.
      */
     void lookupMetadata(const ZorRepository::Names& names, bool ask, RepositoryLookupResult& result);
+    /** As `queryFunctionMetaData`, in one round trip; empty for none. */
+    FunctionRef queryFunctionAtOnce(const KEL_string& name);
 
   private:
     struct Parameter;
@@ -78,6 +80,7 @@ class ZorMetadataQuery {
     /** @{ */
     /** Asks and takes the types and functions of the answer over; they aren't cached yet. */
     std::vector<FunctionRef> askAtOnce(ZorSystemCall& call);
+    std::vector<FunctionRef> lookupAtOnce(const ZorRepository::Names& names, RepositoryLookupResult& result);
     RecordRef fetchInOneTrip(const KEL_string& name);
     /** @} */
 
@@ -90,6 +93,8 @@ class ZorMetadataQuery {
 
     /** Gives what was found to the repository, in one step. */
     void commit(std::span<const FunctionRef> functions);
+    /** The cached instance of what was just given to the repository; another thread may have cleared it. */
+    FunctionRef cachedOr(const FunctionRef& function) const;
     /** Whether the partner has 2-byte characters. */
     bool isWidePartner() const;
     bool traced() const noexcept { return traceLevel > 2; }

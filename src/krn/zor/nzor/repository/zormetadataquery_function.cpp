@@ -95,9 +95,9 @@ ZorMetadataQuery::FunctionRef ZorMetadataQuery::queryFunctionMetaData(const KEL_
     if (version > 701 && call.getText("REMOTE_LUMX_SUPPORTED") == "X") function->enableASXML();
     function->lock();
     commit({&function, 1});
-    const FunctionRef cached = repository.getFunctionDescFromCache(name);
-    if (cached) traceResult(*cached);
-    return cached;
+    const FunctionRef result = cachedOr(function);
+    traceResult(*result);
+    return result;
 }
 
 void ZorMetadataQuery::addParameters(ZorFunctionMetaData& function, ZorTable& rows) {

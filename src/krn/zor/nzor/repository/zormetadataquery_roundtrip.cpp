@@ -1,5 +1,7 @@
 // Looking up many functions and types by one call.
 
+#include <algorithm>
+
 #include "connection/zorconnection.h"
 #include "repository/repositorylookupresult.h"
 #include "repository/zormetadataquery.h"
@@ -92,16 +94,29 @@ std::vector<ZorMetadataQuery::FunctionRef> ZorMetadataQuery::askAtOnce(ZorSystem
     return answer.processFunctions(types);
 }
 
+std::vector<ZorMetadataQuery::FunctionRef> ZorMetadataQuery::lookupAtOnce(const ZorRepository::Names& names,
+                                                                          RepositoryLookupResult& result) {
+    ZOR_METADATA_GET call(version);
+    appendNames(call.table("FUNCTIONNAMES"), names.functions, Result::FUNCTION, result);
+    appendNames(call.table("DATATYPES"), names.types, Result::TYPE, result);
+    std::vector<FunctionRef> functions = askAtOnce(call);
+    commit(functions);
+    report(call, result);
+    return functions;
+}
+
+ZorMetadataQuery::FunctionRef ZorMetadataQuery::queryFunctionAtOnce(const KEL_string& name) {
+    Result result;
+    const std::vector<FunctionRef> functions = lookupAtOnce({{name}, {}, {}}, result);
+    const auto function = std::ranges::find_if(
+        functions, [&](const FunctionRef& candidate) { return candidate->getName() == name; });
+    if (result.hasFailures() || function == functions.end()) return {};
+    return cachedOr(*function);
+}
+
 void ZorMetadataQuery::lookupMetadata(const ZorRepository::Names& names, bool ask,
                                       RepositoryLookupResult& result) {
-    if (ask) {
-        ZOR_METADATA_GET call(version);
-        appendNames(call.table("FUNCTIONNAMES"), names.functions, Result::FUNCTION, result);
-        appendNames(call.table("DATATYPES"), names.types, Result::TYPE, result);
-        const std::vector<FunctionRef> functions = askAtOnce(call);
-        commit(functions);
-        report(call, result);
-    }
+    if (ask) (void)lookupAtOnce(names, result);
     for (const KEL_string& name : names.classes)
         lookUpClass(repository, connection, name, result);
 }

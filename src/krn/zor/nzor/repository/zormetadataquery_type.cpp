@@ -35,7 +35,13 @@ ZorMetadataQuery::RecordRef ZorMetadataQuery::queryRecordMetaData(const KEL_stri
     const RecordRef description = fetch(name);
     if (!description) return {};
     commit({});
-    return repository.getStructureDescFromCache(name);
+    RecordRef cached = repository.getStructureDescFromCache(name);
+    return cached ? cached : description;  // another thread may have cleared the cache meanwhile
+}
+
+ZorMetadataQuery::FunctionRef ZorMetadataQuery::cachedOr(const FunctionRef& function) const {
+    FunctionRef cached = repository.getFunctionDescFromCache(function->getName());
+    return cached ? cached : function;
 }
 
 bool ZorMetadataQuery::isWidePartner() const {
