@@ -228,7 +228,7 @@ bool RoutedConnection::fail(int code, const std::string& text) {
     const RouterFaults faults = router_.faults();
     const std::string block = makeErrorBlock(code, text, "router", ROUTER_ERROR);
     std::vector<Byte> message = makeControl(CONTROL_ERROR, code, block, faults.version);
-    if (faults.wrongTextLength) message.resize(message.size() - 1);
+    if (faults.wrongTextLength) message.pop_back();
     sendMessage(message);
     return false;
 }
