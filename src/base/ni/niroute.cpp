@@ -50,7 +50,7 @@ bool append(std::vector<KEL_RAW>& space, std::string_view text) {
 }  // namespace
 
 NI_IROUTE::~NI_IROUTE() {
-    explicit_bzero(space.data(), space.size());
+    if (!space.empty()) explicit_bzero(space.data(), space.size());
 }
 
 KELRETURN NI_IROUTE::NiBufIAddRouteEntry(std::string_view host, std::string_view service,

@@ -36,11 +36,9 @@ unsigned fromPoll(unsigned events) {
 
 class SISEL_EPOLL : public SISEL {
   public:
-    SISEL_EPOLL() : descriptor(epoll_create1(EPOLL_CLOEXEC)) {}
-    ~SISEL_EPOLL() override {
-        if (good()) close(descriptor);
-    }
-    bool good() const { return descriptor >= 0; }
+    /** Takes the descriptor of an empty set over. */
+    explicit SISEL_EPOLL(int descriptor) : descriptor(descriptor) {}
+    ~SISEL_EPOLL() override { close(descriptor); }
 
   protected:
     SI_RC change(int socketNo, unsigned flags) override {
@@ -213,9 +211,10 @@ SI_RC SiSelNew(SISEL_TYPE type, std::unique_ptr<SISEL>* set) noexcept {
     if (type == SISEL_TYPE::poll) set->reset(new (std::nothrow) SISEL_POLL);
     if (type == SISEL_TYPE::select) set->reset(new (std::nothrow) SISEL_SELECT);
     if (type == SISEL_TYPE::epoll) {
-        auto made = std::unique_ptr<SISEL_EPOLL>(new (std::nothrow) SISEL_EPOLL);
-        if (made && !made->good()) return SI_EMFILE;
-        *set = std::move(made);
+        const int descriptor = epoll_create1(EPOLL_CLOEXEC);
+        if (descriptor < 0) return SI_EMFILE;
+        set->reset(new (std::nothrow) SISEL_EPOLL(descriptor));
+        if (!*set) close(descriptor);
     }
     return *set ? SI_OK : SI_EMEMORY;
 }

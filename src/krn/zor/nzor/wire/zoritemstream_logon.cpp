@@ -9,7 +9,7 @@ namespace {
 /** Empties what was a secret: it was sent once, and from here on it is nowhere in this process. */
 template <class Bytes>
 void wipe(Bytes& secret) noexcept {
-    explicit_bzero(secret.data(), secret.size());
+    if (!secret.empty()) explicit_bzero(secret.data(), secret.size());
     secret.clear();
 }
 
