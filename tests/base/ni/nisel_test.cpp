@@ -129,6 +129,8 @@ TEST(NiListen, Refusals) {
     NiCloseHandle(client);
 }
 
+// The check of undefined behaviour opens a pipe to look at objects it meets the first time.
+#ifndef __SANITIZE_ADDRESS__
 TEST(NiListen, WithoutAFreeDescriptorThePartnerGoesOnWaiting) {
     const Server server;
     const NI_HDL client = server.connect();
@@ -156,6 +158,7 @@ TEST(NiListen, WithoutAFreeDescriptorThePartnerGoesOnWaiting) {
     NiCloseHandle(server.accept());
     NiCloseHandle(client);
 }
+#endif
 
 class NiSelect : public testing::TestWithParam<SISEL_TYPE> {
   protected:
