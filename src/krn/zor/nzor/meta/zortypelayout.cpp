@@ -1,6 +1,6 @@
 #include "meta/zortypelayout.h"
 
-unsigned zorAlignmentOf(ZORTYPE type) noexcept {
+unsigned zorPartnerAlignmentOf(ZORTYPE type) noexcept {
     switch (type) {
         case ZORTYPE_CHAR:
         case ZORTYPE_DATE:
@@ -18,6 +18,13 @@ unsigned zorAlignmentOf(ZORTYPE type) noexcept {
             return 8;
         case ZORTYPE_DECF34:
             return 16;
+        default:
+            return 4;
+    }
+}
+
+unsigned zorAlignmentOf(ZORTYPE type) noexcept {
+    switch (type) {
         case ZORTYPE_TABLE:
         case ZORTYPE_STRUCTURE:
         case ZORTYPE_UBIXOBJECT:
@@ -25,7 +32,7 @@ unsigned zorAlignmentOf(ZORTYPE type) noexcept {
         case ZORTYPE_XSTRING:
             return sizeof(void*);
         default:
-            return 4;
+            return zorPartnerAlignmentOf(type);
     }
 }
 

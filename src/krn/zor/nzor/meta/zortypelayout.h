@@ -8,6 +8,9 @@
 /** Alignment of a type's slot in a record, in bytes. */
 unsigned zorAlignmentOf(ZORTYPE type) noexcept;
 
+/** The same on a partner's side, whose references to nested data take 4 bytes whatever this build's take. */
+unsigned zorPartnerAlignmentOf(ZORTYPE type) noexcept;
+
 /** Bytes of a number; 0 for what isn't one, or has a single byte. */
 unsigned zorNumberWidth(ZORTYPE type) noexcept;
 

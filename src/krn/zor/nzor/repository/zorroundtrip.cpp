@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "meta/zortypelayout.h"
 #include "repository/zormetadatarow.h"
 #include "repository/zorsystemcall.h"
 #include "repository/zortypecircles.h"
@@ -25,30 +26,6 @@ constexpr unsigned firstWithUnicode = 468;
 
 [[noreturn]] void fail(const KEL_string& message) {
     throw ZorBaseException(ZOR_UNKNOWN_ERROR, EXTERNAL_RUNTIME_FAILURE, "EXTERNAL_RUNTIME_FAILURE", message);
-}
-
-/** Alignment on the partner's side, in both layouts, of a field that it gives no offset for. */
-unsigned alignmentOf(ZORTYPE type) noexcept {
-    switch (type) {
-        case ZORTYPE_CHAR:
-        case ZORTYPE_DATE:
-        case ZORTYPE_BCD:
-        case ZORTYPE_TIME:
-        case ZORTYPE_BYTE:
-        case ZORTYPE_NUM:
-        case ZORTYPE_INT1:
-            return 1;
-        case ZORTYPE_INT2:
-            return 2;
-        case ZORTYPE_FLOAT:
-        case ZORTYPE_DECF16:
-        case ZORTYPE_INT8:
-            return 8;
-        case ZORTYPE_DECF34:
-            return 16;
-        default:
-            return 4;
-    }
 }
 
 bool isNested(ZORTYPE type) noexcept {
@@ -85,8 +62,8 @@ void addField(ZorRecordMetaData& type, const ZorMetadataRow& row, ZORTYPE fieldT
     unsigned ucOffset = nucOffset != 0 ? row.number("OFFSET_UC") : 0;
     if (nucOffset == 0 && count > 0) {
         const ZorRecordFieldType& last = type[count - 1];
-        nucOffset = placeBehind(uint64_t{last.offset1} + last.length1, alignmentOf(fieldType));
-        ucOffset = placeBehind(uint64_t{last.offset2} + last.length2, alignmentOf(fieldType));
+        nucOffset = placeBehind(uint64_t{last.offset1} + last.length1, zorPartnerAlignmentOf(fieldType));
+        ucOffset = placeBehind(uint64_t{last.offset2} + last.length2, zorPartnerAlignmentOf(fieldType));
     }
     type.add(row.text("FIELDNAME"), fieldType, row.number("INTLEN"), nucOffset, row.number("INTLEN_UC"),
              ucOffset, row.number("DECIMALS"), description);
