@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "api/connectionframe.h"
+#include "api/foundhandle.h"
 #include "repository/repositorylookupresult.h"
 #include "repository/zorrepository.h"
 #include "trace/zortracefunctions.h"
@@ -37,14 +38,6 @@ auto queryChecks(const KEL_UC* name, const KEL_UC* label, const ZorConnection* c
 /** All connections to one system share its repository. */
 ZorRepository& repositoryOf(const ZorConnection& connection) {
     return ZorRepository::getRepository(connection.control.sysid.view());
-}
-
-template <class T>
-auto requireFound(const ZorMetaDataRef<T>& found, const KEL_UC* name) {
-    if (!found)
-        throw ZorBaseException(ZOR_NOT_FOUND, EXTERNAL_RUNTIME_FAILURE, zorRcName(ZOR_NOT_FOUND),
-                               "Type " + KEL_string(name) + " not found");
-    return ZorMetaDataStatics::toHandle(found.get());
 }
 
 /** Check: a connection for a query of many names. */

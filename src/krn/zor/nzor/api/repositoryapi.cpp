@@ -2,6 +2,7 @@
 
 #include <kelzor/repository.h>
 
+#include "api/foundhandle.h"
 #include "api/frame.h"
 #include "repository/zorrepository.h"
 #include "trace/zortracefunctions.h"
@@ -34,15 +35,6 @@ void requireSame(const T& given, const T& cached, const KEL_UC* kind, const Repo
     if (&given == &cached) return;
     throw ZorInvalidParameterException("The " + KEL_string(kind) + " meta data " + given.getName() +
                                        " is already stored in the cache " + id.text);
-}
-
-/** The handle of what a lookup found; throws if that is nothing, in the same words for all kinds. */
-template <class T>
-auto requireFound(const ZorMetaDataRef<T>& found, const KEL_UC* name) {
-    if (!found)
-        throw ZorBaseException(ZOR_NOT_FOUND, EXTERNAL_RUNTIME_FAILURE, zorRcName(ZOR_NOT_FOUND),
-                               "Type " + KEL_string(name) + " not found");
-    return ZorMetaDataStatics::toHandle(found.get());
 }
 
 }  // namespace
