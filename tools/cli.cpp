@@ -111,12 +111,12 @@ void CommandLine::addCommands() {
 }
 
 void CommandLine::addDescribe() {
-    CLI::App* describe = addCommand("describe", "Show a function or type of the partner",
+    CLI::App* describe = addCommand("describe", "Show a function, type or class of the partner",
                                     [this] { return zortool::describe(settings_, describe_); });
     describe->add_option("name", describe_.name, "Its name")->required()->type_name("NAME");
     describe->add_option("--kind", describe_.kind, "What it is, if the name stands for more than one")
-        ->check(oneOf({"any", "function", "type"}))
-        ->type_name("any|function|type");
+        ->check(oneOf({"any", "function", "type", "class"}))
+        ->type_name("any|function|type|class");
     describe->add_flag("--template", describe_.makeTemplate,
                        "Print the input of a function as JSON to fill in for zor call --json");
     CLI::App* search = addCommand("search", "Find functions by name, where the partner offers it",

@@ -23,7 +23,7 @@ struct PingOptions {
 
 struct DescribeOptions {
     std::string name;
-    std::string kind = "any"; /**< any, function or type. */
+    std::string kind = "any"; /**< any, function, type or class. */
     bool makeTemplate = false;
 };
 

@@ -28,6 +28,8 @@ constexpr Kind kinds[] = {
      }},
     {"type", [](kelzor::Connection& connection,
                 const std::string& name) { return describeType(connection.typeDescription(name)); }},
+    {"class", [](kelzor::Connection& connection,
+                 const std::string& name) { return describeClass(connection.classDescription(name)); }},
 };
 
 // The first kind that the name stands for; a kind that doesn't know it gives way to the next.
@@ -42,7 +44,7 @@ Json lookUp(kelzor::Connection& connection, const Target& target, const Describe
                           target.where());
     }
     throw Problem(
-        EXTERNAL_RUNTIME_FAILURE, "the partner knows no function or type " + options.name,
+        EXTERNAL_RUNTIME_FAILURE, "the partner knows no function, type or class " + options.name,
         "Names are in capitals as a rule. `zor search 'PART*'` finds functions where the partner offers it.");
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <string_view>
 
 #include "problem.h"
 
@@ -9,8 +10,9 @@ namespace zortool {
 
 bool meansUnknown(const kelzor::Error& error) {
     if (error.code() == ZOR_NOT_FOUND) return true;
-    return error.code() == ZOR_UBIX_EXCEPTION &&
-           (error.key() == "FU_NOT_FOUND" || error.key() == "NOT_FOUND");
+    // Of a function, of a type, of a type before release 400, of a class.
+    const std::string_view keys[] = {"FU_NOT_FOUND", "NOT_FOUND", "TABLE_NOT_ACTIVE", "NOT_EXISTING"};
+    return error.code() == ZOR_UBIX_EXCEPTION && std::ranges::find(keys, error.key()) != std::end(keys);
 }
 
 kelzor::FunctionView lookUpFunction(kelzor::Connection& connection, const Target& target,

@@ -80,14 +80,17 @@ class Connection {
 
     /**
      * Asks the partner for a description, or takes it from the repository of its system, which keeps it. The
-     * view stays good until that repository is cleared. Failures: those of `ZorGetFunctionDesc` and
-     * `ZorGetTypeDesc`.
+     * view stays good until that repository is cleared. Failures: those of `ZorGetFunctionDesc`,
+     * `ZorGetTypeDesc` and `ZorGetClassDesc`.
      */
     FunctionView functionDescription(const std::string& name) {
         return FunctionView(detail::obtain("ZorGetFunctionDesc", ZorGetFunctionDesc, handle_, name.c_str()));
     }
     TypeView typeDescription(const std::string& name) {
         return TypeView(detail::obtain("ZorGetTypeDesc", ZorGetTypeDesc, handle_, name.c_str()));
+    }
+    ClassView classDescription(const std::string& name) {
+        return ClassView(detail::obtain("ZorGetClassDesc", ZorGetClassDesc, handle_, name.c_str()));
     }
 
     /** A container for a function of the partner, with initial values. Failures: as `functionDescription`. */

@@ -254,6 +254,16 @@ TEST_F(CppSession, aCallGoesOutAndComesBack) {
     EXPECT_EQ(attempt([&] { connection.ping(); }).error().code(), ZOR_INVALID_HANDLE);
 }
 
+TEST_F(CppSession, thePartnerDescribesWhatItHas) {
+    kelzor::Connection connection = openCpp();
+    EXPECT_EQ(connection.functionDescription("COUNTRY_GET_LIST").parameter("LANGUAGE").nucLength, 2u);
+    EXPECT_EQ(connection.typeDescription("COUNTRY_ROW").field("ALPHA3").nucOffset, 2u);
+    const kelzor::ClassView order = connection.classDescription("ZCL_DEV_ORDER");
+    EXPECT_EQ(order.parents(), std::vector<std::string>({"ZCL_DEV_BASE"}));
+    EXPECT_EQ(order.attributes().size(), 4u);  // those that aren't public stay untold
+    EXPECT_EQ(attempt([&] { return connection.classDescription("ZCL_NONE"); }).error().key(), "NOT_EXISTING");
+}
+
 TEST_F(CppSession, aConnectionEndsWithItsOwner) {
     kelzor::Connection kept = openCpp();
     {

@@ -85,6 +85,13 @@ TEST_F(CommandsTest, resultsAreShown) {
          "\"E_ORDER\": {|\"TEXT\": \"süß\"|\"WORDS\": [\n      \"one\",\n      \"two\"\n    ]", "",
          R"({"I_ORDER": {"TEXT": "süß", "WORDS": ["one", "two"], "ITEMS": [{"QUANTITY": 2, "NOTES": [{"TEXT": "x"}]}]}})"},
         {"describe --dest DEV ZDEV_NODE", 0, "type ZDEV_NODE,", ""},
+        {"describe --dest DEV ZCL_DEV_ORDER", 0,
+         "class ZCL_DEV_ORDER\n  parents: ZCL_DEV_BASE\n  interfaces: ZIF_DEV_THING, ZIF_DEV_OTHER\n  "
+         "ATTRIBUTE  KIND|BUYER      instance  UBIXOBJECT|ZCL_DEV_PERSON|COUNT      class|Orders so far|type "
+         "ZDEV_ITEM_T,",
+         ""},
+        {"describe --dest DEV ZCL_DEV_ORDER --kind class --format json", 0,
+         "\"kind\": \"class\",\n  \"name\": \"ZCL_DEV_ORDER\"|\"class\": \"ZCL_DEV_PERSON\"", ""},
         {"keys", 0, "Where to:\n|--gwhost|GWHOST|--vsl-partner-names", ""},
         {"--version", 0, "zor with 753 Patch Level", ""},
         {"call --help", 0, "--json FILE|--parallel NUMBER", ""},
@@ -113,7 +120,7 @@ TEST_F(CommandsTest, failuresHaveTheNumberOfTheirGroupAndSayWhatToTry) {
         {"ping --gwhost 127.0.0.1 --gwserv 1x", 4, "",
          "opening the connection failed: |where    127.0.0.1, service 1x|try      Check host"},
         {"ping --dest DEV --lang QQ", 5, "", "Invalid logon language QQ.|try      `zor keys`"},
-        {"describe --dest DEV NO_SUCH_THING", 5, "", "knows no function or type NO_SUCH_THING"},
+        {"describe --dest DEV NO_SUCH_THING", 5, "", "knows no function, type or class NO_SUCH_THING"},
     });
 }
 
@@ -253,7 +260,7 @@ TEST_F(CommandsTest, bashCompletesCommandsOptionsAndDestinations) {
         {"zor call --keep-", "--keep-going"},
         {"zor ping --format js", "json"},
         {"zor ping --dest O", "OPEN"},
-        {"zor describe --kind t", "type"},
+        {"zor describe --kind c", "class"},
         {"zor ping --passwd pr", "prompt"},
     };
     for (const auto& c : cases) {
