@@ -12,10 +12,11 @@ ZOR_RC ZorInvoke(ZOR_CONNECTION_HANDLE zorHandle, ZOR_FUNCTION_HANDLE funcHandle
     ZorConnection* const connection = ZorConnection::getConnectionFromHandle(zorHandle);
     return guarded(
         __func__, errorInfo, ConnectionLevel{connection},
-        checks(Handle{connection}, Required{funcHandle, "ZOR_FUNCTION_HANDLE"}), [&] {
+        checks(Handle{connection}, Required{funcHandle, "ZOR_FUNCTION_HANDLE"}), [&](FrameTrace& trace) {
             ZorRecord* const record = liveRecord(funcHandle);
             if (record == nullptr || record->getRecordType() != ZOR_RECORD_FUNCTION)
                 throw ZorInvalidParameterException("Only function handles are allowed in ZorInvoke");
-            connection->invoke(static_cast<ZorFunction&>(*record));
+            auto& function = static_cast<ZorFunction&>(*record);
+            if (connection->invoke(function)) trace.endWith(function);
         });
 }

@@ -16,6 +16,7 @@
 #include <type_traits>
 
 #include "config/zorconfig.h"
+#include "trace/zortrace.h"
 
 namespace zorapi {
 
@@ -130,6 +131,16 @@ class FrameTrace {
 
     /** True if the call is being traced, so that work may add lines of its own. */
     bool isOpen() const noexcept { return open; }
+
+    /** Ends the trace of a call that went well, an object with it: one write of the system, not two. */
+    template <class Object>
+    void endWith(Object& object) noexcept {
+        if (closing)
+            ZorTraceEndApiWith(name, object);
+        else
+            ZorTraceObject(object);
+        closing = false;
+    }
 
     void end(ZOR_RC rc, const ZOR_ERROR_INFO* info) const noexcept {
         if (closing) [[unlikely]]

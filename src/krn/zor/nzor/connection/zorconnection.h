@@ -59,8 +59,9 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
                                        ZOR_PM_CALLBACK onServerCallEnd) noexcept;
     /** @} */
 
-    /** Calls the function and reads the answer into its container. */
-    void invoke(ZorFunction& function);
+    /** Calls the function and reads the answer into its container. True if the container is to be traced now,
+     * which the caller does together with its closing line. */
+    bool invoke(ZorFunction& function);
     /** An empty call, to see whether the partner is there. */
     void ping();
     /** Has the partner give back what it keeps for the session; the next call introduces itself anew. */

@@ -199,13 +199,13 @@ void traceInvocation(std::uintptr_t handle, ZorFunction& function) noexcept {
 
 }  // namespace
 
-void ZorConnection::invoke(ZorFunction& function) {
+bool ZorConnection::invoke(ZorFunction& function) {
     const ZorConnectionUse use(*this);
     function.setTraceLevel(traceLevel);
     if (traceLevel > 0) traceInvocation(reinterpret_cast<uintptr_t>(handle()), function);
     function.zorCallReceive(*this, ZORID_NotUsed);
     hideGui();
-    if (traceLevel > 0) ZorTraceObject(function);
+    return traceLevel > 0;
 }
 
 void ZorConnection::resetKELServerContext() {

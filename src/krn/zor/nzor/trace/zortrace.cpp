@@ -1,5 +1,6 @@
 #include "trace/zortrace.h"
 
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -83,6 +84,14 @@ void openTrace(TraceFile& file) {
     file.lastModified = ZorTrace::clock();
 }
 
+/** Opens a file of this name in the trace directory. */
+TraceFile openedFile(const KEL_string& name) {
+    TraceFile file;
+    file.name = ZorConfig::getTraceDir() + name;
+    openTrace(file);
+    return file;
+}
+
 void rotateIfLarge(TraceFile& file) {
     if (file.stream.length() <= ZorConfig::getMaxTracefileSize()) return;
     file.stream.close();
@@ -90,39 +99,46 @@ void rotateIfLarge(TraceFile& file) {
     openTrace(file);
 }
 
+/** The same for a file that this process alone writes: the system is asked only once the limit seems near. */
+void rotateIfCountedLarge(TraceFile& file) {
+    if (file.stream.countedLength() > ZorConfig::getMaxTracefileSize()) rotateIfLarge(file);
+}
+
 /** The calling thread's file, opened and of a size within bounds. Under cs_zortrace. */
 TraceFile& threadFile(TraceState& state) {
     const int thread = ZorTrace::getThreadNumber();
     auto entry = state.traceCache.find(thread);
     if (entry != state.traceCache.end()) {
-        rotateIfLarge(entry->second);
+        rotateIfCountedLarge(entry->second);
         return entry->second;
     }
     if (state.traceCache.size() >= ZorTrace::MAX_CACHE_ENTRIES) state.traceCache.clear();
-    TraceFile file;
-    file.name = ZorConfig::getTraceDir() + ZorTrace::getFileName();
-    openTrace(file);
-    return state.traceCache.emplace(thread, std::move(file)).first->second;
+    return state.traceCache.emplace(thread, openedFile(ZorTrace::getFileName())).first->second;
 }
 
-/** A file that all threads share. Under its lock. */
-TraceFile& sharedFile(std::unique_ptr<TraceFile>& slot, const KEL_string& name) {
-    if (slot != nullptr) {
-        rotateIfLarge(*slot);
-        return *slot;
-    }
-    auto file = std::make_unique<TraceFile>();
-    file->name = ZorConfig::getTraceDir() + name;
-    openTrace(*file);
-    slot = std::move(file);
-    return *slot;
+/** The file of all threads. Under cs_zortrace. */
+TraceFile& processFile(TraceState& state) {
+    if (state.static_trc_out != nullptr)
+        rotateIfCountedLarge(*state.static_trc_out);
+    else
+        state.static_trc_out = std::make_unique<TraceFile>(openedFile(ZorTrace::getFileName()));
+    return *state.static_trc_out;
+}
+
+/** The log, which other processes write too. Under cs_devtrace. */
+TraceFile& logFile(TraceState& state) {
+    if (state.dev_zor_trace != nullptr)
+        rotateIfLarge(*state.dev_zor_trace);
+    else
+        state.dev_zor_trace = std::make_unique<TraceFile>(openedFile(dev_trc_name));
+    return *state.dev_zor_trace;
 }
 
 /** After a pause the reader of the trace is told the time. */
 void writeTimeLine(TraceFile& file) {
     const std::time_t now = ZorTrace::clock();
     if (now - file.lastModified > quietSeconds) {
-        file.stream.print("*** %s\n", ZorTrace::timeString().c_str());
+        file.stream.write({"*** ", ZorTrace::timeString(), "\n"});
         file.stream.flush();
     }
     file.lastModified = now;
@@ -147,10 +163,6 @@ void writeDumpLine(KEL_ofstream& trace, unsigned offset, const KEL_RAW* data, un
     trace.write("|\n");
 }
 
-const KEL_UC* truth(bool value) noexcept {
-    return value ? "true" : "false";
-}
-
 }  // namespace
 
 std::time_t (*ZorTrace::clock)() noexcept = []() noexcept { return std::time(nullptr); };
@@ -159,8 +171,7 @@ KEL_ofstream* ZorTrace::getTrace() {
     prepare();
     auto& state = traceState();
     std::unique_lock lock(state.cs_zortrace);
-    TraceFile& file =
-        ZorConfig::traceByThread() ? threadFile(state) : sharedFile(state.static_trc_out, getFileName());
+    TraceFile& file = ZorConfig::traceByThread() ? threadFile(state) : processFile(state);
     writeTimeLine(file);
     lock.release();
     return &file.stream;
@@ -185,57 +196,53 @@ void ZorTrace::writeLog(const KEL_UC* format, va_list arguments) {
     prepare();
     auto& state = traceState();
     const std::lock_guard lock(state.cs_devtrace);
-    KEL_ofstream& log = sharedFile(state.dev_zor_trace, dev_trc_name).stream;
+    KEL_ofstream& log = logFile(state).stream;
     log.vprint(format, arguments);
     log.write("\n");
     log.flush();
 }
 
 void ZorTrace::beginEntry(KEL_ofstream* trace, std::string_view kind, std::string_view name) {
-    if (!kind.empty()) {
-        trace->write(">> ");
-        trace->write(kind);
-        if (!name.empty()) {
-            trace->write("name=\"");
-            trace->write(name);
-            trace->write("\"");
-        }
-        trace->write("\n");
-    }
+    if (kind.empty()) return;
+    trace->write({">> ", kind});
+    if (!name.empty()) trace->write({"name=\"", name, "\""});
+    trace->write("\n");
 }
 
 void ZorTrace::endEntry(KEL_ofstream* trace, std::string_view kind, std::string_view) {
-    trace->write("<< ");
-    trace->write(kind);
-    trace->write("\n\n");
-    trace->flush();
+    trace->write({"<< ", kind, "\n\n"});
 }
 
 void ZorTrace::writeKeyValue(KEL_ofstream* trace, std::string_view key, const KEL_UC* value, size_t length,
                              bool lineEnd) {
-    trace->write("\t");
-    trace->write(key);
-    trace->write(": ");
-    trace->write({value, length});
-    trace->write(lineEnd ? "\n" : "\t");
+    trace->write({"\t", key, ": ", std::string_view(value, length), lineEnd ? "\n" : "\t"});
 }
 
 void ZorTrace::writeKeyValue(KEL_ofstream* trace, std::string_view key, bool value, bool lineEnd) {
-    const std::string_view text = truth(value);
+    const std::string_view text = value ? "true" : "false";
     writeKeyValue(trace, key, text.data(), text.size(), lineEnd);
 }
 
 void ZorTrace::writeParameter(KEL_ofstream* trace, std::string_view name, ZORTYPE type, unsigned length,
                               bool active, bool requested) {
-    // Piece by piece: a function has many, and formatting all of them would cost more than the writing.
+    /** By the two truth values, which a call's closing lines repeat for each parameter. */
+    static constexpr std::string_view ends[2][2] = {
+        {", Active: false, Requested: false\n", ", Active: false, Requested: true\n"},
+        {", Active: true, Requested: false\n", ", Active: true, Requested: true\n"}};
     KEL_UC digits[16];
     const auto end = std::to_chars(digits, digits + sizeof digits, length).ptr;
-    for (const std::string_view piece :
-         {std::string_view(">> "), name, std::string_view(", "), std::string_view(zorTypeName(type)),
-          std::string_view(", Length: "), std::string_view(digits, static_cast<size_t>(end - digits)),
-          std::string_view(", Active: "), std::string_view(truth(active)), std::string_view(", Requested: "),
-          std::string_view(truth(requested)), std::string_view("\n")})
-        trace->write(piece);
+    trace->write({">> ", name, ", ", zorTypeName(type), ", Length: ",
+                  std::string_view(digits, static_cast<size_t>(end - digits)), ends[active][requested]});
+}
+
+void ZorTrace::writeEndApi(KEL_ofstream* trace, std::string_view name, ZOR_RC rc,
+                           const ZOR_ERROR_INFO* info) {
+    trace->write({"<< ", name, " returned ", zorRcName(rc), "\n"});
+    if (rc != ZOR_OK && info != nullptr) {
+        if (info->key[0] != 0) trace->write({"\tZOR_ERROR_INFO.key: ", info->key, "\n"});
+        if (info->message[0] != 0) trace->write({"\tZOR_ERROR_INFO.message: ", info->message, "\n"});
+    }
+    trace->write("\n");
 }
 
 void ZorTrace::writeTextEntry(KEL_ofstream* trace, std::string_view kind, const KEL_UC* format,
@@ -267,7 +274,12 @@ KEL_string ZorTrace::timeZone() {
 }
 
 int ZorTrace::getThreadNumber() noexcept {
-    return static_cast<int>(::syscall(SYS_gettid));
+    // Kept, since the question is a call of the system and each line asks it. The child of a fork has a
+    // number of its own.
+    static thread_local int number = 0;
+    static const int registered [[maybe_unused]] = ::pthread_atfork(nullptr, nullptr, [] { number = 0; });
+    if (number == 0) number = static_cast<int>(::syscall(SYS_gettid));
+    return number;
 }
 
 KEL_string ZorTrace::getFileName() {

@@ -1,6 +1,7 @@
 /** @file Trace files: their names, their life, and the forms of an entry. */
 #pragma once
 
+#include <kelzor/error.h>
 #include <kelzor/types.h>
 
 #include <cstdarg>
@@ -32,7 +33,7 @@ class ZorTrace {
     /** A line in the log. */
     [[gnu::format(printf, 1, 0)]] static void writeLog(const KEL_UC* format, va_list arguments);
 
-    /** Begins an entry, which goes out as a whole with its end: one write of the system, not two. */
+    /** An entry goes out as a whole when the stream is given back: one write of the system, not two. */
     static void beginEntry(KEL_ofstream* trace, std::string_view kind, std::string_view name);
     static void endEntry(KEL_ofstream* trace, std::string_view kind, std::string_view name);
     /** A key with its value, on a line of its own or with a tab behind it. */
@@ -47,6 +48,9 @@ class ZorTrace {
                                bool active, bool requested);
     [[gnu::format(printf, 3, 0)]] static void writeTextEntry(KEL_ofstream* trace, std::string_view kind,
                                                              const KEL_UC* format, va_list arguments);
+    /** Closing lines of an exported function; info may be NULL. */
+    static void writeEndApi(KEL_ofstream* trace, std::string_view name, ZOR_RC rc,
+                            const ZOR_ERROR_INFO* info);
     /** The lines of a dump under a text. */
     [[gnu::format(printf, 4, 0)]] static void writeHexEntry(KEL_ofstream* trace, const KEL_RAW* data,
                                                             unsigned length, const KEL_UC* format,
@@ -85,6 +89,18 @@ void ZorTraceObject(Object& object) noexcept {
     try {
         const ZorTraceHold trace;
         object.writeTraceEntry(trace.stream());
+    } catch (...) {
+        // Tracing never fails a call.
+    }
+}
+
+/** An object as a successful call left it and the closing line of that call, in one go. */
+template <class Object>
+void ZorTraceEndApiWith(const KEL_UC* name, Object& object) noexcept {
+    try {
+        const ZorTraceHold trace;
+        object.writeTraceEntry(trace.stream());
+        ZorTrace::writeEndApi(trace.stream(), name, ZOR_OK, nullptr);
     } catch (...) {
         // Tracing never fails a call.
     }

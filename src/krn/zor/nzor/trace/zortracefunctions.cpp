@@ -20,38 +20,26 @@ void guardedEntry(const Body& body) noexcept {
     errno = savedErrno;
 }
 
-void writeInfoText(KEL_ofstream& trace, const KEL_UC* label, const KEL_UC* text) {
-    if (text[0] == 0) return;
-    trace.write(label);
-    trace.write(text);
-    trace.write("\n");
-}
-
 }  // namespace
 
 void ZorTraceBeginApi(const KEL_UC* name) noexcept {
     guardedEntry([&] {
         const ZorTraceHold trace;
-        trace->print(">> %s\n", name);
+        trace->write({">> ", name, "\n"});
     });
 }
 
 void ZorTraceEndApi(const KEL_UC* name, ZOR_RC rc, const ZOR_ERROR_INFO* info) noexcept {
     guardedEntry([&] {
         const ZorTraceHold trace;
-        trace->print("<< %s returned %s\n", name, zorRcName(rc));
-        if (rc != ZOR_OK && info != nullptr) {
-            writeInfoText(*trace.stream(), "\tZOR_ERROR_INFO.key: ", info->key);
-            writeInfoText(*trace.stream(), "\tZOR_ERROR_INFO.message: ", info->message);
-        }
-        trace->write("\n");
+        ZorTrace::writeEndApi(trace.stream(), name, rc, info);
     });
 }
 
 void ZorTraceBeginMethod(const KEL_UC* name) noexcept {
     guardedEntry([&] {
         const ZorTraceHold trace;
-        trace->print("\t>> %s\n", name);
+        trace->write({"\t>> ", name, "\n"});
     });
 }
 

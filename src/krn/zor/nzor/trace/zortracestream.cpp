@@ -17,10 +17,13 @@ constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 }  // namespace
 
 KEL_ofstream::KEL_ofstream(KEL_ofstream&& other) noexcept
-    : descriptor(std::exchange(other.descriptor, -1)), pending(std::move(other.pending)) {}
+    : descriptor(std::exchange(other.descriptor, -1)),
+      counted(std::exchange(other.counted, 0)),
+      pending(std::move(other.pending)) {}
 
 KEL_ofstream& KEL_ofstream::operator=(KEL_ofstream&& other) noexcept {
     std::swap(descriptor, other.descriptor);
+    std::swap(counted, other.counted);
     std::swap(pending, other.pending);
     return *this;
 }
@@ -36,6 +39,7 @@ void KEL_ofstream::open(const KEL_string& name) noexcept {
     descriptor = ::open(name.c_str(), flags, ownerOnly);
     struct stat properties {};
     if (descriptor >= 0 && (::fstat(descriptor, &properties) != 0 || !S_ISREG(properties.st_mode))) close();
+    (void)length();
 }
 
 void KEL_ofstream::close() noexcept {
@@ -43,13 +47,26 @@ void KEL_ofstream::close() noexcept {
     if (descriptor >= 0) ::close(std::exchange(descriptor, -1));
 }
 
-unsigned long long KEL_ofstream::length() const noexcept {
-    const off_t end = descriptor >= 0 ? ::lseek(descriptor, 0, SEEK_END) : 0;
-    return end > 0 ? static_cast<unsigned long long>(end) : 0;
+unsigned long long KEL_ofstream::length() noexcept {
+    const off_t end = isOpen() ? ::lseek(descriptor, 0, SEEK_END) : 0;
+    counted = end > 0 ? static_cast<unsigned long long>(end) : 0;
+    return counted;
 }
 
 void KEL_ofstream::write(std::string_view text) {
     if (isOpen()) pending.append(text);
+}
+
+void KEL_ofstream::write(std::initializer_list<std::string_view> pieces) {
+    if (!isOpen()) return;
+    size_t length = 0;
+    for (const std::string_view piece : pieces)
+        length += piece.size();
+    const size_t before = pending.size();
+    pending.resize(before + length);
+    KEL_UC* end = pending.data() + before;
+    for (const std::string_view piece : pieces)
+        end = std::copy(piece.begin(), piece.end(), end);
 }
 
 void KEL_ofstream::print(const KEL_UC* format, ...) {
@@ -72,6 +89,7 @@ void KEL_ofstream::flush() noexcept {
         const ssize_t written = ::write(descriptor, data, rest);
         if (written < 0 && errno == EINTR) continue;
         if (written <= 0) break;
+        counted += static_cast<size_t>(written);
         data += written;
         rest -= static_cast<size_t>(written);
     }

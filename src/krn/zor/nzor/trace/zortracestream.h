@@ -4,6 +4,7 @@
 #include <kelzor/types.h>
 
 #include <cstdarg>
+#include <initializer_list>
 #include <string_view>
 
 #include "error/zorexception.h"
@@ -23,10 +24,14 @@ class KEL_ofstream {
     void open(const KEL_string& name) noexcept;
     void close() noexcept;
     bool isOpen() const noexcept { return descriptor >= 0; }
-    /** Length of the file in bytes, 0 if it isn't open. */
-    unsigned long long length() const noexcept;
+    /** Length of the file in bytes, 0 if it isn't open. Asks the system. */
+    unsigned long long length() noexcept;
+    /** The same as this stream has counted it, without what others wrote or cut off since it last asked. */
+    unsigned long long countedLength() const noexcept { return counted; }
 
     void write(std::string_view text);
+    /** The pieces one behind the other: a trace has many, and formatting would cost more than the writing. */
+    void write(std::initializer_list<std::string_view> pieces);
     [[gnu::format(printf, 2, 3)]] void print(const KEL_UC* format, ...);
     /** At most 1023 characters of the formatted text. */
     [[gnu::format(printf, 2, 0)]] void vprint(const KEL_UC* format, va_list arguments);
@@ -34,5 +39,6 @@ class KEL_ofstream {
 
   private:
     int descriptor = -1;
+    unsigned long long counted = 0;
     KEL_string pending;
 };

@@ -151,7 +151,27 @@ TEST_F(ZorTraceTest, LargeFileIsRotated) {
     EXPECT_GT(fs::file_size(file.string() + ".old"), 0x100000u);
     EXPECT_LT(fs::file_size(file), 0x100000u);
     EXPECT_EQ(headers(file), 1u);
+    // One that somebody cut off is small again.
+    for (int i = 0; i < 1060; ++i) {
+        if (i == 1000) fs::resize_file(file, 0);
+        ZorTraceWrite("%s", std::string(1000, 'n').c_str());
+    }
+    EXPECT_EQ(fs::file_size(file), 60 * 1001u);
     configure("DEFAULT\nZOR_TRACE_MAX_FILE_SIZE=512M\n");
+}
+
+TEST_F(ZorTraceTest, AForkedProcessHasAFileOfItsOwn) {
+    ZorTraceWrite("parent");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ZorTraceWrite("child");
+        ::_exit(0);
+    }
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    KEL_UC name[64];
+    std::snprintf(name, sizeof name, "zor%.5d_%05d.trc", child, child);
+    EXPECT_EQ(body(directory / name), "child\n");
+    EXPECT_EQ(body(ownFile()), "parent\n");
 }
 
 TEST_F(ZorTraceTest, LogLines) {
