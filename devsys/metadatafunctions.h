@@ -77,8 +77,10 @@ struct ParameterLine {
     bool optional = false;
 };
 
-/** The lines of a function's interface; `resolved` has types by letter and name, whatever they refer to. */
-std::vector<ParameterLine> listParameters(const FunctionDescription& function, bool resolved = false);
+/** The lines of a function's interface, with types by letter or by what they refer to. */
+std::vector<ParameterLine> listParameters(const FunctionDescription& function);
+/** The same with types by letter and name, whatever they refer to, and lengths of a layout. */
+std::vector<ParameterLine> listResolvedParameters(const FunctionDescription& function, Layout layout);
 /** Writes a line in the form of a classic interface, or of one among many. */
 void writeParameter(RowWriter row, const ParameterLine& line);
 
@@ -140,7 +142,10 @@ class MetadataAnswer {
     template <class Fill>
     void record(std::string_view name, Fill fill) {
         const ParameterDescription* const parameter = wanted(name);
-        if (parameter != nullptr) fill(RowWriter(beginRecord(*parameter), *parameter->structure));
+        if (parameter == nullptr) return;
+        const std::span<Byte> image = beginRecord(*parameter);
+        fill(RowWriter(image, *parameter->structure));
+        finish(*parameter, image);
     }
 
     template <class Lines, class Fill>
@@ -148,8 +153,11 @@ class MetadataAnswer {
         const ParameterDescription* const parameter = wanted(name);
         if (parameter == nullptr) return;
         beginTable(*parameter, lines.size());
-        for (const auto& line : lines)
-            fill(RowWriter(nextRow(*parameter), *parameter->structure), line);
+        for (const auto& line : lines) {
+            const std::span<Byte> image = nextRow(*parameter);
+            fill(RowWriter(image, *parameter->structure), line);
+            finish(*parameter, image);
+        }
     }
 
     /** A table that travels as XML. */
@@ -172,6 +180,8 @@ class MetadataAnswer {
     std::span<Byte> beginRecord(const ParameterDescription& parameter);
     void beginTable(const ParameterDescription& parameter, std::size_t rows);
     std::span<Byte> nextRow(const ParameterDescription& parameter);
+    /** Brings the numbers of what was filled into the format of the machine. */
+    void finish(const ParameterDescription& parameter, std::span<Byte> image);
     void replyDocument(const ParameterDescription& parameter, const XmlElement& root);
 
     Call& call_;

@@ -4,6 +4,7 @@
 
 #include "devsys/call.h"
 #include "devsys/metadatafunctions.h"
+#include "devsys/partnerprofile.h"
 #include "wire/zorid.h"
 
 namespace zordev {
@@ -23,41 +24,58 @@ char capitalOf(ZOR_DIRECTION direction) {
     }
 }
 
-}  // namespace
+ParameterLine lineOf(const ParameterDescription& parameter, Layout layout) {
+    ParameterLine line{capitalOf(parameter.direction), std::string(parameter.name)};
+    const bool isRows = parameter.direction == ZOR_TABLES;
+    line.letter = isRows ? 'u' : letterOf(parameter.type);
+    if (parameter.structure != nullptr)
+        line.typeName = isRows || parameter.type == ZORTYPE_STRUCTURE
+                            ? std::string(parameter.structure->name)
+                            : tableTypeName(parameter.structure, {});
+    line.length = fieldLength({{}, parameter.type, parameter.length, 0, 0, parameter.structure}, layout);
+    line.decimals = parameter.decimals;
+    line.optional = parameter.direction != ZOR_EXPORT;
+    return line;
+}
 
-std::vector<ParameterLine> listParameters(const FunctionDescription& function, bool resolved) {
+// The lines of the parameters, each with what `refer` makes of its reference, and of the exceptions.
+template <class Refer>
+std::vector<ParameterLine> listLines(const FunctionDescription& function, Layout layout, Refer refer) {
     std::vector<ParameterLine> lines;
     for (const ParameterDescription& parameter : function.parameters) {
-        ParameterLine line{capitalOf(parameter.direction), std::string(parameter.name)};
-        const bool nested = parameter.structure != nullptr;
-        const bool isRows = parameter.direction == ZOR_TABLES;
-        line.letter = isRows ? 'u' : letterOf(parameter.type);
-        if (nested)
-            line.typeName = isRows || parameter.type == ZORTYPE_STRUCTURE
-                                ? std::string(parameter.structure->name)
-                                : tableTypeName(parameter.structure, {});
-        line.length =
-            fieldLength({{}, parameter.type, parameter.length, 0, 0, parameter.structure}, Layout::narrow);
-        line.decimals = parameter.decimals;
-        line.optional = parameter.direction != ZOR_EXPORT;
-        for (const ParameterReference& reference : referencesOf(function.name)) {
-            if (reference.parameter != parameter.name) continue;
-            // By field only where that leads to another type's name.
-            if (resolved && parameter.structure == nullptr) continue;
-            line.typeName = reference.typeName;
-            line.fieldName = reference.fieldName;
-            if (resolved) continue;
-            line.letter = ' ';
-            if (!line.fieldName.empty()) line.length = 0;
-        }
-        lines.push_back(line);
+        lines.push_back(lineOf(parameter, layout));
+        for (const ParameterReference& reference : referencesOf(function.name))
+            if (reference.parameter == parameter.name) refer(lines.back(), parameter, reference);
     }
     for (const ExceptionDescription& exception : function.exceptions) {
-        ParameterLine line{'X', std::string(exception.name)};
-        line.text = exception.text;
-        lines.push_back(line);
+        lines.push_back({'X', std::string(exception.name)});
+        lines.back().text = exception.text;
     }
     return lines;
+}
+
+}  // namespace
+
+std::vector<ParameterLine> listParameters(const FunctionDescription& function) {
+    return listLines(
+        function, Layout::narrow,
+        [](ParameterLine& line, const ParameterDescription&, const ParameterReference& reference) {
+            line.typeName = reference.typeName;
+            line.fieldName = reference.fieldName;
+            line.letter = ' ';
+            if (!line.fieldName.empty()) line.length = 0;
+        });
+}
+
+std::vector<ParameterLine> listResolvedParameters(const FunctionDescription& function, Layout layout) {
+    return listLines(
+        function, layout,
+        [](ParameterLine& line, const ParameterDescription& parameter, const ParameterReference& reference) {
+            // By field only where that leads to another type's name.
+            if (parameter.structure == nullptr) return;
+            line.typeName = reference.typeName;
+            line.fieldName = reference.fieldName;
+        });
 }
 
 std::string_view MetadataAnswer::given(std::string_view name) const {
@@ -99,6 +117,10 @@ void MetadataAnswer::beginTable(const ParameterDescription& parameter, std::size
 
 std::span<Byte> MetadataAnswer::nextRow(const ParameterDescription& parameter) {
     return call_.out.reserve(ZORID_TableContent, parameter.length);
+}
+
+void MetadataAnswer::finish(const ParameterDescription& parameter, std::span<Byte> image) {
+    convertRecord(call_.host.profile(), *parameter.structure, image);
 }
 
 void MetadataAnswer::replyDocument(const ParameterDescription& parameter, const XmlElement& root) {

@@ -6,6 +6,7 @@
 #include "devsys/backend.h"
 #include "devsys/call.h"
 #include "devsys/metadatafunctions.h"
+#include "devsys/partnerprofile.h"
 
 namespace zordev {
 
@@ -73,13 +74,14 @@ class Closure {
     std::set<std::string> told_;
 };
 
-void findFunctionNamed(const std::string& name, Findings& findings, Closure& types, DictionaryFault fault) {
+void findFunctionNamed(const std::string& name, Findings& findings, Closure& types, Layout layout,
+                       DictionaryFault fault) {
     const FunctionDescription* const function = findFunction(name);
     if (function == nullptr)
         return findings.functionFailures.push_back({name, "FU_NOT_FOUND", "Function module does not exist"});
     if (function->beforeLogon) return findings.functionFailures.push_back({name, "NO_ZOR_FUNC", ""});
     findings.functions.push_back(name);
-    for (ParameterLine line : listParameters(*function, true)) {
+    for (ParameterLine line : listResolvedParameters(*function, layout)) {
         if (fault == DictionaryFault::negativeLength) line.length = static_cast<unsigned>(-1);
         if (fault == DictionaryFault::doubleName) line.name = "TWICE";
         findings.parameters.push_back({name, line});
@@ -147,6 +149,7 @@ Outcome getMetadata(Call& call) {
     const DictionaryFault fault = call.host.backEnd().dictionaryFault;
     Findings findings;
     Closure types(findings, fault);
+    const Layout layout = call.host.profile().wide() ? Layout::wide : Layout::narrow;
     for (const std::string& name : answer.givenNames("DATATYPES", 30)) {
         if (Dictionary::instance().find(name, 999) == nullptr) {
             const bool locked = name == "ZDEV_LOCKED";
@@ -158,7 +161,7 @@ Outcome getMetadata(Call& call) {
         types.add(name);
     }
     for (const std::string& name : answer.givenNames("FUNCTIONNAMES", 30))
-        findFunctionNamed(name, findings, types, fault);
+        findFunctionNamed(name, findings, types, layout, fault);
     write(answer, findings, fault);
     return Outcome::reply;
 }

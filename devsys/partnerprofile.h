@@ -23,6 +23,8 @@ struct PartnerProfile {
     std::string systemCodePage = "1100"; /**< That it works in. */
 
     bool convertsNumbers() const { return bigEndian || hexFloat; }
+    /** Whether its characters have two bytes, whatever they have on the way. */
+    bool wide() const { return codePage.starts_with('4'); }
 };
 
 /** Brings a number of an ordinary machine, of the length that its type has, into the format of the profile.

@@ -1,5 +1,7 @@
 // Back-ends on other machines: byte orders, float formats, code pages and character sizes.
 
+#include <algorithm>
+
 #include "session.h"
 
 namespace {
@@ -104,6 +106,63 @@ TEST_P(PartnerTest, recordsAndRowsComeBackAsTheyWent) {
 TEST_P(PartnerTest, thePasswordStateIsUnderstood) {
     EXPECT_EQ(open(logon({{"USER", "EXPIRED"}, {"PASSWORD_CHANGE_ENFORCED", "1"}}), error), nullptr);
     EXPECT_STREQ(error.key, "PASSWORD_EXPIRED");
+}
+
+// An item with a short payload.
+std::string item(unsigned id, std::string_view payload) {
+    const auto number = [](size_t value) {
+        return std::string{static_cast<char>(value >> 8), static_cast<char>(value)};
+    };
+    return number(id) + number(payload.size()) + std::string(payload) + number(id);
+}
+
+std::string field(std::string_view name, std::string_view value) {
+    return item(513, name) + item(515, value);
+}
+
+ZOR_RC addOne(ZOR_CONNECTION_HANDLE, ZOR_FUNCTION_HANDLE call, ZOR_ERROR_INFO*) {
+    ZOR_INT number = 0;
+    double ratio = 0;
+    EXPECT_EQ(ZorGetInt(call, "I_INT", &number, nullptr), ZOR_OK);
+    EXPECT_EQ(ZorGetFloat(call, "I_FLOAT", &ratio, nullptr), ZOR_OK);
+    EXPECT_EQ(ratio, -118.625);
+    return ZorSetInt(call, "E_INT", number + 1, nullptr);
+}
+
+TEST_P(PartnerTest, aCallbackComesInItsFormatAndIsAnsweredInOurs) {
+    Function served("ECHO_TEN_SCALARS");
+    const ZOR_FUNCTION_DESC_HANDLE description = ZorDescribeFunction(served, &error);
+    ASSERT_EQ(ZorInstallServerFunction(nullptr, description, addOne, &error), ZOR_OK) << error.message;
+    std::string number{1, 2, 3, 4};
+    std::string ratio(GetParam().hexFloat ? "\xC2\x76\xA0\0\0\0\0\0" : "\xC0\x5D\xA8\0\0\0\0\0", 8);
+    if (!GetParam().bigEndian) {
+        std::ranges::reverse(number);
+        std::ranges::reverse(ratio);
+    }
+    const std::string items = item(517, "E_INT") + field("I_INT", number) + field("I_FLOAT", ratio);
+    Function function("CALL_BACK_ITEMS");
+    function.setText("FUNCTION", "ECHO_TEN_SCALARS");
+    ASSERT_EQ(ZorSetXString(function, "ITEMS", reinterpret_cast<const KEL_RAW*>(items.data()),
+                            static_cast<unsigned>(items.size()), &error),
+              ZOR_OK);
+    EXPECT_EQ(invoke(connect(), function), ZOR_OK) << error.message;
+    EXPECT_NE(function.bytes("ANSWER", 4096).find(field("E_INT", "\x05\x03\x02\x01")), std::string::npos);
+    EXPECT_EQ(ZorInstallServerFunction(nullptr, description, nullptr, &error), ZOR_OK);
+}
+
+TEST_P(PartnerTest, failuresAreUnderstood) {
+    const ZOR_CONNECTION_HANDLE connection = connect();
+    Function exception("RAISE_EXCEPTION");
+    exception.setText("NAME", "NO_ROOM");
+    for (const auto& [name, value] : Parameters{{"MSGID", "ZZ"}, {"MSGTY", "E"}, {"MSGNO", "012"}})
+        exception.setText(name.c_str(), value);
+    EXPECT_EQ(invoke(connection, exception), ZOR_UBIX_EXCEPTION);
+    EXPECT_STREQ(error.key, "NO_ROOM");
+    EXPECT_STREQ(error.ubixMsgNumber, "012");
+    Function message("RAISE_MESSAGE");
+    message.setText("TEXT", "no more");
+    EXPECT_EQ(invoke(connection, message), ZOR_UBIX_MESSAGE);
+    EXPECT_STREQ(error.message, "no more");
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, PartnerTest,
