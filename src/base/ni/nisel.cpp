@@ -234,13 +234,12 @@ class NISEL_IMPL : public NISEL {
             }
     }
 
-    /** Members with bytes that a read before took from the socket. Only those watched for are looked at: the
-     * others may be in use by other threads. */
+    /** Members with bytes that a read before took from the socket. */
     void addEarly() {
         for (const auto& [handle, place] : places) {
             if ((members[place].flags & NI_READ) == 0) continue;
             const NITAB* entry = NiTabFind(handle);
-            if (entry && !entry->mConHdl->mEarly.empty()) addReady(place, NI_READ);
+            if (entry && entry->mConHdl->mEarly.any()) addReady(place, NI_READ);
         }
     }
 

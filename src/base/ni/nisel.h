@@ -49,7 +49,8 @@ KELRETURN NiSelSelect(NISEL_HDL set, KEL_INT timeout) noexcept;
 /** The next ready handle of the last select, NI_INVALID_HDL at the end. Any of the results may be NULL. */
 NI_HDL NiSelNext(NISEL_HDL set, bool* read, bool* write, bool* connect, void** data) noexcept;
 
-/** Whether a handle is in the set. */
+/** Whether a handle is in the set. Others may ask while a thread is in NiSelSelect, which changes no members.
+ */
 bool NiSelIsMember(NISEL_HDL set, NI_HDL handle) noexcept;
 
 /** A wake-up pipe; any thread may use it at any time. */

@@ -41,6 +41,12 @@ int freshEntry() noexcept THR_REQUIRES(hdl_section) {
     return usedEntries++;
 }
 
+/** The handle of an entry that had `last` before. 0 is none: programs take it for "no registration". */
+NI_HDL nextHandle(int index, NI_HDL last) noexcept {
+    const NI_HDL next = index * REUSE_COUNT + (last + 1) % REUSE_COUNT;
+    return next != 0 ? next : 1;
+}
+
 /** Puts an entry to the free ones. */
 void release(NITAB* entry) noexcept {
     entry->mConHdl.reset();
@@ -73,6 +79,7 @@ std::span<KEL_RAW> NiEarly::replace(std::size_t length) noexcept {
         return {};
     }
     handles.fetch_add(1, std::memory_order_relaxed);
+    some.store(true, std::memory_order_relaxed);
     return bytes;
 }
 
@@ -80,6 +87,7 @@ void NiEarly::clear() {
     if (!bytes.empty()) handles.fetch_sub(1, std::memory_order_relaxed);
     bytes.clear();
     used = 0;
+    some.store(false, std::memory_order_relaxed);
 }
 
 KELRETURN NiTabInit(KEL_INT maxHandles) noexcept {
@@ -115,7 +123,7 @@ NITAB* NiTabNew(NI_STAT type) noexcept {
     }
     if (index < 0) return nullptr;
     NITAB* entry = entryAt(index);
-    entry->mHandle = index * REUSE_COUNT + (entry->mHandle + 1) % REUSE_COUNT;
+    entry->mHandle = nextHandle(index, entry->mHandle);
     entry->mType = type;
     entry->mSelected = 0;
     if (type == NI_INITIAL_CON)

@@ -26,6 +26,8 @@ class NiEarly {
     /** What is there; valid until the next change. */
     std::span<const KEL_RAW> left() const { return std::span(bytes).subspan(used); }
     bool empty() const { return used == bytes.size(); }
+    /** The contrary of empty(), for threads that the handle doesn't belong to. */
+    bool any() const noexcept { return some.load(std::memory_order_relaxed); }
     /** The first `count` bytes were taken. */
     void take(std::size_t count);
     /** Replaces all by room for `length` bytes; empty without memory. Keeps its capacity. */
@@ -39,6 +41,7 @@ class NiEarly {
     static inline std::atomic<int> handles{0};
     std::vector<KEL_RAW> bytes;
     std::size_t used = 0;
+    std::atomic<bool> some{false};
 };
 
 /** What a connection keeps. */

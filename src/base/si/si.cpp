@@ -53,6 +53,17 @@ SI_RC noDelay(SI_SOCK* sock) noexcept {
     return sock->family == AF_UNIX ? SI_OK : SiSetSockOpt(sock, IPPROTO_TCP, TCP_NODELAY, 1);
 }
 
+/** Keeps a socket clear of the standard streams, also where a program has closed these: what it prints, or a
+ * program that it starts, would reach the partner. */
+int clearOfStreams(int socketNo) noexcept {
+    if (socketNo < 0 || socketNo > STDERR_FILENO) return socketNo;
+    const int higher = fcntl(socketNo, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    close(socketNo);
+    errno = error;
+    return higher;
+}
+
 }  // namespace
 
 SI_RC SiFail(SI_SOCK* sock, const KEL_CHAR* call, int error) noexcept {
@@ -65,7 +76,7 @@ SI_RC SiFail(SI_SOCK* sock, const KEL_CHAR* call, int error) noexcept {
 
 SI_RC SiSocket(int family, SI_SOCK* sock) noexcept {
     *sock = {.family = family, .type = SOCK_STREAM};
-    sock->socketNo = socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    sock->socketNo = clearOfStreams(socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (sock->socketNo < 0) return SiFail(sock, "socket", errno);
     if (family == AF_INET6) (void)SiSetSockOpt(sock, IPPROTO_IPV6, IPV6_V6ONLY, 0);
     return noDelay(sock);
@@ -94,7 +105,8 @@ SI_RC SiListen(SI_SOCK* sock, int queueLength) noexcept {
 
 SI_RC SiAccept(SI_SOCK* listening, SI_SOCK* accepted) noexcept {
     *accepted = {.family = listening->family, .type = SOCK_STREAM};
-    accepted->socketNo = accept4(listening->socketNo, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    accepted->socketNo =
+        clearOfStreams(accept4(listening->socketNo, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (accepted->socketNo < 0) return SiFail(listening, "accept", errno);
     return noDelay(accepted);
 }

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "base/dptrc/err.h"
+#include "base/ni/nisel.h"
 #include "tests/base/ni/nipeer.h"
 
 namespace {
@@ -324,6 +325,18 @@ TEST_F(NiPair, StaleHandlesAreRefused) {
     for (const NI_HDL bad : {stale, NI_INVALID_HDL, handle + 8, 65536 * 8, INT32_MAX}) {
         EXPECT_EQ(NiRead(bad, nullptr, 0, 0, &length), NIEINVAL) << bad;
         EXPECT_EQ(NiCloseHandle(bad), NIEINVAL) << bad;
+    }
+}
+
+TEST(Ni, NoHandleIsZero) {
+    for (int round = 0; round < 20; ++round) {
+        NI_WAKEUP_HDL wakeup;
+        NI_HDL handle;
+        ASSERT_EQ(NiWakeupOpen(&wakeup), NI_OK);
+        ASSERT_EQ(NiWakeupAttach(wakeup), NI_OK);
+        ASSERT_EQ(NiWakeupGetNiHdl(wakeup, &handle), NI_OK);
+        EXPECT_GT(handle, 0) << round;
+        EXPECT_EQ(NiWakeupClose(wakeup), NI_OK);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "base/si/sisel.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -78,5 +79,18 @@ TEST_P(SiSelect, DescriptorsAboveTheUsualThousand) {
 
 INSTANTIATE_TEST_SUITE_P(Types, SiSelect,
                          testing::Values(SISEL_TYPE::epoll, SISEL_TYPE::poll, SISEL_TYPE::select));
+
+TEST(SiSockets, KeepClearOfTheStandardStreams) {
+    const int kept = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    SI_SOCK sock;
+    EXPECT_EQ(SiSocket(AF_INET, &sock), SI_OK);
+    EXPECT_GT(sock.socketNo, STDERR_FILENO);
+    EXPECT_EQ(fcntl(sock.socketNo, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+    EXPECT_EQ(SiClose(&sock), SI_OK);
+    dup2(kept, STDIN_FILENO);
+    close(kept);
+}
 
 }  // namespace

@@ -212,7 +212,7 @@ void STIDEAL(CONV_PROTO& conv) noexcept {
         STIEndRegistration(conv);
         return;
     }
-    if (conv.gw_socket != NI_INVALID_HDL) NiCloseHandle(conv.gw_socket);
+    STISelDel(conv, true);
     conv.gw_socket = NI_INVALID_HDL;
     STIFreeConv(conv);
 }

@@ -45,7 +45,7 @@ CM_RETCODE checkNames(const CPIC_REGISTER_REQUEST& request) {
 CM_RETCODE handleOf(const CONV_PROTO& conv, bool use_nihandle, CPIC_INT* handle) {
     *handle = conv.gw_socket;
     if (!use_nihandle && NiHdlToSock(conv.gw_socket, handle) != NI_OK) return CM_PRODUCT_SPECIFIC_ERROR;
-    if (*handle >= 0 && *handle < HANDLE_LIMIT) return CM_OK;
+    if (*handle > 0 && *handle < HANDLE_LIMIT) return CM_OK;
     CPIC_ERRSET(BAD_NI_HANDLE, "handle %d", *handle);
     return CM_PRODUCT_SPECIFIC_ERROR;
 }
@@ -171,6 +171,7 @@ void STIReturnToRegistration(CONV_PROTO& conv) noexcept {
         STIFreeConv(conv);
         return;
     }
+    STISelDel(conv, false);  // the set knows the entry that ends here
     registration->reg.running = -1;
     registration->reg.last_conv = conv.gwy_conv_ID;
     const bool ready = makeReady(*registration, conv);

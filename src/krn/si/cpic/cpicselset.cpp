@@ -98,7 +98,21 @@ void request(SelectSet& all, const Record& record) {
     KEL_RAW bytes[sizeof record];
     std::memcpy(bytes, &record, sizeof record);
     const ErrKeeper keeper;
-    if (NiWakeupExec2(all.wakeup, bytes, sizeof bytes, 0) != NI_OK) all.undelivered.push_back(record);
+    const bool behind = !all.undelivered.empty();  // records keep their order
+    if (behind || NiWakeupExec2(all.wakeup, bytes, sizeof bytes, 0) != NI_OK)
+        all.undelivered.push_back(record);
+}
+
+/** Takes a handle out of the set, or does so soon. False if it isn't there: then its owner may close it. */
+bool leaveSet(NI_HDL handle, bool close) {
+    const ThrCSGuard guard(wakeup_cs);
+    SelectSet& all = selectSet();
+    all.waiting.erase(handle);
+    std::erase(all.ready, handle);
+    // Also one that was taken back before stays open until the thread that listens has let go of it.
+    if (!NiSelIsMember(all.set, handle)) return false;
+    request(all, {handle, close ? CPIC_MASK_DEL : CPIC_MASK_SUB});
+    return true;
 }
 
 /** Applies what others asked for. */
@@ -215,14 +229,9 @@ bool STISelSet(CONV_PROTO& conv) noexcept {
 }
 
 void STISelDel(CONV_PROTO& conv, bool close) noexcept {
-    const ThrCSGuard guard(wakeup_cs);
-    SelectSet& all = selectSet();
-    const bool member = all.waiting.erase(conv.gw_socket) != 0;
-    std::erase(all.ready, conv.gw_socket);
-    if (member)
-        request(all, {conv.gw_socket, close ? CPIC_MASK_DEL : CPIC_MASK_SUB});
-    else if (close && conv.gw_socket != NI_INVALID_HDL)
-        NiCloseHandle(conv.gw_socket);
+    if (conv.gw_socket == NI_INVALID_HDL) return;
+    const bool left = leaveSet(conv.gw_socket, close);
+    if (close && !left) NiCloseHandle(conv.gw_socket);
 }
 
 CM_RETCODE KEL_CMLISTEN(CPIC_INT timeout, CM_RETCODE* return_code) noexcept {

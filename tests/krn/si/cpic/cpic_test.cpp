@@ -12,6 +12,7 @@
 
 #include "base/dptrc/err.h"
 #include "krn/si/gw/gwenum.h"
+#include "tests/krn/si/cpic/conversation.h"
 #include "tests/krn/si/cpic/fakegateway.h"
 
 using testing::HasSubstr;
@@ -21,46 +22,6 @@ namespace {
 /** ms for each step of an opening. The layer reads it once, so it stands before the first test runs. */
 constexpr const char* CONNECT_TIMEOUT = "2000";
 const bool limited = setenv("CPIC_CONNECT_TIMEOUT", CONNECT_TIMEOUT, 1) == 0;
-
-/** A client's side of one conversation, which ends with it. */
-struct Client {
-    Client() = default;
-    ~Client() { deal(); }
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
-
-    KEL_RAW id[8]{};
-    DATA_RECEIVED data{};
-    STATUS_RECEIVED status{};
-    std::string text;
-
-    CM_RETCODE init(const FakeGateway& gateway) {
-        CPIC_INIT_OPT options;
-        KEL_INIT_OPTIONS(&options);
-        return KEL_STINIT4(id, "TSLZOR", "partner", "keldp00", "127.0.0.1", gateway.service.c_str(), 'I', -1,
-                           nullptr, &options, nullptr);
-    }
-    CM_RETCODE open(const FakeGateway& gateway) {
-        CM_RETCODE rc = init(gateway);
-        const CPIC_INT length = 7;
-        if (rc == CM_OK) rc = STSPLN(id, "partner", &length, nullptr);
-        return rc == CM_OK ? STALLC(id, nullptr) : rc;
-    }
-    CM_RETCODE send(const std::string& block) {
-        const auto length = static_cast<CPIC_INT>(block.size());
-        return STSEND(id, reinterpret_cast<const KEL_RAW*>(block.data()), &length, nullptr, nullptr);
-    }
-    CM_RETCODE receive(CPIC_INT size = 28000) {
-        text.assign(static_cast<std::size_t>(size), '?');
-        CPIC_INT length = 0;
-        const CM_RETCODE rc = STRCV(id, reinterpret_cast<KEL_RAW*>(text.data()), &size, &data, &length,
-                                    &status, nullptr, nullptr);
-        text.resize(static_cast<std::size_t>(length));
-        return rc;
-    }
-    CM_RETCODE deal() { return STDEAL(id, nullptr); }
-    CM_RETCODE limit(CPIC_INT ms) { return KEL_CMTIMEOUT2(id, ms, nullptr); }
-};
 
 /** Runs a client against a script that starts once the conversation stands, opened with `info4`. */
 void converse(const std::function<void(FakeGateway&)>& script, const std::function<void(Client&)>& work,

@@ -4,11 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <deque>
 #include <future>
+#include <map>
 #include <thread>
 
 #include "base/dptrc/err.h"
 #include "krn/si/cpic/cpicconv.h"
+#include "tests/krn/si/cpic/conversation.h"
 #include "tests/krn/si/cpic/fakegateway.h"
 
 using testing::HasSubstr;
@@ -20,7 +23,7 @@ std::string textOf(const KEL_RAW* id) {
 }
 
 /** A program's side: a registration, and the conversation of its partner. */
-struct Program {
+struct Program : TestConversation {
     explicit Program(bool byNiHandle = false) : byNiHandle(byNiHandle) {}
     ~Program() {
         if (handle != 0) leave();
@@ -40,25 +43,8 @@ struct Program {
         const CPIC_INT left = std::exchange(handle, 0);
         return byNiHandle ? KEL_CMUNREGTP3(left, nullptr) : KEL_CMUNREGTP(left, nullptr);
     }
-    CM_RETCODE send(const std::string& block) {
-        const auto length = static_cast<CPIC_INT>(block.size());
-        return STSEND(id, reinterpret_cast<const KEL_RAW*>(block.data()), &length, nullptr, nullptr);
-    }
-    CM_RETCODE receive(CPIC_INT size = 28000) {
-        text.assign(static_cast<std::size_t>(size), '?');
-        CPIC_INT length = 0;
-        const CM_RETCODE rc = STRCV(id, reinterpret_cast<KEL_RAW*>(text.data()), &size, &data, &length,
-                                    &status, nullptr, nullptr);
-        text.resize(static_cast<std::size_t>(length));
-        return rc;
-    }
-
     bool byNiHandle;
     CPIC_INT handle = 0;
-    KEL_RAW id[8]{};
-    DATA_RECEIVED data{};
-    STATUS_RECEIVED status{};
-    std::string text;
 };
 
 TEST(CpicServer, OneLineCarriesPartnersOneAfterTheOther) {
@@ -113,7 +99,7 @@ TEST(CpicServer, OneLineCarriesPartnersOneAfterTheOther) {
             EXPECT_EQ(program.receive(), CM_OK);
             EXPECT_EQ(program.text, "question");
             EXPECT_EQ(program.send("reply"), CM_OK);
-            EXPECT_EQ(STDEAL(program.id, nullptr), CM_OK);
+            EXPECT_EQ(program.deal(), CM_OK);
         }
         EXPECT_EQ(ownId[0], byNiHandle ? 'N' : 'H');
         EXPECT_EQ(std::stoi(ownId.substr(1)), program.handle);
@@ -137,7 +123,7 @@ TEST(CpicServer, AStreamingPartnerIsNotAskedForData) {
     EXPECT_EQ(program.text, "first");
     EXPECT_EQ(program.receive(), CM_OK);
     EXPECT_EQ(program.text, "last");
-    EXPECT_EQ(STDEAL(program.id, nullptr), CM_OK);
+    EXPECT_EQ(program.deal(), CM_OK);
 }
 
 TEST(CpicServer, WhatAnAcceptMayMeet) {
@@ -253,7 +239,7 @@ TEST(CpicServer, ASignOfLifeTakesTheOfferBackForAMoment) {
     EXPECT_EQ(program.accept(0), CM_KEL_TIMEOUT_RETRY);
     EXPECT_EQ(KEL_CMUNACCPTP(program.handle, nullptr), CM_OK);
     EXPECT_EQ(program.accept(-1), CM_OK);
-    EXPECT_EQ(STDEAL(program.id, nullptr), CM_OK);
+    EXPECT_EQ(program.deal(), CM_OK);
     EXPECT_EQ(KEL_CMUNACCPTP(99999, nullptr), CM_PARAMETER_ERROR);
 }
 
@@ -330,11 +316,80 @@ TEST(CpicSelect, AConversationWaitsForItsNextBlock) {
     ASSERT_EQ(listenForOne(), &program);
     EXPECT_EQ(program.receive(), CM_OK);
     EXPECT_EQ(program.text, "third");
-    EXPECT_EQ(STDEAL(program.id, nullptr), CM_OK);
+    EXPECT_EQ(program.deal(), CM_OK);
+}
+
+/** `count` programs, each of which waits in the set for its partners and serves them. */
+void serveMany(int count) {
+    constexpr int partners = 2;
+    std::deque<FakeGateway> gateways;
+    std::deque<Program> programs;
+    for (int i = 0; i < count; ++i) {
+        FakeGateway& gateway = gateways.emplace_back([](FakeGateway& self) {
+            self.openRegistration();
+            for (int partner = 0; partner < partners; ++partner) {
+                self.givePartner("PARTNER" + std::to_string(partner));
+                self.expect(9);
+                self.answer({.rqtype = 9, .data = "call"});
+                self.expect(11);
+                self.expect(210);
+            }
+            self.take();
+        });
+        Program& program = programs.emplace_back(true);
+        ASSERT_EQ(program.enter(gateway), CM_OK) << KEL_CMPERR();
+        ASSERT_EQ(program.accept(CPIC_ACCEPT_BY_LISTEN), CM_OK);
+    }
+    std::map<Program*, int> served;
+    for (int left = count * partners; left > 0; --left) {
+        Program* program = listenForOne();
+        ASSERT_NE(program, nullptr) << left << " partners weren't told of";
+        ASSERT_EQ(program->accept(30), CM_OK) << KEL_CMPERR();
+        EXPECT_EQ(program->receive(), CM_OK) << KEL_CMPERR();
+        EXPECT_EQ(program->deal(), CM_OK);
+        if (++served[program] == partners) continue;
+        ASSERT_EQ(program->accept(CPIC_ACCEPT_BY_LISTEN), CM_OK);
+    }
+}
+
+TEST(CpicSelect, ManyRegistrationsInOneThread) {
+    // In the last rounds handles come again: each value was another program's before.
+    for (int round = 0; round < 10 && !HasFatalFailure(); ++round)
+        serveMany(50);
+    EXPECT_EQ(STIConvCount().current, 0);
+}
+
+TEST(CpicSelect, WhatHasEndedIsNotToldOf) {
+    FakeGateway gateway([](FakeGateway& self) {
+        self.openRegistration();
+        self.givePartner("PARTNER1");
+        self.expect(9);
+        self.answer({.rqtype = 9, .data = "call"});
+        self.expect(203);
+        self.expect(11);
+        self.expect(210);
+        self.answer({.rqtype = 203, .data = "too late"});
+        self.expect(208);
+    });
+    FakeGateway partner(
+        [](FakeGateway& self) { self.open(), self.expect(203), self.expect(11), self.take(); });
+    Program program(true);
+    ASSERT_EQ(program.enter(gateway), CM_OK);
+    ASSERT_EQ(program.accept(-1), CM_OK);
+    ASSERT_EQ(program.receive(), CM_OK);
+    Client client;
+    ASSERT_EQ(client.open(partner), CM_OK);
+    for (TestConversation* talk :
+         {static_cast<TestConversation*>(&program), static_cast<TestConversation*>(&client)}) {
+        ASSERT_EQ(talk->send("all"), CM_OK);
+        ASSERT_EQ(KEL_CMLISTEN3(talk->id, nullptr, nullptr), CM_OK);
+        EXPECT_EQ(talk->deal(), CM_OK);
+        EXPECT_EQ(KEL_CMLISTEN(100, nullptr), CM_KEL_TIMEOUT_RETRY);
+    }
 }
 
 TEST(CpicSelect, OtherThreadsReachTheSetWhileOneListens) {
-    constexpr int rounds = 20;
+    constexpr int rounds = 30;
     std::promise<void> stopped;
     std::thread listener([&] {
         std::future<void> stop = stopped.get_future();
@@ -347,7 +402,7 @@ TEST(CpicSelect, OtherThreadsReachTheSetWhileOneListens) {
         }
     });
     for (int round = 0; round < rounds; ++round) {
-        const bool served = round % 2 == 0;  // else the program leaves while it waits
+        const bool served = round % 3 == 0;  // else the program leaves while it waits
         std::promise<void> ready;
         FakeGateway gateway([served](FakeGateway& self) {
             self.openRegistration();
@@ -364,6 +419,8 @@ TEST(CpicSelect, OtherThreadsReachTheSetWhileOneListens) {
         if (served) {
             ready.get_future().wait();
             EXPECT_EQ(KEL_CMACCPTP3(handle, -1, id, nullptr, nullptr), CM_OK);
+        } else if (round % 3 == 1) {
+            EXPECT_EQ(KEL_CMACCPTP3(handle, 0, id, &ready, nullptr), CM_KEL_TIMEOUT_RETRY);
         }
         EXPECT_EQ(KEL_CMUNREGTP3(handle, nullptr), CM_OK);
     }
@@ -421,7 +478,7 @@ TEST(CpicStarted, JoinsTheConversationThatItWasStartedFor) {
     EXPECT_EQ(textOf(program.id), "87654321");
     EXPECT_EQ(program.receive(), CM_OK);
     EXPECT_EQ(program.text, "call");
-    EXPECT_EQ(STDEAL(program.id, nullptr), CM_OK);
+    EXPECT_EQ(program.deal(), CM_OK);
 }
 
 TEST(CpicStarted, WithAProgramIdItRegistersForOnePartner) {
@@ -446,7 +503,7 @@ TEST(CpicStarted, WithAProgramIdItRegistersForOnePartner) {
         Program program;
         EXPECT_EQ(STACCP(program.id, nullptr), inTime ? CM_OK : CM_PRODUCT_SPECIFIC_ERROR);
         if (inTime)
-            EXPECT_EQ(STDEAL(program.id, nullptr), CM_OK);
+            EXPECT_EQ(program.deal(), CM_OK);
         else
             EXPECT_THAT(ErrGetFld(ERR_ERROR), HasSubstr("timeout during accept for handle"));
         EXPECT_EQ(STIConvCount().current, 0);
