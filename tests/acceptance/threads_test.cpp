@@ -83,4 +83,34 @@ TEST_F(ThreadsTest, CallsClosesAndCancelsDoNotMeet) {
     connect();  // the system is as good as before
 }
 
+TEST_F(ThreadsTest, ACancelHitsTheCallThatItMeets) {
+    constexpr unsigned rounds = 150, longest = 100000;
+    std::minstd_rand random(7);
+    Function function("ECHO_TEN_SCALARS");
+    for (unsigned round = 0; round < rounds; ++round) {
+        ZOR_ERROR_INFO info{};
+        const ZOR_CONNECTION_HANDLE connection = open(logon(), info);
+        ASSERT_NE(connection, nullptr) << info.message;
+        std::atomic<unsigned> begun = 0;
+        unsigned first = 0, last = 0;
+        std::thread canceller([&, wait = random() % 600] {
+            ZOR_ERROR_INFO refused{};
+            std::this_thread::sleep_for(std::chrono::microseconds(wait));
+            do
+                first = begun;
+            while (ZorCancel(connection, &refused) != ZOR_OK);
+            last = begun;
+        });
+        ZOR_RC rc = ZOR_OK;
+        while (rc == ZOR_OK && begun < longest) {
+            ++begun;
+            rc = ZorInvoke(connection, function, &info);
+        }
+        canceller.join();
+        ASSERT_EQ(rc, ZOR_CANCELED) << info.message;
+        EXPECT_LE(first, begun);
+        EXPECT_EQ(last, begun);
+    }
+}
+
 }  // namespace

@@ -136,7 +136,8 @@ void ZorConnection::cancelHandle(ZOR_CONNECTION_HANDLE handle) {
     const std::lock_guard lock(list().cs_zor_conn);
     ZorConnection* const connection = list().find(handle);
     if (connection == nullptr || connection->control.zor_role != 'C') throwInvalidHandle(handle);
-    if (connection->inCall == 0) throw ZorIllegalStateException("ZOR connection is currently not in call.");
+    if (!connection->inCall.cancel())
+        throw ZorIllegalStateException("ZOR connection is currently not in call.");
     connection->cpic_tcp->cancel();
 }
 

@@ -9,10 +9,10 @@
 
 #include <kelzor/connection.h>
 
-#include <atomic>
 #include <memory>
 
 #include "config/zoroptions.h"
+#include "connection/zorcallcount.h"
 #include "connection/zorcallserver.h"
 #include "wire/zoritemstream.h"
 
@@ -113,6 +113,8 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     void onClientCallStart(const KEL_UC* functionName);
     void setConnOptions(ZorOptions& options, ZOR_PROTOCOL_TYPE type);
     void sendPing(std::string_view functionName);
+    void runCall(ZorFunction& function, ZORID rid);
+    void endCall();
     void sendRequest(ZorFunction& function, ZORID rid);
     void receiveAnswer(ZorFunction& function);
     /** Reads and drops the rest of the incoming message; closes the connection if that fails. */
@@ -144,7 +146,7 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
 
     unsigned traceLevel;
     bool listed = false;                    ///< In the list; changed under its lock only.
-    std::atomic<unsigned> inCall = 0;       ///< Calls that can be cancelled, nested ones counted.
+    ZorCallCount inCall;                    ///< Calls that can be cancelled.
     unsigned users = 0;                     ///< What runs on it, nested; belongs to the calling thread.
     bool hasErrorMsg = false;               ///< The conversation ended with data behind it.
     bool ended = false;                     ///< Closed or broken: there is no conversation to go on with.

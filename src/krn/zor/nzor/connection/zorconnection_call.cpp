@@ -31,23 +31,16 @@ class Nesting {
 /** What a call changes in its connection for as long as it runs. */
 class CallScope {
   public:
-    CallScope(ZorItemStream& stream, std::atomic<unsigned>& inCall) noexcept
-        : stream(stream),
-          inCall(inCall),
-          outermost(stream.callbackCount == 0),
-          nesting(stream.callbackCount) {
-        ++inCall;
-    }
+    explicit CallScope(ZorItemStream& stream) noexcept
+        : stream(stream), outermost(stream.callbackCount == 0), nesting(stream.callbackCount) {}
     CallScope(const CallScope&) = delete;
     ~CallScope() {
-        --inCall;
         // The tables of the outermost call stay known to the partner during calls within it.
         if (outermost) stream.resetDM();
     }
 
   private:
     ZorItemStream& stream;
-    std::atomic<unsigned>& inCall;
     bool outermost;
     Nesting nesting;
 };
@@ -126,12 +119,9 @@ void ZorFunction::zorCallReceive(ZorConnection& conn, ZORID rid) {
         throw ZorIllegalStateException(
             "Calling back to UBIX system not possible before the incoming data being completely read.");
     refuseOtherForms(*this, conn.control, false);
-    const CallScope scope(conn, conn.inCall);
+    const CallScope scope(conn);
     try {
-        conn.onClientCallStart(name.c_str());
-        conn.prepareToSend();
-        conn.sendRequest(*this, rid);
-        conn.receiveAnswer(*this);
+        conn.runCall(*this, rid);
     } catch (const ZorCommunicationException& exception) {
         ZorLogWrite("%s\n", exception.getMessage().c_str());
         traceFailure(conn, exception);
@@ -144,6 +134,27 @@ void ZorFunction::zorCallReceive(ZorConnection& conn, ZORID rid) {
             ZorLogWrite("%s\n", exception.getMessage().c_str());
         throw;
     }
+}
+
+void ZorConnection::runCall(ZorFunction& function, ZORID rid) {
+    inCall.begin();
+    try {
+        onClientCallStart(function.getName().c_str());
+        prepareToSend();
+        sendRequest(function, rid);
+        receiveAnswer(function);
+    } catch (...) {
+        endCall();
+        throw;
+    }
+    endCall();
+}
+
+/** A cancel that nobody has noticed takes effect now, whatever came of the call: it is meant for no other. */
+void ZorConnection::endCall() {
+    if (!inCall.end() || ended) return;
+    cpic_tcp->cancel();  // whoever cancels has noted it with the call and may not have come here yet
+    cpic_tcp->cancelIfPending();
 }
 
 void ZorConnection::sendRequest(ZorFunction& function, ZORID rid) {

@@ -50,6 +50,7 @@ class TcpConnection final : public ZorIOStream {
     CM_RETCODE receiveFlush() override;
 
     void cancel() noexcept override { cancelPending = true; }
+    void cancelIfPending() override { stopIfCancelled(); }
     CM_RETCODE close() noexcept override;
 
     bool isBufferEmpty() const noexcept override { return bytesInBuffer == 0; }
