@@ -15,6 +15,7 @@
 
 #include "devsys/zordev.h"
 #include "krn/si/cpic/cpic.h"
+#include "krn/si/cpic/cpicconv.h"
 #include "tests/devsys/devclient.h"
 
 namespace {
@@ -233,6 +234,25 @@ TEST(Programs, AStartedOneServesTheConversationThatItWasStartedFor) {
         EXPECT_EQ(answer.field("RESULT"), "started");
         EXPECT_EQ(system.violationText(), "");
     }
+}
+
+TEST(Programs, APartnerForWhomThereIsNoEntryIsSentBack) {
+    DevSystem system(patient());
+    Registration program;
+    ASSERT_EQ(program.enter(system, "crowded"), CM_OK);
+    std::vector<CONV_PROTO*> others;
+    while (CONV_PROTO* conv = STIGetNewConv())
+        others.push_back(conv);
+    auto refused = callLater(system, "crowded");
+    EXPECT_EQ(program.accept(60), CM_PRODUCT_SPECIFIC_ERROR);
+    EXPECT_EQ(refused.get().failure, "the program is gone");
+    for (CONV_PROTO* conv : others)
+        STIFreeConv(*conv);
+    auto served = callLater(system, "crowded");
+    ASSERT_EQ(program.accept(60), CM_OK) << KEL_CMPERR();
+    EXPECT_EQ(program.talk.serve("served"), CM_OK);
+    EXPECT_EQ(served.get().field("RESULT"), "served");
+    EXPECT_EQ(system.violationText(), "");
 }
 
 TEST(Programs, HearWhenTheGatewayGoesAndRegisterAgain) {

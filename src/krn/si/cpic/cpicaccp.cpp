@@ -132,23 +132,31 @@ CM_RETCODE refusePartner(CONV_PROTO& conv, const KEL_RAW* id, int code) {
     return CM_DEALLOCATED_ABEND;
 }
 
-/** No entry is free for the partner: the gateway may send it elsewhere. */
-CM_RETCODE noEntry(CONV_PROTO& registration) {
+/** No entry is free for the partner, who is told so: KEL_UNACCPTP alone would pass for a sign of life. */
+CM_RETCODE noEntry(CONV_PROTO& registration, const APPCHDR6& call) {
     registration.reg.reg_state = REG_INIT;
+    registration.reg.last_conv = call.conversation_ID;
     const ErrKeeper keeper;
-    STISendInternal(registration, GW_RQ_KEL_UNACCPTP, {CPIC_UNACCPTP, WORD_TIMEOUT});
+    APPCHDR6 end = STIHeader(registration, GW_RQ_DEALLOCATE);
+    end.conversation_ID = call.conversation_ID;
+    end.conn_idx = call.conn_idx;
+    ERR_ATTR reason;
+    ErrGetAttr(reason);
+    if (STISendError(registration, end, reason.rc) == CM_OK)
+        STISendInternal(registration, GW_RQ_KEL_UNACCPTP, {CPIC_UNACCPTP, WORD_TIMEOUT});
     return CM_PRODUCT_SPECIFIC_ERROR;
 }
 
 CM_RETCODE welcome(CONV_PROTO& registration, const CPIC_MESSAGE& message, KEL_RAW* conversation_ID) {
     const Partner partner = readPartner(registration, message);
     CONV_PROTO* conv = STIGetNewConv();
-    if (!conv) return noEntry(registration);
+    if (!conv) return noEntry(registration, message.header);
     try {
         inherit(*conv, registration, message.header);
     } catch (const std::bad_alloc&) {
         STIFreeConv(*conv);
-        return noEntry(registration);
+        CPIC_ERRSET(C_NO_MEM, "", static_cast<int>(registration.gwhost.size()));
+        return noEntry(registration, message.header);
     }
     registration.reg.reg_state = REG_RUNNING;
     registration.reg.running = conv->idx;

@@ -55,23 +55,19 @@ CM_RETCODE awaitCancelAnswer(CONV_PROTO& conv) {
     return answer.header.appc_rc;
 }
 
-/** The error block that tells a partner why. */
-CM_RETCODE sendErrorInfo(CONV_PROTO& conv, CPIC_INT code) {
-    const ErrKeeper keeper;
+}  // namespace
+
+CM_RETCODE STISendError(CONV_PROTO& conv, APPCHDR6 header, CPIC_INT code) noexcept {
     KEL_RAW block[2 * ERR_BLOCK_MAX];
     std::size_t length = 0;
-    CPIC_ERRSET(static_cast<KEL_RC>(code), "");
     if (ErrCpIntToNet(block, &length) != ERR_OK) length = 0;
     length = std::min(length, ERR_BLOCK_MAX);
-    APPCHDR6 header = STIHeader(conv, GW_RQ_DEALLOCATE);
     header.info = WITH_ERR_INFO;
     header.appc_rc = CM_DEALLOCATED_ABEND;
     header.kel_rc = code;
     header.err_len = static_cast<std::uint16_t>(length);
     return STISendToGw(conv, {CPIC_SENDERRINFO, END_TIMEOUT}, header, {}, std::span(block).first(length));
 }
-
-}  // namespace
 
 CM_RETCODE STDEAL(const KEL_RAW* conversation_ID, CM_RETCODE* return_code) noexcept {
     CONV_PROTO* conv;
@@ -101,6 +97,10 @@ CM_RETCODE KEL_CMSENDERRINFO(const KEL_RAW* conversation_ID, CPIC_INT code,
                              CM_RETCODE* return_code) noexcept {
     CONV_PROTO* conv;
     CM_RETCODE rc = STIEnter(conversation_ID, CPIC_SENDERRINFO, "KEL_CMSENDERRINFO", &conv);
-    if (rc == CM_OK && conv->unsent.empty()) rc = sendErrorInfo(*conv, code);
+    if (rc == CM_OK && conv->unsent.empty()) {
+        const ErrKeeper keeper;
+        CPIC_ERRSET(static_cast<KEL_RC>(code), "");
+        rc = STISendError(*conv, STIHeader(*conv, GW_RQ_DEALLOCATE), code);
+    }
     return STIReturn(rc, return_code);
 }

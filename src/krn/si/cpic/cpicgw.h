@@ -41,6 +41,10 @@ CM_RETCODE STIWriteRest(CONV_PROTO& conv, CPIC_CALL call) noexcept;
 /** A bare request that expects no answer of its own. Results as those of STISendToGw. */
 CM_RETCODE STISendInternal(CONV_PROTO& conv, GW_RQTYPE rqtype, CPIC_CALL call) noexcept;
 
+/** Ends a conversation by a DEALLOCATE that tells the partner why: with the current error. Results as above.
+ */
+CM_RETCODE STISendError(CONV_PROTO& conv, APPCHDR6 header, CPIC_INT code) noexcept;
+
 /** Makes the conversation's end, of which the network or the gateway is the cause, known; 20. */
 CM_RETCODE STIConnectionLost(CONV_PROTO& conv) noexcept;
 

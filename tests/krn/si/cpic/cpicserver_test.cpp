@@ -194,6 +194,51 @@ TEST(CpicServer, WhatAnAcceptMayMeet) {
     }
 }
 
+/** Entries of the table that nobody else can have meanwhile. */
+class FullTable {
+  public:
+    FullTable() {
+        while (CONV_PROTO* conv = STIGetNewConv())
+            taken.push_back(conv);
+    }
+    ~FullTable() {
+        for (CONV_PROTO* conv : taken)
+            STIFreeConv(*conv);
+    }
+    FullTable(const FullTable&) = delete;
+    FullTable& operator=(const FullTable&) = delete;
+
+  private:
+    std::vector<CONV_PROTO*> taken;
+};
+
+TEST(CpicServer, APartnerForWhomThereIsNoEntryIsToldSo) {
+    FakeGateway gateway([](FakeGateway& self) {
+        self.openRegistration();
+        self.givePartner("PARTNER1");
+        const std::string end = self.expect(11);
+        EXPECT_EQ(end.substr(30, 10), std::string("\x10\0", 2) + number(17, 4) + number(466, 4));
+        EXPECT_EQ(end.substr(40, 8), "PARTNER1");
+        EXPECT_EQ(end.substr(78), number(77, 2) + end.substr(80));
+        EXPECT_EQ(number(static_cast<unsigned>(end.size() - 80), 2), end.substr(8, 2));
+        EXPECT_THAT(end.substr(80), HasSubstr("max no of 200 conversations exceeded"));
+        EXPECT_EQ(self.expect(210).substr(40, 1), "N");
+        self.answer({.rqtype = 9, .data = "what the partner said meanwhile"});
+        self.givePartner("PARTNER2");
+        self.expect(11);
+    });
+    Program program(true);
+    ASSERT_EQ(program.enter(gateway), CM_OK);
+    {
+        const FullTable full;
+        EXPECT_EQ(program.accept(-1), CM_PRODUCT_SPECIFIC_ERROR);
+        EXPECT_THAT(KEL_CMPERR(), HasSubstr("max no of 200 conversations exceeded"));
+    }
+    EXPECT_EQ(program.accept(-1), CM_OK);
+    EXPECT_EQ(textOf(program.id), "PARTNER2");
+    EXPECT_EQ(program.deal(), CM_OK);
+}
+
 TEST(CpicServer, TheEndOfTheLineEndsTheRegistrationToo) {
     FakeGateway gateway([](FakeGateway& self) {
         self.openRegistration();
