@@ -19,6 +19,7 @@ struct Frame {
     std::uint32_t length;  ///< Bytes behind the frame.
     std::uint32_t wanted;  ///< In the last message of a request: bytes to answer with; else 0.
     std::uint32_t block;   ///< Bytes of a message of the answer.
+    std::uint32_t kept;    ///< Whether the request is kept, and is the answer.
 };
 
 [[noreturn]] void give_up() {
@@ -35,37 +36,52 @@ void sendAll(int socketNo, const void* data, std::size_t length) {
     }
 }
 
+void await(int socketNo) {
+    pollfd waiting{socketNo, POLLIN, 0};
+    poll(&waiting, 1, -1);
+}
+
 /** Reads until the buffer, `have` bytes of it filled, begins with a whole message. */
-bool receiveMessage(int socketNo, std::vector<char>& buffer, std::size_t& have, Frame& frame) {
+bool receiveMessage(int socketNo, std::vector<char>& buffer, std::size_t& have, Frame& frame, bool waits) {
     while (true) {
         if (have >= sizeof frame) {
             std::memcpy(&frame, buffer.data(), sizeof frame);
             if (have >= sizeof frame + frame.length) return true;
         }
+        if (waits) await(socketNo);
         const ssize_t got = recv(socketNo, buffer.data() + have, buffer.size() - have, 0);
         if (got <= 0) return false;
         have += static_cast<std::size_t>(got);
     }
 }
 
+/** Answers with so many bytes: those of the request, or whatever is in the buffer. */
+void answer(int pair, std::vector<char>& buffer, const std::vector<char>& kept, std::size_t left,
+            std::size_t block) {
+    std::size_t sent = 0;
+    while (sent < left) {
+        const std::size_t length = std::min(left - sent, block);
+        const Frame frame{static_cast<std::uint32_t>(length), 0, 0, 0};
+        std::memcpy(buffer.data(), &frame, sizeof frame);
+        if (!kept.empty()) std::memcpy(buffer.data() + sizeof frame, kept.data() + sent, length);
+        sendAll(pair, buffer.data(), sizeof frame + length);
+        sent += length;
+    }
+}
+
 /** Answers each request with as many bytes as its last message asks for. */
 void serve(int pair) {
-    std::vector<char> buffer(sizeof(Frame) + BARE_MAX_MESSAGE);
+    std::vector<char> buffer(sizeof(Frame) + BARE_MAX_MESSAGE), kept;
     while (true) {
-        pollfd waiting{pair, POLLIN, 0};
-        poll(&waiting, 1, -1);
+        await(pair);
         const ssize_t got = recv(pair, buffer.data(), buffer.size(), 0);
         if (got <= 0) return;
         Frame frame;
         std::memcpy(&frame, buffer.data(), sizeof frame);
-        std::uint32_t left = frame.wanted;
-        while (left > 0) {
-            const std::uint32_t length = std::min(left, frame.block);
-            left -= length;
-            const Frame answer{length, 0, 0};
-            std::memcpy(buffer.data(), &answer, sizeof answer);
-            sendAll(pair, buffer.data(), sizeof answer + length);
-        }
+        if (frame.kept != 0) kept.insert(kept.end(), buffer.begin() + sizeof frame, buffer.begin() + got);
+        if (frame.wanted == 0) continue;
+        answer(pair, buffer, kept, frame.wanted, frame.block);
+        kept.clear();  // its room stays
     }
 }
 
@@ -84,7 +100,7 @@ void relay(int client) {
         if (waiting[0].revents != 0) {
             Frame frame{};
             do {
-                open = receiveMessage(client, buffer, have, frame);
+                open = receiveMessage(client, buffer, have, frame, false);
                 if (!open) break;
                 const std::size_t whole = sizeof frame + frame.length;
                 sendAll(pair[0], buffer.data(), whole);
@@ -115,8 +131,10 @@ void runBareRelay(int listener) {
         const int client = accept(listener, nullptr, nullptr);
         if (client < 0) give_up();
         setNoDelay(client);
-        relay(client);
-        close(client);
+        std::thread([client] {
+            relay(client);
+            close(client);
+        }).detach();
     }
 }
 
@@ -139,17 +157,39 @@ void BareClient::exchange(std::size_t out, std::size_t in, std::size_t block) {
         const std::size_t length = std::min(out, block);
         out -= length;
         const Frame frame{static_cast<std::uint32_t>(length), out == 0 ? static_cast<std::uint32_t>(in) : 0,
-                          static_cast<std::uint32_t>(block)};
+                          static_cast<std::uint32_t>(block), 0};
         std::memcpy(buffer_.data(), &frame, sizeof frame);
         sendAll(socket_, buffer_.data(), sizeof frame + length);
     }
     // Frames are counted with the data, so that it doesn't matter how the stream is cut on its way.
     std::size_t left = in + (in + block - 1) / block * sizeof(Frame);
     while (left > 0) {
-        pollfd waiting{socket_, POLLIN, 0};
-        poll(&waiting, 1, -1);
+        await(socket_);
         const ssize_t got = recv(socket_, buffer_.data(), std::min(buffer_.size(), left), 0);
         if (got <= 0) std::abort();
         left -= static_cast<std::size_t>(got);
+    }
+}
+
+void BareClient::echo(std::vector<char>& data, std::size_t block) {
+    for (std::size_t sent = 0; sent < data.size();) {
+        const std::size_t length = std::min(data.size() - sent, block);
+        const bool last = sent + length == data.size();
+        const Frame frame{static_cast<std::uint32_t>(length),
+                          last ? static_cast<std::uint32_t>(data.size()) : 0,
+                          static_cast<std::uint32_t>(block), 1};
+        std::memcpy(buffer_.data(), &frame, sizeof frame);
+        std::memcpy(buffer_.data() + sizeof frame, data.data() + sent, length);
+        sendAll(socket_, buffer_.data(), sizeof frame + length);
+        sent += length;
+    }
+    for (std::size_t stored = 0, have = 0; stored < data.size();) {
+        Frame frame{};
+        if (!receiveMessage(socket_, buffer_, have, frame, true)) std::abort();
+        const std::size_t whole = sizeof frame + frame.length;
+        std::memcpy(data.data() + stored, buffer_.data() + sizeof frame, frame.length);
+        stored += frame.length;
+        have -= whole;
+        std::memmove(buffer_.data(), buffer_.data() + whole, have);
     }
 }

@@ -13,7 +13,7 @@
 /** Largest message in bytes, its frame not counted. */
 inline constexpr std::size_t BARE_MAX_MESSAGE = 32000;
 
-/** Serves one client after the other on a listening socket; never returns. */
+/** Serves clients on a listening socket, each with threads of its own; never returns. */
 [[noreturn]] void runBareRelay(int listener);
 
 /** A connection to a bare relay. */
@@ -25,6 +25,9 @@ class BareClient {
 
     /** Sends `out` bytes in messages of at most `block`, then receives `in` bytes in the same way. */
     void exchange(std::size_t out, std::size_t in, std::size_t block);
+
+    /** Sends the data in messages of at most `block` bytes; the server keeps them, and they come back. */
+    void echo(std::vector<char>& data, std::size_t block);
 
   private:
     int socket_;

@@ -49,7 +49,9 @@ class ItemWriter {
     void flag(std::uint16_t id) { item(id, {}); }
     void number4(std::uint16_t id, std::uint32_t value);
     /** Bytes that are items already, or no items at all. */
-    void raw(ByteSpan bytes) { std::ranges::copy(bytes, grow(bytes.size()).begin()); }
+    void raw(ByteSpan bytes) {
+        if (!bytes.empty()) std::memcpy(grow(bytes.size()).data(), bytes.data(), bytes.size());
+    }
     /** Makes an item of `length` bytes for the caller to fill; valid until the next call. */
     std::span<Byte> reserve(std::uint16_t id, std::size_t length);
 

@@ -1,0 +1,170 @@
+#include "callsession.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
+
+#include "barerelay.h"
+#include "devsys/zordev.h"
+
+namespace {
+
+void check(const ZOR_ERROR_INFO& error, const char* what) {
+    if (error.code != ZOR_OK) die(std::string(what) + ": " + error.message);
+}
+
+void report(int channel, std::uint16_t port) {
+    if (write(channel, &port, sizeof port) != sizeof port) _exit(1);
+}
+
+void add(ZOR_FUNCTION_DESC_HANDLE function, const char* name, ZORTYPE type, ZOR_DIRECTION direction,
+         unsigned length, unsigned wide, ZOR_TYPE_DESC_HANDLE desc = nullptr) {
+    ZOR_ERROR_INFO error{};
+    ZOR_PARAMETER_DESC parameter{};
+    std::snprintf(parameter.name, sizeof parameter.name, "%s", name);
+    parameter.type = type;
+    parameter.direction = direction;
+    parameter.nucLength = length;
+    parameter.ucLength = wide;
+    parameter.typeDescHandle = desc;
+    ZorAddParameter(function, &parameter, &error);
+    check(error, name);
+}
+
+}  // namespace
+
+[[noreturn]] void die(const std::string& what) {
+    std::fprintf(stderr, "call_bench: %s\n", what.c_str());
+    std::exit(1);
+}
+
+void bindToOneCore() {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(0, &set);
+    if (sched_setaffinity(0, sizeof set, &set) != 0) die("can't bind to a core");
+}
+
+double secondsOf(clockid_t clock) {
+    timespec now;
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+Child::Child(const std::function<void(int report)>& run) {
+    int channel[2];
+    if (pipe(channel) != 0) die("pipe");
+    pid_ = fork();
+    if (pid_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        run(channel[1]);
+        _exit(0);
+    }
+    if (read(channel[0], &port_, sizeof port_) != sizeof port_) die("a child did not start");
+    close(channel[0]);
+    close(channel[1]);
+}
+
+Child::~Child() {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+}
+
+void serveGateway(int channel) {
+    zordev::DevOptions options;
+    options.recordRequests = false;
+    const zordev::DevSystem system(std::move(options));
+    report(channel, system.gatewayPort());
+    pause();
+}
+
+void serveRelay(int channel) {
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (bind(listener, reinterpret_cast<sockaddr*>(&address), length) != 0 || listen(listener, 16) != 0)
+        _exit(1);
+    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
+    report(channel, ntohs(address.sin_port));
+    runBareRelay(listener);
+}
+
+Session::Session(std::uint16_t port, const char* traceLevel) {
+    const std::string service = std::to_string(port);
+    const ZOR_CONNECTION_PARAMETER parameters[] = {{"GWHOST", "127.0.0.1"}, {"GWSERV", service.c_str()},
+                                                   {"CLIENT", "100"},       {"USER", "DEMO"},
+                                                   {"PASSWD", "welcome"},   {"LANG", "EN"},
+                                                   {"TRACE", traceLevel}};
+    connection_ = ZorOpenConnection(parameters, std::size(parameters), &error_);
+    check(error_, "ZorOpenConnection");
+    makeScalars();
+}
+
+Session::~Session() {
+    ZorDestroyFunction(scalars_, nullptr);
+    if (lines_ != nullptr) ZorDestroyFunction(lines_, nullptr);
+    ZorCloseConnection(connection_, nullptr);
+}
+
+void Session::callScalars() {
+    ZorInvoke(connection_, scalars_, &error_);
+    check(error_, "ECHO_TEN_SCALARS");
+}
+
+void Session::callLines() {
+    ZorInvoke(connection_, lines_, &error_);
+    check(error_, "ECHO_TABLE");
+}
+
+void Session::makeLines(unsigned rows) {
+    const ZOR_TYPE_DESC_HANDLE line = ZorCreateTypeDesc("ECHO_LINE", &error_);
+    ZOR_FIELD_DESC text{};
+    std::snprintf(text.name, sizeof text.name, "TEXT");
+    text.type = ZORTYPE_CHAR;
+    text.nucLength = 100;
+    text.ucLength = 200;
+    ZorAddTypeField(line, &text, &error_);
+    ZorSetTypeLength(line, 100, 200, &error_);
+    check(error_, "ZorSetTypeLength");
+    const ZOR_FUNCTION_DESC_HANDLE function = ZorCreateFunctionDesc("ECHO_TABLE", &error_);
+    add(function, "LINES", ZORTYPE_TABLE, ZOR_TABLES, 100, 200, line);
+    lines_ = ZorCreateFunction(function, &error_);
+    check(error_, "ZorCreateFunction");
+    ZOR_TABLE_HANDLE table = nullptr;
+    ZorGetTable(lines_, "LINES", &table, &error_);
+    ZorAppendNewRows(table, rows, &error_);
+    check(error_, "ZorAppendNewRows");
+    ZorDestroyTypeDesc(line, nullptr);
+}
+
+void Session::makeScalars() {
+    const struct {
+        const char* name;
+        ZORTYPE type;
+        unsigned length;
+    } rows[] = {{"CHAR1", ZORTYPE_CHAR, 10}, {"CHAR2", ZORTYPE_CHAR, 40}, {"NUM", ZORTYPE_NUM, 8},
+                {"DATE", ZORTYPE_DATE, 8},   {"TIME", ZORTYPE_TIME, 6},   {"INT", ZORTYPE_INT, 4},
+                {"INT2", ZORTYPE_INT2, 2},   {"FLOAT", ZORTYPE_FLOAT, 8}, {"BCD", ZORTYPE_BCD, 8},
+                {"BYTE", ZORTYPE_BYTE, 16}};
+    const ZOR_FUNCTION_DESC_HANDLE function = ZorCreateFunctionDesc("ECHO_TEN_SCALARS", &error_);
+    for (const char* prefix : {"I_", "E_"})
+        for (const auto& row : rows) {
+            const bool text = row.type == ZORTYPE_CHAR || row.type == ZORTYPE_NUM ||
+                              row.type == ZORTYPE_DATE || row.type == ZORTYPE_TIME;
+            add(function, (prefix + std::string(row.name)).c_str(), row.type,
+                *prefix == 'I' ? ZOR_IMPORT : ZOR_EXPORT, row.length, text ? 2 * row.length : row.length);
+        }
+    scalars_ = ZorCreateFunction(function, &error_);
+    check(error_, "ZorCreateFunction");
+}
