@@ -117,6 +117,55 @@ TEST_F(TraceTest, thePasswordStandsNowhere) {
     EXPECT_EQ(trace.find(hex), std::string::npos);
 }
 
+/** The text columns of all dumps, joined. */
+std::string dumpedText(const std::string& trace) {
+    std::string text;
+    std::istringstream lines(trace);
+    constexpr std::size_t column = 46, width = 16;
+    for (std::string line; std::getline(lines, line);)
+        if (line.size() == column + width + 1 && line[7] == '|' && line[column - 1] == '|')
+            text += line.substr(column, width);
+    return text;
+}
+
+TEST_F(TraceTest, aSecretParameterIsCoveredInWhatIsSent) {
+    const ZOR_TYPE_DESC_HANDLE inner = ZorCreateTypeDesc("LOGON_DATA", &error);
+    ZOR_FIELD_DESC field{};
+    std::snprintf(field.name, sizeof field.name, "PASSWORD");
+    field.type = ZORTYPE_CHAR;
+    field.nucLength = 20;
+    field.ucLength = 40;
+    ASSERT_EQ(ZorAddTypeField(inner, &field, &error), ZOR_OK) << error.message;
+    ASSERT_EQ(ZorSetTypeLength(inner, 20, 40, &error), ZOR_OK) << error.message;
+    const ZOR_FUNCTION_DESC_HANDLE description = ZorCreateFunctionDesc("NOBODY_HAS_IT", &error);
+    for (const char* name : {"REMARK", "OLD_PASSWORD", "LOGON"}) {
+        ZOR_PARAMETER_DESC parameter{};
+        std::snprintf(parameter.name, sizeof parameter.name, "%s", name);
+        const bool structure = std::string_view(name) == "LOGON";
+        parameter.type = structure ? ZORTYPE_STRUCTURE : ZORTYPE_CHAR;
+        parameter.direction = ZOR_IMPORT;
+        parameter.nucLength = 20;
+        parameter.ucLength = 40;
+        parameter.typeDescHandle = structure ? inner : nullptr;
+        ASSERT_EQ(ZorAddParameter(description, &parameter, &error), ZOR_OK) << error.message;
+    }
+    const ZOR_FUNCTION_HANDLE call = ZorCreateFunction(description, &error);
+    ZOR_STRUCTURE_HANDLE data = nullptr;
+    ASSERT_EQ(ZorGetStructure(call, "LOGON", &data, &error), ZOR_OK) << error.message;
+    EXPECT_EQ(ZorSetString(call, "REMARK", "seen-by-everybody", 17, &error), ZOR_OK);
+    EXPECT_EQ(ZorSetString(call, "OLD_PASSWORD", "Very-Secret-17", 14, &error), ZOR_OK);
+    EXPECT_EQ(ZorSetString(data, "PASSWORD", "Very-Secret-18", 14, &error), ZOR_OK);
+    EXPECT_NE(invoke(connect({{"TRACE", "3"}}), call), ZOR_OK);
+    ZorDestroyFunction(call, nullptr);
+    ZorDestroyTypeDesc(inner, nullptr);
+    const std::string trace = written(), dumped = dumpedText(trace);
+    EXPECT_NE(dumped.find("seen-by-everybody"), dumped.npos) << trace;
+    EXPECT_NE(dumped.find("OLD_PASSWORD"), dumped.npos);
+    EXPECT_NE(dumped.find("*******************"), dumped.npos);
+    for (const std::string& all : {trace, dumped})
+        EXPECT_EQ(all.find("-Secret-"), all.npos) << all;
+}
+
 TEST_F(TraceTest, theTransportTellsWhatFailed) {
     ASSERT_EQ(ZorSetCpicTraceLevel(1, &error), ZOR_OK);
     const std::string password = "Very-Secret-17";

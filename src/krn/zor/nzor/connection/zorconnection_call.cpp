@@ -120,6 +120,7 @@ void ZorFunction::zorCallReceive(ZorConnection& conn, ZORID rid) {
             "Calling back to UBIX system not possible before the incoming data being completely read.");
     refuseOtherForms(*this, conn.control, false);
     const CallScope scope(conn);
+    const ZorItemStream::Travelling travelling(conn, *this);
     try {
         conn.runCall(*this, rid);
     } catch (const ZorCommunicationException& exception) {
@@ -183,6 +184,7 @@ void ZorConnection::receiveAnswer(ZorFunction& function) {
 void ZorConnection::answer(ZorFunction& function) {
     refuseOtherForms(function, control, true);
     readFlush();
+    const Travelling travelling(*this, function);
     sendRequest(function, ZORID_NotUsed);
 }
 

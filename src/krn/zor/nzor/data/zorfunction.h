@@ -89,6 +89,14 @@ class ZorFunction : public ZorRecord {
     /** The parameters; above level 2 the values of the active ones too. Makes no children. */
     void writeTraceEntry(KEL_ofstream* trace);
 
+    /**
+     * Whether nothing in the value of a parameter has the name of a secret, so that a dump may show its
+     * bytes; false for an unknown name.
+     */
+    bool showsParameter(std::string_view name) const noexcept;
+    /** The same of all parameters. */
+    bool showsAll() const noexcept;
+
     bool isCall = true;  ///< False while the container serves an incoming call.
 
   private:

@@ -1,10 +1,13 @@
 // What the trace shows of a function container.
 
+#include <algorithm>
+
 #include "data/zorfieldfailure.h"
 #include "data/zorfieldslot.h"
 #include "data/zorfunction.h"
 #include "data/zorstructure.h"
 #include "data/zortable.h"
+#include "meta/zorrecordmetadata.h"
 #include "trace/zortrace.h"
 
 namespace {
@@ -55,7 +58,42 @@ void writeFields(KEL_ofstream* trace, const KEL_string& path, ZorRecord& record)
         writeValue(trace, path + "." + record.getName(index), record, index);
 }
 
+/** Whether no field of a record, or of what it holds, has the name of a secret. */
+bool showsFields(const ZorRecordMetaData* record, unsigned depth = 0) noexcept {
+    constexpr unsigned deepest = 100;
+    if (record == nullptr) return true;
+    for (unsigned i = 0; i < record->getFieldCount(); ++i)
+        if (isSecretName(record->getName(i)) || depth == deepest ||
+            !showsFields(record->getRecordMetaData(i), depth + 1))
+            return false;
+    return true;
+}
+
+/** The description of what a parameter holds, which need not be the one that it was declared with. */
+const ZorRecordMetaData* heldType(ZorParameter& parameter) noexcept {
+    const ZorFieldSlot slot = parameter.slot();
+    if (slot.field.type == ZORTYPE_STRUCTURE) {
+        const auto* const structure = loadChild<ZorStructure>(slot.addr);
+        return structure != nullptr ? structure->getDescriptor() : nullptr;
+    }
+    if (slot.field.type != ZORTYPE_TABLE) return nullptr;
+    const auto* const table = loadChild<ZorTable>(slot.addr);
+    return table != nullptr ? table->getRowType() : nullptr;
+}
+
 }  // namespace
+
+bool ZorFunction::showsParameter(std::string_view name) const noexcept {
+    ZorParameter* const parameter = name.empty() ? nullptr : find(name);
+    return parameter != nullptr && !isSecretName(parameter->desc().name) &&
+           showsFields(metaData->getRecordMetaData(metaData->findIndex(parameter->desc().name))) &&
+           showsFields(heldType(*parameter));
+}
+
+bool ZorFunction::showsAll() const noexcept {
+    return std::ranges::all_of(params,
+                               [this](const auto& param) { return showsParameter(param->desc().name); });
+}
 
 void ZorFunction::writeTraceEntry(KEL_ofstream* trace) {
     constexpr std::string_view kind = "ZorFunction";

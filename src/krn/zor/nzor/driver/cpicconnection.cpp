@@ -88,10 +88,8 @@ CM_RETCODE CpicConnection::send() {
         openDataToTrace();
         if (const CM_RETCODE rc = sendBlock(); rc != CM_OK) throwCpicError(rc);
         lastIoTime = std::time(nullptr);
-        if (getTraceLevel() >= DUMP_LEVEL) {
-            bufferPtr = streamBuffer.get();
-            traceData("Sending", owner->traceCodepage());
-        }
+        bufferPtr = streamBuffer.get();
+        noteBlock(false);
     }
     resetBuffer();
     return CM_OK;
@@ -151,7 +149,7 @@ CM_RETCODE CpicConnection::receive(CPIC_INT timeout) {
     cpicError.clear();
     resetBuffer();
     const CM_RETCODE rc = awaitBlock(timeout);
-    if (bytesInBuffer != 0 && getTraceLevel() >= DUMP_LEVEL) traceData("Receiving", owner->traceCodepage());
+    noteBlock(true);
     if (rc == CM_KEL_TIMEOUT_RETRY || rc == CM_KEL_PING_RECEIVED) {
         resetBuffer();
         return rc;
@@ -192,8 +190,7 @@ CM_RETCODE CpicConnection::receiveFlush() {
     CM_RETCODE rc = CM_OK;
     while (!deallocated && !allReceived && rc == CM_OK) {
         rc = awaitBlock(-1);
-        if (bytesInBuffer != 0 && getTraceLevel() >= DUMP_LEVEL)
-            traceData("Receiving", owner->traceCodepage());
+        noteBlock(true);
         if (rc == CM_OK) continue;
         cpicError = KEL_CMPERR();
         drop(rc);
@@ -311,13 +308,27 @@ unsigned CpicConnection::getTraceLevel() const noexcept {
     return std::max(traceLevel, owner->connectionTraceLevel());
 }
 
-void CpicConnection::traceData(const KEL_UC* action, const KEL_string& codepage) const {
+/** A block went out or came in: it is counted, and dumped where the level asks for that. */
+void CpicConnection::noteBlock(bool incoming) noexcept {
+    if (bytesInBuffer == 0) return;
+    try {
+        if (getTraceLevel() >= DUMP_LEVEL) traceData(incoming);
+    } catch (...) {
+        // Tracing never fails a call.
+    }
+    countBlock(incoming);
+}
+
+void CpicConnection::traceData(bool incoming) const {
+    const KEL_UC* const action = incoming ? "Receiving" : "Sending";
+    const KEL_string codepage = owner->traceCodepage();
     KEL_UC cid[KEL_CONV_ID_LN + 1];
     printConvID(cid, sizeof cid);
     const auto handle = static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(owner));
     if (owner->isLoggedOn())
-        ZorTraceHexDump(bufferPtr, bytesInBuffer, "%s data for handle %llu, convID %s, codepage %s", action,
-                        handle, cid, codepage.c_str());
+        ZorTraceHexDump(dumpOf(*owner, incoming).data(), bytesInBuffer,
+                        "%s data for handle %llu, convID %s, codepage %s", action, handle, cid,
+                        codepage.c_str());
     else  // the items of a logon carry secrets
         ZorTraceWrite("%s data for handle %llu, convID %s, codepage %s: %u bytes of the logon", action,
                       handle, cid, codepage.c_str(), bytesInBuffer);

@@ -182,7 +182,8 @@ class CpicConnection final : public ZorIOStream {
     void drop(CM_RETCODE rc) noexcept;
     [[noreturn]] void throwCpicError(CM_RETCODE rc);
     unsigned getTraceLevel() const noexcept;
-    void traceData(const KEL_UC* action, const KEL_string& codepage) const;
+    void noteBlock(bool incoming) noexcept;
+    void traceData(bool incoming) const;
 
     /** Where the conversation goes, as the trace tells it. */
     struct Target {

@@ -98,6 +98,7 @@ CM_RETCODE CpicConnection::keepAlive(bool forced) {
 
 CM_RETCODE CpicConnection::sendFlush() {
     send();
+    messageSent();
     if (!registered || !accepted || deallocated || owner->keepsSession()) return CM_OK;
     const CM_RETCODE rc = STDEAL(convId.data(), nullptr);
     forgetConversation();

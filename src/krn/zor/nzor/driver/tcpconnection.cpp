@@ -96,7 +96,7 @@ CM_RETCODE TcpConnection::writeBytes(const KEL_RAW* src, unsigned offset, unsign
 CM_RETCODE TcpConnection::send() {
     stopIfCancelled();
     bufferPtr = streamBuffer.get();
-    if (bytesInBuffer != 0 && getTraceLevel() >= DUMP_LEVEL) traceData("Sending");
+    noteBlock(false);
     const Deadline logon(owner->isLoggedOn() || accepted ? -1 : CONNECT_TIMEOUT);
     while (bytesInBuffer != 0) {
         KEL_INT written = 0;
@@ -134,7 +134,7 @@ CM_RETCODE TcpConnection::receive(KEL_INT timeout) {
     if (rc != NI_OK) ended(rc, orderlyEnd(rc) ? NiErrStr(rc) : niText(rc));
     bytesStillFree = 0;
     allReceived = bytesInBuffer < BUFFER_SIZE;
-    if (getTraceLevel() >= DUMP_LEVEL) traceData("Receiving");
+    noteBlock(true);
     takeTraceRequest();
     return CM_OK;
 }
@@ -228,11 +228,23 @@ unsigned TcpConnection::getTraceLevel() const noexcept {
     return std::max(traceLevel, owner->connectionTraceLevel());
 }
 
-void TcpConnection::traceData(const KEL_UC* action) const {
+/** A block goes out or came in: it is counted, and dumped where the level asks for that. */
+void TcpConnection::noteBlock(bool incoming) noexcept {
+    if (bytesInBuffer == 0) return;
+    try {
+        if (getTraceLevel() >= DUMP_LEVEL) traceData(incoming);
+    } catch (...) {
+        // Tracing never fails a call.
+    }
+    countBlock(incoming);
+}
+
+void TcpConnection::traceData(bool incoming) const {
+    const KEL_UC* const action = incoming ? "Receiving" : "Sending";
     const KEL_string codepage = owner->traceCodepage();
     if (owner->isLoggedOn())
-        ZorTraceHexDump(bufferPtr, bytesInBuffer, "%s data for NI handle %d, codepage %s", action, niHandle,
-                        codepage.c_str());
+        ZorTraceHexDump(dumpOf(*owner, incoming).data(), bytesInBuffer,
+                        "%s data for NI handle %d, codepage %s", action, niHandle, codepage.c_str());
     else  // the items of a logon carry secrets
         ZorTraceWrite("%s data for NI handle %d, codepage %s: %u bytes of the logon", action, niHandle,
                       codepage.c_str(), bytesInBuffer);

@@ -39,7 +39,11 @@ class TcpConnection final : public ZorIOStream {
 
     /** Sends what the buffer holds; may take as long as the partner does, but a cancel ends it. */
     CM_RETCODE send();
-    CM_RETCODE sendFlush() override { return send(); }
+    CM_RETCODE sendFlush() override {
+        send();
+        messageSent();
+        return CM_OK;
+    }
 
     /**
      * Fills the buffer with what is there. `timeout` in ms; -1 waits for as long as the partner needs, 180 s
@@ -79,7 +83,8 @@ class TcpConnection final : public ZorIOStream {
     [[noreturn]] void cancelNow();
     [[noreturn]] void ended(KELRETURN rc, KEL_string text);
     unsigned getTraceLevel() const noexcept;
-    void traceData(const KEL_UC* action) const;
+    void noteBlock(bool incoming) noexcept;
+    void traceData(bool incoming) const;
 
     ZorStreamOwner* owner;
     std::shared_ptr<TcpServer> server;  ///< Of an accepted socket; none on the outgoing side.

@@ -3,6 +3,9 @@
 
 #include <kelzor/types.h>
 
+#include <span>
+#include <vector>
+
 #include "error/zorexception.h"
 #include "krn/si/gw/gwenum.h"
 
@@ -31,6 +34,11 @@ class ZorStreamOwner {
     virtual unsigned connectionTraceLevel() const noexcept = 0;
     /** Four digits of the code page that the stream's text is in, for the title of a dump. */
     virtual KEL_string traceCodepage() const = 0;
+    /**
+     * Covers what a dump must not show, in the copy of a block that came in or went out. Blocks of a message
+     * are counted from 0.
+     */
+    virtual void coverDump(bool incoming, unsigned block, std::span<KEL_RAW> copy) noexcept = 0;
     /** The conversation ended with bytes behind it. */
     virtual void setHasErrorMsg() noexcept = 0;
     /** Takes what came with the end of the conversation; an item stream is read back from the driver. */
@@ -136,4 +144,22 @@ class ZorIOStream {
     unsigned bytesStillFree = 0;   ///< Room for writing; 0 while reading.
     unsigned bytesInBuffer = 0;    ///< What is still to be read, or what was written.
     /** @} */
+
+    /** @name Dumps of the buffer */
+    /** @{ */
+    /** Counts the block in the buffer as one of its message, traced or not. */
+    void countBlock(bool incoming) noexcept { ++(incoming ? blocksReceived : blocksSent); }
+    /** The message is out; what comes in next begins another one. */
+    void messageSent() noexcept { blocksSent = blocksReceived = 0; }
+    /** What a dump may show of the block in the buffer, which isn't counted yet. */
+    std::vector<KEL_RAW> dumpOf(ZorStreamOwner& owner, bool incoming) const {
+        std::vector<KEL_RAW> copy(bufferPtr, bufferPtr + bytesInBuffer);
+        owner.coverDump(incoming, incoming ? blocksReceived : blocksSent, copy);
+        return copy;
+    }
+    /** @} */
+
+  private:
+    unsigned blocksSent = 0;      ///< Of the message that goes out.
+    unsigned blocksReceived = 0;  ///< Of the message that comes in.
 };

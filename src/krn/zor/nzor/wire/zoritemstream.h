@@ -17,10 +17,12 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "driver/zoriostream.h"
 #include "wire/zorcontrol.h"
+#include "wire/zordumpcover.h"
 #include "wire/zorid.h"
 
 struct DELTA_LOG;
@@ -161,6 +163,22 @@ class ZorItemStream {
     /** Forgets all tables of the delta manager, at the end of a call. */
     void resetDM() noexcept;
 
+    /**
+     * Tells for as long as it lives which function's parameters travel: dumps of the stream show what that
+     * allows.
+     */
+    class Travelling {
+      public:
+        Travelling(ZorItemStream& stream, const ZorFunction& function) noexcept
+            : stream(stream), outer(std::exchange(stream.travelling, &function)) {}
+        Travelling(const Travelling&) = delete;
+        ~Travelling() { stream.travelling = outer; }
+
+      private:
+        ZorItemStream& stream;
+        const ZorFunction* outer;
+    };
+
     /** What callers know the connection by; NULL for a stream without one. */
     virtual ZOR_CONNECTION_HANDLE handle() noexcept { return nullptr; }
 
@@ -179,6 +197,11 @@ class ZorItemStream {
     KEL_string ubixCallStack;       ///< Of the partner's program that failed.
     KEL_string classExceptionInfo;  ///< Where a class exception was raised: entries divided by ";".
     bool inAZorMode = false;        ///< The partner's calls belong to a transaction.
+
+    /** Covers in the copy of a block what a dump must not show; see ZorDumpCover. */
+    void coverBlock(bool incoming, unsigned block, std::span<KEL_RAW> copy) noexcept {
+        (incoming ? coverIn : coverOut).cover(copy, block, travelling);
+    }
 
     /** Clears the texts and the code of a failure. */
     void resetReceivedError() noexcept;
@@ -207,6 +230,8 @@ class ZorItemStream {
 
     std::vector<KEL_RAW> readBuf;   ///< Scratch for reading; grows to what an item needs and is kept.
     std::vector<KEL_RAW> writeBuf;  ///< Scratch for conversion on writing.
+    ZorDumpCover coverOut{false}, coverIn{true};
+    const ZorFunction* travelling = nullptr;
     std::map<KEL_INT, ZorTable*> dmTables;
     KEL_INT dmTableId = 0;
 };
