@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 
 #include "session.h"
 
@@ -27,8 +28,10 @@ class FaultTest : public SessionTest {
 
     /** The other side lives in this process too, and ends a little later. */
     void awaitNoConnection() {
-        while (system.counts().open != 0)
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (system.counts().open != 0 && std::chrono::steady_clock::now() < limit)
             usleep(1000);
+        ASSERT_EQ(system.counts().open, 0U);
     }
 };
 

@@ -1,9 +1,12 @@
 #include "program.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pty.h>
+#include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,8 +33,13 @@ std::vector<std::string> environmentWith(const std::vector<std::string>& more) {
     return all;
 }
 
+/** A program that doesn't end by itself counts as killed. */
 int statusOf(pid_t child) {
+    constexpr int LONGEST_MS = 60000;
     int status = 0;
+    pollfd end{static_cast<int>(syscall(SYS_pidfd_open, child, 0)), POLLIN, 0};
+    if (poll(&end, 1, LONGEST_MS) == 0) kill(child, SIGKILL);
+    close(end.fd);
     if (waitpid(child, &status, 0) != child) return -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }

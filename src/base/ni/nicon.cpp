@@ -160,6 +160,9 @@ KELRETURN awaitRoute(NI_CON& con, const Target& target, KEL_INT timeout) {
         if (rc == NI_OK || rc == NIETOO_SMALL)
             return fail(NIEINTERN, __LINE__, target, "data before the answer of the routers");
         if (rc != NIEPING) return rc;
+        // However fast pings follow each other, they don't prolong the wait.
+        if (con.mCheckWait == 1 && deadline.left() == 0)
+            return fail(NIETIMEOUT, __LINE__, target, "no answer of the routers");
     }
     return NI_OK;
 }

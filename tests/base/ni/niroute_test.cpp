@@ -273,6 +273,29 @@ TEST(NiRouted, Failures) {
     }
 }
 
+TEST(NiRouted, PingsDoNotProlongTheWait) {
+    Router router([](ni_test::Peer& peer) {
+        do
+            peer.give(ni_test::frame(ni_test::PING));
+        while (!peer.takeFrame().empty());
+    });
+    NI_HDL handle;
+    EXPECT_EQ(NiHandle(router.text().c_str(), "1", 50, &handle), NIETIMEOUT);
+}
+
+TEST(NiRouted, ARouterThatTakesNothingIsGivenUp) {
+    ni_test::PlainServer server;
+    server.keepSmall();
+    std::string route = "/H/127.0.0.1/S/" + server.portText();
+    for (int hop = 0; hop < 80; ++hop)
+        route += "/H/far/P/" + std::string(110, 'p');
+    ASSERT_EQ(NiSetSockBufferSize(1), NI_OK);
+    NI_HDL handle;
+    EXPECT_EQ(NiHandle(route.c_str(), "1", 50, &handle), NIECONN_REFUSED);
+    EXPECT_THAT(ErrGetFld(ERR_DETAIL), HasSubstr("router doesn't read"));
+    EXPECT_EQ(NiSetSockBufferSize(0), NI_OK);
+}
+
 TEST(NiRouted, NoTextShowsAPassword) {
     std::string traced;
     DpLock();

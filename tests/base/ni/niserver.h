@@ -85,6 +85,11 @@ class PlainServer {
             connect(fillers.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
         }
     }
+    /** Partners that connect from now on may send little that isn't taken. */
+    void keepSmall() const {
+        const int small = 1;
+        EXPECT_EQ(setsockopt(listener, SOL_SOCKET, SO_RCVBUF, &small, sizeof small), 0);
+    }
     std::string portText() const { return std::to_string(port); }
 
     int port = 0;

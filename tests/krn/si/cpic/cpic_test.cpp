@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/dptrc/err.h"
+#include "krn/si/cpic/cpicconv.h"
 #include "krn/si/gw/gwenum.h"
 #include "tests/krn/si/cpic/conversation.h"
 #include "tests/krn/si/cpic/fakegateway.h"
@@ -362,6 +363,14 @@ TEST(Cpic, ASilentGatewayEndsEachStepOfTheOpening) {
     const Case cases[] = {
         {"connect", [](FakeGateway& self) { self.take(); }, "connection to client broken (read)",
          CM_PRODUCT_SPECIFIC_ERROR},
+        {"pings",
+         [](FakeGateway& self) {
+             self.take();
+             do
+                 self.give(std::string("NI_PING\0", 8));
+             while (!self.take().empty());
+         },
+         "connection to client broken (read)", CM_PRODUCT_SPECIFIC_ERROR},
         {"initialize", [](FakeGateway& self) { self.connect(), self.expect(1); },
          "timeout during blocking read", CM_PRODUCT_SPECIFIC_ERROR},
         {"allocate",
@@ -477,6 +486,31 @@ TEST(Cpic, NothingFollowsAMessageThatWasCut) {
         EXPECT_EQ(test.end(client), test.rc);
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
         EXPECT_EQ(client.deal(), CM_PARAMETER_ERROR);
+    }
+}
+
+TEST(Cpic, AnEndWhoseLastBlockCannotGo) {
+    for (const bool breaks : {true, false}) {  // else the gateway takes nothing
+        SCOPED_TRACE(breaks);
+        std::promise<void> broken;
+        FakeGateway gateway([&](FakeGateway& self) {
+            self.open();
+            if (!breaks) self.standStill();
+            self.reset();
+            broken.set_value();
+        });
+        Client client;
+        ASSERT_EQ(client.open(gateway), CM_OK);
+        keepSmall(client.id, 1);
+        EXPECT_EQ(client.limit(20), CM_OK);
+        ASSERT_EQ(client.send(std::string(32000, 'x')), CM_OK);
+        if (breaks)
+            broken.get_future().wait();
+        else
+            EXPECT_EQ(STFLUS(client.id, nullptr), CM_KEL_TIMEOUT_RETRY);
+        EXPECT_EQ(client.deal(), CM_PRODUCT_SPECIFIC_ERROR);
+        EXPECT_EQ(client.deal(), CM_PARAMETER_ERROR);
+        EXPECT_EQ(STIConvCount().current, 0);
     }
 }
 

@@ -190,10 +190,9 @@ class FakeGateway {
 };
 
 /** Makes the client's end of a conversation small too. */
-inline void keepSmall(const KEL_RAW* id) {
+inline void keepSmall(const KEL_RAW* id, int small = 16384) {
     NI_HDL handle;
     int socketNo = -1;
-    const int small = 16384;
     ASSERT_EQ(KEL_CMNIHANDLE(id, &handle, nullptr), CM_OK);
     ASSERT_EQ(NiHdlToSock(handle, &socketNo), NI_OK);
     ASSERT_EQ(setsockopt(socketNo, SOL_SOCKET, SO_SNDBUF, &small, sizeof small), 0);
