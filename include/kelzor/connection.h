@@ -214,7 +214,8 @@ typedef ZOR_RC (*ZOR_PM_CALLBACK)(ZOR_CONNECTION_HANDLE zorHandle, const KEL_UC*
 /**
  * Installs the functions that are called before and after each call on a client's and on a server's side;
  * NULL uninstalls one. They hold for the whole process. This build knows no passports yet: it asks for one
- * before each call of a client, and the call goes on without it. Can't fail.
+ * before each call of a client, the call goes on without it, and the end of a call that succeeded is told to
+ * whoever gave one. None comes from a partner. Can't fail.
  */
 KELZOR_API ZOR_RC ZorInstallPassportManager(ZOR_PM_CALLBACK onClientCallStart,
                                             ZOR_PM_CALLBACK onClientCallEnd,

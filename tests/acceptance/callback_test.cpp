@@ -417,8 +417,30 @@ TEST_F(CallbackTest, aCallThatBreaksTheProtocolClosesTheConnection) {
 }
 
 std::vector<size_t> passportRooms;
+std::string passportHooks;
 
-TEST_F(CallbackTest, aPassportIsAskedForBeforeEachCall) {
+TEST_F(CallbackTest, aPassportIsAskedForBeforeEachCallAndItsEndIsTold) {
+    const ZOR_PM_CALLBACK give = [](ZOR_CONNECTION_HANDLE, const KEL_UC*, KEL_RAW*, size_t, size_t* length) {
+        passportHooks += "<" + std::to_string(*length);
+        *length = passportHooks.size() < 12 ? 100 : 0;
+        return ZOR_OK;
+    };
+    const ZOR_PM_CALLBACK end = [](ZOR_CONNECTION_HANDLE, const KEL_UC* name, KEL_RAW*, size_t,
+                                   size_t* length) {
+        EXPECT_STREQ(name, "ECHO_TEN_SCALARS");
+        passportHooks += std::to_string(*length) + ">";
+        return ZOR_OK;
+    };
+    const ZOR_CONNECTION_HANDLE connection = connect();
+    ASSERT_EQ(ZorInstallPassportManager(give, end, end, end, &error), ZOR_OK);
+    for (int i = 0; i < 3; ++i)
+        expectUsable(connection);
+    ASSERT_EQ(ZorInstallPassportManager(nullptr, nullptr, nullptr, nullptr, &error), ZOR_OK);
+    // Two calls with a passport, which stays until the application takes it back.
+    EXPECT_EQ(passportHooks, "<0100><100100><100");
+}
+
+TEST_F(CallbackTest, aPassportGetsTheRoomItNeeds) {
     passportRooms.clear();
     const ZOR_PM_CALLBACK start = [](ZOR_CONNECTION_HANDLE, const KEL_UC* name, KEL_RAW*, size_t room,
                                      size_t* length) {

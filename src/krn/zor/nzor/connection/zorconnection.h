@@ -111,6 +111,8 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     void finishGui(std::string_view guiId, const FrontEndAnswer& answer);
     void hideGui();
     void onClientCallStart(const KEL_UC* functionName);
+    void onClientCallEnd(const KEL_UC* functionName);
+    void askForPassport(ZOR_PM_CALLBACK callback, const KEL_UC* functionName);
     void setConnOptions(ZorOptions& options, ZOR_PROTOCOL_TYPE type);
     void sendPing(std::string_view functionName);
     void runCall(ZorFunction& function, ZORID rid);
@@ -158,5 +160,6 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     std::unique_ptr<ZorCallServer> server;  ///< Serves the partner's calls; made at the first one.
     KEL_string gwhost;                      ///< Route to the gateway, for the front end.
     std::vector<KEL_RAW> eppBuffer;         ///< Room for a passport; kept between calls.
+    size_t eppLength = 0;                   ///< Bytes of the passport that the application gave; 0: none.
     bool zorMetadataGetEnabled = false;
 };

@@ -144,6 +144,7 @@ void ZorConnection::runCall(ZorFunction& function, ZORID rid) {
         prepareToSend();
         sendRequest(function, rid);
         receiveAnswer(function);
+        onClientCallEnd(function.getName().c_str());
     } catch (...) {
         endCall();
         throw;

@@ -1,5 +1,6 @@
 // The places of the passport of the end-to-end trace. Passports themselves aren't known here: the application
-// is asked for one before each call, and the call goes on without it.
+// is asked for one before each call, which goes on without it, and is told of the end of a call that it gave
+// one for.
 
 #include "connection/usercallback.h"
 #include "connection/zorconnection.h"
@@ -36,12 +37,23 @@ void ZorConnection::onClientCallStart(const KEL_UC* functionName) {
     if (callback == nullptr) [[likely]]
         return;
     if (eppBuffer.empty()) eppBuffer.resize(firstPassportRoom);
-    size_t eppLength = 0;
+    askForPassport(callback, functionName);
+}
+
+void ZorConnection::onClientCallEnd(const KEL_UC* functionName) {
+    if (eppLength == 0) [[likely]]
+        return;
+    if (const ZOR_PM_CALLBACK callback = passportManager.onClientCallEnd.load())
+        askForPassport(callback, functionName);
+}
+
+void ZorConnection::askForPassport(ZOR_PM_CALLBACK callback, const KEL_UC* functionName) {
     while (callUser([&] {
                return callback(handle(), functionName, eppBuffer.data(), eppBuffer.size(), &eppLength);
            }) == ZOR_BUFFER_TOO_SMALL) {
         if (eppBuffer.size() >= mostPassportRoom) {
             ZorLogWrite("A passport of more than %zu bytes was left out.\n", mostPassportRoom);
+            eppLength = 0;
             break;
         }
         eppBuffer.resize(2 * eppBuffer.size());
