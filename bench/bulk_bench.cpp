@@ -16,6 +16,7 @@
 
 #include "barerelay.h"
 #include "callsession.h"
+#include "judge.h"
 #include "traffic.h"
 
 namespace {
@@ -26,38 +27,12 @@ constexpr double slopeLimit = 1.1;
 constexpr unsigned rowLength = 100;
 constexpr unsigned clients = 8;
 
-bool allKept = true;
-
-void judge(const char* title, double value, double limit, bool atMost = true) {
-    const bool kept = atMost ? value <= limit : value >= limit;
-    allKept = allKept && kept;
-    std::printf("  %-52s %6.2f, %s %.2f%s\n", title, value, atMost ? "at most" : "at least", limit,
-                kept ? "" : "  MISSED");
-}
-
-double secondsFor(const std::function<void()>& work) {
-    const double start = secondsOf(CLOCK_MONOTONIC);
-    work();
-    return secondsOf(CLOCK_MONOTONIC) - start;
-}
-
 /** The most memory that this process ever had, in bytes. */
 double peakMemory() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<double>(usage.ru_maxrss) * 1024;
 }
-
-/** Seconds of an exchange, and of the client's processor time in it: the lowest of each so far. */
-struct Cost {
-    double wall = 1e9, processor = 1e9;
-
-    void measure(const std::function<void()>& exchange) {
-        const double start = secondsOf(CLOCK_THREAD_CPUTIME_ID);
-        wall = std::min(wall, secondsFor(exchange));
-        processor = std::min(processor, secondsOf(CLOCK_THREAD_CPUTIME_ID) - start);
-    }
-};
 
 struct Costs {
     Cost call, bare;

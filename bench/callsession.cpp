@@ -1,16 +1,8 @@
 #include "callsession.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sched.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <iterator>
 
 #include "barerelay.h"
@@ -20,10 +12,6 @@ namespace {
 
 void check(const ZOR_ERROR_INFO& error, const char* what) {
     if (error.code != ZOR_OK) die(std::string(what) + ": " + error.message);
-}
-
-void report(int channel, std::uint16_t port) {
-    if (write(channel, &port, sizeof port) != sizeof port) _exit(1);
 }
 
 void add(ZOR_FUNCTION_DESC_HANDLE function, const char* name, ZORTYPE type, ZOR_DIRECTION direction,
@@ -42,62 +30,16 @@ void add(ZOR_FUNCTION_DESC_HANDLE function, const char* name, ZORTYPE type, ZOR_
 
 }  // namespace
 
-[[noreturn]] void die(const std::string& what) {
-    std::fprintf(stderr, "call_bench: %s\n", what.c_str());
-    std::exit(1);
-}
-
-void bindToOneCore() {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(0, &set);
-    if (sched_setaffinity(0, sizeof set, &set) != 0) die("can't bind to a core");
-}
-
-double secondsOf(clockid_t clock) {
-    timespec now;
-    clock_gettime(clock, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-Child::Child(const std::function<void(int report)>& run) {
-    int channel[2];
-    if (pipe(channel) != 0) die("pipe");
-    pid_ = fork();
-    if (pid_ == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        run(channel[1]);
-        _exit(0);
-    }
-    if (read(channel[0], &port_, sizeof port_) != sizeof port_) die("a child did not start");
-    close(channel[0]);
-    close(channel[1]);
-}
-
-Child::~Child() {
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
-}
-
 void serveGateway(int channel) {
     zordev::DevOptions options;
     options.recordRequests = false;
     const zordev::DevSystem system(std::move(options));
-    report(channel, system.gatewayPort());
+    reportPort(channel, system.gatewayPort());
     pause();
 }
 
 void serveRelay(int channel) {
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    if (bind(listener, reinterpret_cast<sockaddr*>(&address), length) != 0 || listen(listener, 16) != 0)
-        _exit(1);
-    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
-    report(channel, ntohs(address.sin_port));
-    runBareRelay(listener);
+    runBareRelay(listenAndReport(channel));
 }
 
 Session::Session(std::uint16_t port, const char* traceLevel) {

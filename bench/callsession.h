@@ -6,36 +6,14 @@
 #pragma once
 
 #include <kelzor.h>
-#include <sys/types.h>
-#include <time.h>
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <string>
+
+#include "process.h"
 
 /** Bytes of one block as the driver sends it. */
 inline constexpr std::size_t driverBlock = 28000;
-
-[[noreturn]] void die(const std::string& what);
-
-/** Puts this process, and those that it makes from now on, on one core. */
-void bindToOneCore();
-
-double secondsOf(clockid_t clock);
-
-/** A child process that reports a port and serves until the parent ends. */
-class Child {
-  public:
-    explicit Child(const std::function<void(int report)>& run);
-    Child(const Child&) = delete;
-    ~Child();
-    std::uint16_t port() const { return port_; }
-
-  private:
-    pid_t pid_ = 0;
-    std::uint16_t port_ = 0;
-};
 
 /** @name What a child runs */
 /** @{ */
