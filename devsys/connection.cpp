@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "devsys/conversation.h"
@@ -14,12 +15,20 @@
 namespace zordev {
 namespace {
 
-// The address of a client on IPv4 in network order as a number, 0 for any other family.
-std::uint32_t peerAddress(int socket) {
-    sockaddr_in address = {};
+NodeAddress peerAddress(int socket) {
+    sockaddr_in6 address = {};
     socklen_t length = sizeof address;
-    if (getpeername(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return 0;
-    return address.sin_family == AF_INET ? ntohl(address.sin_addr.s_addr) : 0;
+    NodeAddress node = {};
+    if (getpeername(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return node;
+    if (address.sin6_family == AF_INET6) {
+        std::memcpy(node.data(), &address.sin6_addr, node.size());
+    } else if (address.sin6_family == AF_INET) {
+        sockaddr_in v4 = {};
+        std::memcpy(&v4, &address, sizeof v4);
+        node[10] = node[11] = 0xFF;
+        std::memcpy(node.data() + 12, &v4.sin_addr, sizeof v4.sin_addr);
+    }
+    return node;
 }
 
 }  // namespace

@@ -19,6 +19,12 @@ bool isHostAddress(ByteSpan field, std::uint32_t address) {
     return false;
 }
 
+// The IPv4 address in a mapped one; 0 for any other.
+std::uint32_t mappedAddress(const NodeAddress& node) {
+    constexpr std::array<Byte, 12> mapped = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
+    return std::equal(mapped.begin(), mapped.end(), node.begin()) ? loadBe32(node, mapped.size()) : 0;
+}
+
 void checkCommonPart(RecordChecker& check, ByteSpan record, std::uint32_t peerAddress) {
     const ByteSpan address = record.subspan(conn::hostaddr, conn::hostaddrWidth);
     check.that(isHostAddress(address, peerAddress), conn::hostaddr, conn::hostaddrWidth,
@@ -40,7 +46,7 @@ void checkCommonPart(RecordChecker& check, ByteSpan record, std::uint32_t peerAd
 
 }  // namespace
 
-bool checkConnectRecord(ByteSpan record, std::uint32_t peerAddress, ViolationLog& log) {
+bool checkConnectRecord(ByteSpan record, const NodeAddress& peer, ViolationLog& log) {
     const bool known = record.size() >= 2 && (record[0] == 2 || record[0] == 3);
     const std::size_t length = known && record[0] == 3 ? conn::length3 : conn::length2;
     if (!known || record.size() != length) {
@@ -49,8 +55,13 @@ bool checkConnectRecord(ByteSpan record, std::uint32_t peerAddress, ViolationLog
         return false;
     }
     RecordChecker check("connect record", record, log);
-    checkCommonPart(check, record, peerAddress);
-    if (length == conn::length3) check.zeros(conn::params, conn::paramsWidth, "gw_connect_params");
+    checkCommonPart(check, record, mappedAddress(peer));
+    if (length == conn::length3) {
+        check.that(std::ranges::equal(record.subspan(conn::hostaddrV6, conn::hostaddrV6Width), peer),
+                   conn::hostaddrV6, conn::hostaddrV6Width, "the client's address " + hexText(peer),
+                   "hostaddr_v6");
+        check.zeros(conn::params, conn::paramsWidth, "gw_connect_params");
+    }
     const bool second = length == conn::length2;
     check.number4(second ? conn::rc2 : conn::rc3, 0, "rc");
     check.number1(second ? conn::echo2 : conn::echo3, 0, "echo_data");

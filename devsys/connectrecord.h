@@ -46,11 +46,14 @@ struct GatewayCapabilities {
 inline constexpr std::uint8_t CLIENT_ACCEPT_INFO = 0xCB;
 inline constexpr std::uint8_t CLIENT_ACCEPT_INFO2 = 0x06;
 
+/** An IPv6 address in network order; one of IPv4 in its mapped form. */
+using NodeAddress = std::array<Byte, 16>;
+
 /**
- * Checks a connect record byte by byte. `peerAddress` is the client's IPv4 address as its socket shows
- * it, in network order. Returns whether it is flawless; each flaw is in `log`.
+ * Checks a connect record byte by byte. `peer` is the client's address as its socket shows it. Returns
+ * whether it is flawless; each flaw is in `log`.
  */
-bool checkConnectRecord(ByteSpan record, std::uint32_t peerAddress, ViolationLog& log);
+bool checkConnectRecord(ByteSpan record, const NodeAddress& peer, ViolationLog& log);
 
 /** The connection type that the record asks for; only for a record that was checked. */
 inline std::uint8_t connectOpcode(ByteSpan record) {

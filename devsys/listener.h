@@ -1,10 +1,11 @@
 /**
  * @file
- * A listening socket on the loopback interface with the thread that accepts. It can be closed and opened
- * again on the same port, as a process that restarts does.
+ * Listening sockets on the loopback interface, one of IPv4 and one of IPv6, with the thread that accepts.
+ * They can be closed and opened again on the same port, as a process that restarts does.
  */
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -18,7 +19,8 @@ class Listener {
     /** Gets each connected socket, which it takes over, on the accepting thread. */
     using Accept = std::function<void(int socket)>;
 
-    /** Takes 127.0.0.1 at `port`, or a free one for 0. Throws std::system_error when it can't. */
+    /** Takes 127.0.0.1 at `port`, or a free one for 0, and ::1 at the same one where the host has it. Throws
+     * std::system_error when it can't. */
     Listener(std::uint16_t port, Accept accept);
     ~Listener();
     Listener(const Listener&) = delete;
@@ -32,10 +34,11 @@ class Listener {
 
   private:
     void acceptLoop();
+    void acceptAll(int listening);
 
     Accept accept_;
     std::uint16_t port_;
-    int socket_;
+    std::array<int, 2> sockets_;  // the second is -1 without IPv6
     std::atomic<bool> closing_{false};
     std::thread thread_;
 };

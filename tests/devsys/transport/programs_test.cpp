@@ -72,9 +72,10 @@ struct Talk {
     }
 };
 
-// As many conversations as registrations, before the library counts them.
+// As many conversations as registrations, and both families, before the library looks.
 [[maybe_unused]] const bool enlarged = [] {
     setenv("CPIC_MAX_CONV", "500", 0);
+    setenv("KEL_IPv6_ACTIVE", "1", 0);
     return true;
 }();
 
@@ -106,9 +107,9 @@ struct Registration {
     Registration(const Registration&) = delete;
     Registration& operator=(const Registration&) = delete;
 
-    CM_RETCODE enter(const DevSystem& system, const std::string& name) {
+    CM_RETCODE enter(const DevSystem& system, const std::string& name, const char* host = "127.0.0.1") {
         const auto enterBy = byNiHandle ? KEL_CMREGTP3 : KEL_CMREGTP2;
-        return enterBy(name.c_str(), "127.0.0.1", system.gatewayService().c_str(), &handle, nullptr, nullptr);
+        return enterBy(name.c_str(), host, system.gatewayService().c_str(), &handle, nullptr, nullptr);
     }
     CM_RETCODE accept(CPIC_INT seconds) {
         return byNiHandle ? KEL_CMACCPTP3(handle, seconds, talk.id, this, nullptr)
@@ -163,6 +164,19 @@ TEST(Programs, RegisteredOnesServeOnePartnerAfterTheOther) {
             EXPECT_EQ(system.violationText(), "");
         }
     }
+}
+
+TEST(Programs, RegisterOverIPv6) {
+    NI_NODEADDR loopback;
+    if (NiHostToAddr("::1", &loopback) != NI_OK) GTEST_SKIP() << "this host has no IPv6";
+    DevSystem system(patient());
+    Registration program;
+    ASSERT_EQ(program.enter(system, "sixth", "::1"), CM_OK) << KEL_CMPERR();
+    auto call = callLater(system, "sixth");
+    ASSERT_EQ(program.accept(60), CM_OK) << KEL_CMPERR();
+    EXPECT_EQ(program.talk.serve("served"), CM_OK);
+    EXPECT_EQ(call.get().field("RESULT"), "served");
+    EXPECT_EQ(system.violationText(), "");
 }
 
 TEST(Programs, AStatefulOneKeepsItsPartner) {

@@ -78,7 +78,7 @@ std::string lastComponent(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-/** The program's name as the system has it. */
+/** The program's name as the system has it; other ways to ask for it would read the same file. */
 std::string systemName() {
     std::ifstream file("/proc/self/cmdline", std::ios::binary);
     std::string path;

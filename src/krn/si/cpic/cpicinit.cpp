@@ -21,6 +21,7 @@ namespace {
 
 constexpr CPIC_INT NOT_GIVEN = -2;
 constexpr CPIC_INT EXPORT_TRACE_NOT_GIVEN = 2;
+constexpr CPIC_INT VSL_NOT_GIVEN = 2;
 
 /** ms that a step of the opening may take: a silent gateway ends it like one that can't be reached. */
 CPIC_INT openingLimit(const CONV_PROTO& conv) {
@@ -104,7 +105,9 @@ void applySettings(CONV_PROTO& conv, const CPIC_SIDE_INFO& entry) {
     if (limit > 0 || limit == -1) conv.connect_timeout = limit;
     conv.trace_raw = numberOf(entry, "TRACE_RAW", conv.trace_raw);
     conv.trace_appchdr = numberOf(entry, "TRACE_APPCHDR", conv.trace_appchdr);
-    if (numberOf(entry, "VSL_MODE", 0) > 0) conv.vsl_mode = true;
+    // A value that can't be read doesn't open a line without protection.
+    const CPIC_INT mode = entry.contains("VSL_MODE") ? numberOf(entry, "VSL_MODE", 1) : VSL_NOT_GIVEN;
+    conv.vsl_mode = mode != 0 && mode != VSL_NOT_GIVEN;
 }
 
 /** Fills in what the caller left open. */

@@ -13,6 +13,10 @@
 
 namespace {
 
+/** The process's own side information; its path is read once. */
+const std::string ownFile = testing::TempDir() + "ownsideinfo" + std::to_string(::getpid());
+[[maybe_unused]] const int told = setenv("SIDE_INFO", ownFile.c_str(), 1);
+
 CPIC_GLOBALS settingsOf(const std::map<std::string, std::string>& environment) {
     return STIReadSettings([&](const KEL_CHAR* name) -> std::optional<std::string> {
         const auto found = environment.find(name);
@@ -154,6 +158,23 @@ TEST(CpicOpening, WhatIsMissingIsNamed) {
               CM_PRODUCT_SPECIFIC_ERROR);
     EXPECT_STREQ(ErrGetFld(ERR_ERROR), "VSL not available (no secure network layer)");
     EXPECT_EQ(STIConvCount().current, 0);
+}
+
+TEST(CpicOpening, ProtectionThatTheFileAsksForIsNeverLeftOut) {
+    constexpr const char* unavailable = "VSL not available (no secure network layer)";
+    constexpr const char* unreached = "partner '127.0.0.1:1' not reached";
+    const struct {
+        const char *mode, *error;
+    } cases[] = {
+        {"1", unavailable}, {"ON", unavailable}, {"3", unavailable}, {"0", unreached}, {"2", unreached}};
+    for (const auto& [mode, error] : cases) {
+        std::ofstream(ownFile) << "DEST=DEST\nVSL_MODE=" << mode << '\n';
+        KEL_RAW id[8];
+        EXPECT_EQ(KEL_STINIT4(id, "DEST", "lu", "tp", "127.0.0.1", "1", 'I', -1, nullptr, nullptr, nullptr),
+                  CM_PRODUCT_SPECIFIC_ERROR);
+        EXPECT_STREQ(ErrGetFld(ERR_ERROR), error) << mode;
+    }
+    std::filesystem::remove(ownFile);
 }
 
 TEST(CpicStarted, WhatIsMissingIsNamed) {
