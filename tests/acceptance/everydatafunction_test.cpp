@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "testpaths.h"
+
 namespace {
 
 std::string contentOf(const std::string& file) {

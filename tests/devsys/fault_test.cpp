@@ -10,6 +10,7 @@
 
 #include "devclient.h"
 #include "devsys/zordev.h"
+#include "testpaths.h"
 
 namespace {
 

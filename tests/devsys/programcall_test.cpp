@@ -6,6 +6,7 @@
 
 #include "devclient.h"
 #include "devsys/zordev.h"
+#include "testpaths.h"
 
 namespace {
 

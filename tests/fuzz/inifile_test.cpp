@@ -7,6 +7,8 @@
 #include <iterator>
 #include <string>
 
+#include "testpaths.h"
+
 #define LLVMFuzzerTestOneInput inifileOneInput
 #include "fuzz/inifile_fuzz.cpp"
 #undef LLVMFuzzerTestOneInput

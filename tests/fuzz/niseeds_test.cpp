@@ -7,6 +7,8 @@
 #include <iterator>
 #include <vector>
 
+#include "testpaths.h"
+
 #define LLVMFuzzerTestOneInput niframesInput
 #include "fuzz/niframes_fuzz.cpp"
 #undef LLVMFuzzerTestOneInput

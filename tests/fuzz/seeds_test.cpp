@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "testpaths.h"
+
 #define LLVMFuzzerTestOneInput gwrecordsOneInput
 #include "fuzz/gwrecords_fuzz.cpp"
 #undef LLVMFuzzerTestOneInput

@@ -9,6 +9,7 @@
 #include <set>
 
 #include "gates/sourcetree.h"
+#include "testpaths.h"
 
 namespace {
 

@@ -7,6 +7,8 @@
 #include <set>
 #include <sstream>
 
+#include "testpaths.h"
+
 namespace gates {
 
 namespace fs = std::filesystem;

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "program.h"
+#include "testpaths.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "program.h"
+#include "testpaths.h"
 #include "tools/cli.h"
 #include "tools/keys.h"
 

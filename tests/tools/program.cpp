@@ -14,6 +14,8 @@
 #include <iterator>
 #include <sstream>
 
+#include "testpaths.h"
+
 namespace fs = std::filesystem;
 
 namespace {

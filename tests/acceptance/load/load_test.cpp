@@ -20,6 +20,7 @@
 
 #include "devsys/router.h"
 #include "devsys/zordev.h"
+#include "testpaths.h"
 
 namespace {
 

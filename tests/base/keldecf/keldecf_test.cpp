@@ -11,6 +11,7 @@
 
 #include "base/keldecf/decflibrary.h"
 #include "platform/decnumber/decnumber.h"
+#include "testpaths.h"
 
 namespace {
 

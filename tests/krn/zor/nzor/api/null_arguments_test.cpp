@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "error/zorexception.h"
+#include "testpaths.h"
 
 namespace {
 
