@@ -69,16 +69,11 @@ struct RscpTableForm : RscpUnits<1, std::endian::native> {
             out[0] = static_cast<KEL_RAW>(code);
             return 1;
         }
-        if (isLong(code)) [[unlikely]]
+        if (backward.isLong(code)) [[unlikely]]
             return page.writeLong(character, code, out);
         out[0] = static_cast<KEL_RAW>(code >> 8);
         out[1] = static_cast<KEL_RAW>(code);
         return 2;
-    }
-
-    /** Whether a code above 0xFF isn't the two bytes that it looks like. */
-    bool isLong(KEL_UINT code) const noexcept {
-        return code == RscpTable::noCode || (backward.longForms && (code & 0x80) == 0);
     }
 
     bool isAscii() const noexcept { return page.isAscii(); }

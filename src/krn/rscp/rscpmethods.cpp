@@ -194,8 +194,7 @@ void convertPlain(const rscpCObj_t& self, RscpCursor& cursor, AsciiRuns ascii, b
         // Quick steps for as many characters as are there for certain, so that not each looks at the ends.
         auto steps = std::min((inEnd - in - rscpQuickMargin) / longest, (outEnd - out) / longest);
         if (noControls) steps = 0;
-        while (steps > 0 && rscpQuickStep(from, to, in, out))
-            --steps;
+        rscpQuickRun(from, to, in, out, steps);
         if (!isEnough()) break;
         if (ascii.possible && (From::get(in) | From::get(in + From::unit)) < 0x80) {
             convertAscii<From, To>(in, inEnd, out, outEnd, ascii.codes);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -87,6 +88,7 @@ RscpPage::RscpPage(const RscpCodepage& codepage) : codepage(codepage) {
         readTable();
         if (codepage.minor == rscpEdition2000) exchange(0x1E3F, 0xE7C7);
         setCodes();
+        setPairs();
         makeSequences();
     }
     forward.characters = characters.data();
@@ -96,6 +98,7 @@ RscpPage::RscpPage(const RscpCodepage& codepage) : codepage(codepage) {
     backward.blockOf = blockOf.data();
     backward.blockCount = static_cast<KEL_UINT>(blockOf.size());
     backward.codes = codes.data();
+    backward.pairs = {pairBlockOf.data(), pairBytes.data()};
     asciiBytes = hasAsciiCodes = true;
     for (KEL_UINT character = 0; character < 128; ++character) {
         const KEL_UINT code = backward.find(character);
@@ -198,6 +201,21 @@ void RscpPage::setCodes() {
                  [](const RscpRange& range) { return range.character != RscpRange::gap; });
     std::sort(rangesByCharacter.begin(), rangesByCharacter.end(),
               [](const RscpRange& a, const RscpRange& b) { return a.character < b.character; });
+}
+
+void RscpPage::setPairs() {
+    if (forward.pairs == nullptr) return;
+    // A sequence that is longer than its character needs leads to the block without codes.
+    constexpr KEL_UINT firstOfThree = 0x800;
+    pairBlockOf.assign(blockOf.begin(), blockOf.begin() + supplementaryPlanes / RscpBackward::blockSize);
+    std::fill_n(pairBlockOf.begin(), firstOfThree / RscpBackward::blockSize, 0);
+    pairBytes.assign(codes.size(), 0);
+    for (size_t place = 0; place < codes.size(); ++place) {
+        const KEL_UINT code = codes[place];
+        if (code <= 0xFF || backward.isLong(code)) continue;
+        const KEL_RAW bytes[2] = {static_cast<KEL_RAW>(code >> 8), static_cast<KEL_RAW>(code)};
+        std::memcpy(&pairBytes[place], bytes, sizeof bytes);
+    }
 }
 
 RscpStep RscpPage::readPair(const char16_t* cells, const KEL_RAW* pair, const KEL_RAW* end) const noexcept {

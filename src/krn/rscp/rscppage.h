@@ -52,6 +52,12 @@ struct RscpForward {
     const RscpSequence* const* sequenceRows;  ///< Of pairs: by lead byte, then by trail byte.
 };
 
+/** From characters that have three bytes in UTF-8 to those of their codes that have two. */
+struct RscpPairs {
+    const KEL_UINT* blockOf;  ///< Place in `bytes` of each run, by all bits of the sequence but the last six.
+    const KEL_USHORT* bytes;  ///< As they lie in memory, 0 for other codes; null for a page without pairs.
+};
+
 /** From characters to codes, in two stages. */
 struct RscpBackward {
     static constexpr KEL_UINT blockSize = 64;
@@ -59,6 +65,7 @@ struct RscpBackward {
     const KEL_UINT* blockOf;  ///< Place in `codes` of each run of characters.
     KEL_UINT blockCount;
     const KEL_USHORT* codes;
+    RscpPairs pairs;
     bool longForms;  ///< Codes with a trail byte below 0x80 stand for three bytes.
 
     /** Code of a character, or RscpTable::noCode. Four-byte codes aren't among them. */
@@ -69,6 +76,11 @@ struct RscpBackward {
 
     /** The same for a place in a block; blocks of characters below 0x10000 are there in any page. */
     KEL_UINT at(KEL_UINT block, KEL_UINT place) const noexcept { return codes[blockOf[block] + place]; }
+
+    /** Whether a code above 0xFF isn't the two bytes that it looks like. */
+    bool isLong(KEL_UINT code) const noexcept {
+        return code == RscpTable::noCode || (longForms && (code & 0x80) == 0);
+    }
 };
 
 class RscpPage {
@@ -109,6 +121,7 @@ class RscpPage {
     void setCodes();
     void setPairCodes(const char16_t* cells, KEL_UINT trailMask);
     void setCode(KEL_UINT character, KEL_UINT code, bool replace);
+    void setPairs();
     void exchange(KEL_USHORT one, KEL_USHORT other);
 
     RscpStep readPair(const char16_t* cells, const KEL_RAW* pair, const KEL_RAW* end) const noexcept;
@@ -128,6 +141,8 @@ class RscpPage {
 
     std::vector<KEL_UINT> blockOf;
     std::vector<KEL_USHORT> codes;  ///< The block 0 has none.
+    std::vector<KEL_UINT> pairBlockOf;
+    std::vector<KEL_USHORT> pairBytes;
 
     std::vector<RscpRange> ranges;             ///< Four-byte codes in their order.
     std::vector<RscpRange> rangesByCharacter;  ///< The same in the order of the characters, without gaps.

@@ -111,7 +111,7 @@ inline bool rscpQuickStep(const RscpTableForm& from, const RscpUtf8Form&, const 
 
 /** Writes a code of one or two bytes. */
 inline bool rscpPutCode(const RscpTableForm& to, KEL_UINT code, KEL_RAW*& out) noexcept {
-    if (code > 0xFF && !to.isLong(code)) {
+    if (code > 0xFF && !to.backward.isLong(code)) {
         out[0] = static_cast<KEL_RAW>(code >> 8);
         out[1] = static_cast<KEL_RAW>(code);
         out += 2;
@@ -197,3 +197,59 @@ bool rscpQuickStep(const RscpUtf16Form<order>& from, const RscpUtf8Form&, const 
     in += 2;
     return true;
 }
+
+/** @name Runs of at most `steps` quick steps
+ * Characters of one length come in runs: within one only what belongs to it is looked at.
+ */
+/** @{ */
+template <class From, class To>
+void rscpQuickRun(const From& from, const To& to, const KEL_RAW*& in, KEL_RAW*& out,
+                  std::ptrdiff_t steps) noexcept {
+    while (steps > 0 && rscpQuickStep(from, to, in, out))
+        --steps;
+}
+
+/** Units of 16 bits whose sequences have this length; gives the steps that are left. */
+template <KEL_UINT length, class From>
+std::ptrdiff_t rscpSequencesOf(const From& from, const KEL_RAW*& in, KEL_RAW*& out,
+                               std::ptrdiff_t steps) noexcept {
+    for (; steps > 0; --steps) {
+        const RscpSequence sequence = from.sequences[from.get(in)];
+        if (sequence >> 24 != length) break;
+        rscpPutWord(sequence, out);
+        in += 2;
+        out += length;
+    }
+    return steps;
+}
+
+inline void rscpQuickRun(const RscpUtf8Form& from, const RscpTableForm& to, const KEL_RAW*& in, KEL_RAW*& out,
+                         std::ptrdiff_t steps) noexcept {
+    const RscpPairs pairs = to.backward.pairs;
+    while (steps > 0) {
+        for (; pairs.bytes != nullptr && steps > 0; --steps) {
+            const KEL_UINT word = rscpGetWord(in);
+            if (!RscpUtf8Word::hasThree(word)) break;
+            const KEL_USHORT pair =
+                pairs.bytes[pairs.blockOf[RscpUtf8Word::highOfThree(word)] + RscpUtf8Word::lowOfThree(word)];
+            if (pair == 0) break;
+            std::memcpy(out, &pair, sizeof pair);
+            in += 3;
+            out += 2;
+        }
+        if (steps <= 0 || !rscpQuickStep(from, to, in, out)) return;
+        --steps;
+    }
+}
+
+template <std::endian order>
+void rscpQuickRun(const RscpUtf16Form<order>& from, const RscpUtf8Form& to, const KEL_RAW*& in, KEL_RAW*& out,
+                  std::ptrdiff_t steps) noexcept {
+    while (steps > 0) {
+        steps = rscpSequencesOf<3>(from, in, out, steps);
+        steps = rscpSequencesOf<2>(from, in, out, steps);
+        if (steps <= 0 || !rscpQuickStep(from, to, in, out)) return;
+        --steps;
+    }
+}
+/** @} */

@@ -144,16 +144,54 @@ void fromUtf16(const RscpPage& page, RscpCursor& cursor) noexcept {
     cursor.out = out;
 }
 
+/** What a step of fromUtf8 needs: the longest sequences behind a block still write over all that it wrote. */
+bool hasLongBlock(const RscpCursor& cursor, const KEL_RAW* in, const KEL_RAW* out) noexcept {
+    constexpr auto enough = static_cast<std::ptrdiff_t>((1 + rscpLongestCode) * blockSize);
+    return cursor.inEnd - in >= enough && cursor.outEnd - out >= enough;
+}
+
+/** From UTF-8 to a page where ASCII stays ASCII: blocks of it, and between them letters of two bytes. */
+void fromUtf8(const RscpPage& page, RscpCursor& cursor) noexcept {
+    const RscpBackward backward = page.backward;
+    const KEL_RAW* in = cursor.in;
+    KEL_RAW* out = cursor.out;
+    bool whole = true;
+    while (whole && hasLongBlock(cursor, in, out)) {
+        size_t done = copyBlock(in, out);
+        if (done == blockSize) {
+            // What follows the large blocks writes over as much as it would here.
+            const auto room = std::min(cursor.inEnd - in, cursor.outEnd - out);
+            done += rscpCopyAscii(in + done, out + done, static_cast<size_t>(room) - done);
+        }
+        in += done;
+        out += done;
+        const KEL_RAW* const end = in + blockSize;
+        while (*in >= 0x80 && in < end) {
+            const KEL_UINT word = rscpGetWord(in), high = RscpUtf8Word::highOfTwo(word);
+            const KEL_UINT code = backward.at(high, RscpUtf8Word::lowOfTwo(word));
+            whole = RscpUtf8Word::hasTwo(word) && high >= RscpUtf8Word::lowestHighOfTwo && code <= 0xFF;
+            if (!whole) [[unlikely]]
+                break;
+            *out++ = static_cast<KEL_RAW>(code);
+            in += 2;
+            // A lone letter of ASCII begins no block.
+            if (in[0] < 0x80 && in[1] >= 0x80) *out++ = *in++;
+        }
+    }
+    cursor.in = in;
+    cursor.out = out;
+}
+
 /**
  * Takes quick steps, which stop at the first character without a counterpart and at an end that is too short
  * for them; the way of all forms takes over there.
  */
-template <auto steps>
+template <auto steps, auto hasEnough>
 int stepByStep(const rscpCObj_t& self, const RscpPage& page, RscpCursor& cursor) noexcept {
     for (;;) {
         steps(page, cursor);
         if (cursor.in == cursor.inEnd) return RSCP_OK;
-        if (!hasBlock(cursor, cursor.in, cursor.out)) return rscpConvertCharacters(self, cursor);
+        if (!hasEnough(cursor, cursor.in, cursor.out)) return rscpConvertCharacters(self, cursor);
         const int rc = rscpConvertOne(self, cursor);
         if (rc != RSCP_OK) return rc;
     }
@@ -161,12 +199,12 @@ int stepByStep(const rscpCObj_t& self, const RscpPage& page, RscpCursor& cursor)
 
 template <auto steps>
 int fromPage(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
-    return stepByStep<steps>(self, *self.ccci_in_set, cursor);
+    return stepByStep<steps, hasBlock>(self, *self.ccci_in_set, cursor);
 }
 
-template <auto steps>
+template <auto steps, auto hasEnough = hasBlock>
 int toPage(const rscpCObj_t& self, RscpCursor& cursor) noexcept {
-    return stepByStep<steps>(self, *self.ccci_out_set, cursor);
+    return stepByStep<steps, hasEnough>(self, *self.ccci_out_set, cursor);
 }
 
 using Big = RscpUtf16Form<std::endian::big>;
@@ -182,6 +220,7 @@ rscpMethod rscpSingleByteMethod(const RscpPage& in, const RscpPage& out) noexcep
     // Where ASCII stays ASCII, whole blocks of it go by at once: the way of all forms.
     if (fromBytes && out.major() == KELCCNLS_UTF_16h && !in.isAscii()) return fromPage<toUtf16<Big>>;
     if (fromBytes && out.major() == KELCCNLS_UTF_16l && !in.isAscii()) return fromPage<toUtf16<Little>>;
+    if (toBytes && in.major() == KELCCNLS_UTF_8 && out.isAscii()) return toPage<fromUtf8, hasLongBlock>;
     if (toBytes && in.major() == KELCCNLS_UTF_16h && !out.isAscii()) return toPage<fromUtf16<Big>>;
     if (toBytes && in.major() == KELCCNLS_UTF_16l && !out.isAscii()) return toPage<fromUtf16<Little>>;
     return nullptr;
