@@ -48,13 +48,17 @@ void asPacket(std::span<const KEL_RAW> bytes) {
     }
 }
 
+/** Behind each mark of a password stands its cover, or the mark of the next hop at once. */
 void asShown(std::string_view text) {
-    KEL_CHAR shown[300];
-    NiSecStr(text, shown);
-    const std::size_t at = std::string_view(shown).find("/P/");
-    if (at == std::string_view::npos || at + 9 >= sizeof shown - 1) return;
-    if (std::strncmp(shown + at, "/P/<pass>", std::min<std::size_t>(9, std::strlen(shown + at))) != 0)
-        std::abort();
+    KEL_CHAR buffer[300];
+    NiSecStr(text, buffer);
+    const std::string_view shown(buffer);
+    constexpr std::string_view covered = "/P/<pass>", none = "/P/H/";
+    for (auto at = shown.find("/P/"); at != shown.npos; at = shown.find("/P/", at + 1)) {
+        const std::string_view rest = shown.substr(at);
+        const bool cut = shown.size() == sizeof buffer - 1 && rest.size() < covered.size();
+        if (!cut && !rest.starts_with(covered) && !rest.starts_with(none)) std::abort();
+    }
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
-// Runs the seeds of the fuzz targets through their target.
+// Runs the seeds of all fuzz targets, and every prefix of them, through their targets.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -10,47 +11,90 @@
 
 #include "testpaths.h"
 
-#define LLVMFuzzerTestOneInput gwrecordsOneInput
+#define LLVMFuzzerTestOneInput codepagesInput
+#include "fuzz/codepages_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput cscomprInput
+#include "fuzz/cscompr_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput gwrecordsInput
 #include "fuzz/gwrecords_fuzz.cpp"
 #undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput repliesOneInput
+#define LLVMFuzzerTestOneInput inifileInput
+#include "fuzz/inifile_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput itemsInput
+#include "fuzz/items_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput metadataInput
+#include "fuzz/metadata_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput niframesInput
+#include "fuzz/niframes_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput niroutesInput
+#include "fuzz/niroutes_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput repliesInput
 #include "fuzz/replies_fuzz.cpp"
 #undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput xzorOneInput
+#define LLVMFuzzerTestOneInput xzorInput
 #include "fuzz/xzor_fuzz.cpp"
 #undef LLVMFuzzerTestOneInput
 
 namespace {
 
-/**
- * Runs a target with its seeds and their prefixes, each so many bytes longer than the one before; gives the
- * number of seeds. An abort is the failure that is looked for.
- */
-int runSeeds(const char* target, int (*oneInput)(const unsigned char*, std::size_t), std::size_t step = 1) {
+namespace fs = std::filesystem;
+
+struct Target {
+    const char* name;
+    int (*oneInput)(const unsigned char*, std::size_t);
+    int seeds;             ///< At least so many.
+    std::size_t step = 1;  ///< Bytes by which a prefix is longer than the one before.
+};
+constexpr Target targets[] = {
+    {"codepages", codepagesInput, 12},
+    {"cscompr", cscomprInput, 5},
+    {"gwrecords", gwrecordsInput, 13},
+    {"inifile", inifileInput, 5},
+    {"items", itemsInput, 10},
+    {"metadata", metadataInput, 4},
+    {"niframes", niframesInput, 7},
+    {"niroutes", niroutesInput, 9},
+    {"xzor", xzorInput, 7},
+    // Each of these is a conversation over a socket.
+    {"replies", repliesInput, 9, 7},
+};
+
+class FuzzSeeds : public testing::TestWithParam<Target> {};
+
+// An abort is the failure that is looked for.
+TEST_P(FuzzSeeds, AndEveryPrefixOfThem) {
     int files = 0;
-    const std::string folder = std::string(KELZOR_SOURCE_DIR "/fuzz/seeds/") + target;
-    for (const auto& file : std::filesystem::directory_iterator(folder)) {
-        SCOPED_TRACE(file.path());
+    for (const auto& file :
+         fs::directory_iterator(fs::path(KELZOR_SOURCE_DIR "/fuzz/seeds") / GetParam().name)) {
         std::ifstream stream(file.path(), std::ios::binary);
         const std::vector<char> text{std::istreambuf_iterator<char>(stream), {}};
-        const std::vector<unsigned char> bytes(text.begin(), text.end());
-        EXPECT_FALSE(bytes.empty());
-        for (std::size_t length = 0; length < bytes.size(); length += step) {
-            const std::vector<unsigned char> prefix(bytes.begin(),
-                                                    bytes.begin() + static_cast<std::ptrdiff_t>(length));
-            oneInput(prefix.data(), prefix.size());
+        EXPECT_FALSE(text.empty()) << file.path();
+        for (std::size_t length = 0; length < text.size() + GetParam().step; length += GetParam().step) {
+            // Memory of its own, so that a sanitizer sees a read beyond the end.
+            const std::vector<unsigned char> prefix(
+                text.begin(), text.begin() + static_cast<std::ptrdiff_t>(std::min(length, text.size())));
+            GetParam().oneInput(prefix.data(), prefix.size());
         }
-        oneInput(bytes.data(), bytes.size());
         ++files;
     }
-    return files;
+    EXPECT_GE(files, GetParam().seeds);
 }
 
-TEST(FuzzSeeds, OfEveryTargetAndEveryPrefixOfThem) {
-    EXPECT_GE(runSeeds("gwrecords", gwrecordsOneInput), 5);
-    EXPECT_GE(runSeeds("xzor", xzorOneInput), 7);
-    // Each of these is a conversation over a socket.
-    EXPECT_GE(runSeeds("replies", repliesOneInput, 7), 9);
+INSTANTIATE_TEST_SUITE_P(All, FuzzSeeds, testing::ValuesIn(targets),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(FuzzTargets, AreAllHere) {
+    std::size_t sources = 0;
+    for (const auto& file : fs::directory_iterator(KELZOR_SOURCE_DIR "/fuzz"))
+        sources += file.path().extension() == ".cpp";
+    EXPECT_EQ(sources, std::size(targets));
 }
 
 }  // namespace
