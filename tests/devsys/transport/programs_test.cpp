@@ -17,6 +17,7 @@
 #include "krn/si/cpic/cpic.h"
 #include "krn/si/cpic/cpicconv.h"
 #include "tests/devsys/devclient.h"
+#include "tests/krn/si/cpic/conversation.h"
 
 namespace {
 
@@ -36,39 +37,30 @@ std::string answerWith(const std::string& result) {
 }
 
 // One conversation of a program.
-struct Talk {
-    KEL_RAW id[8] = {};
+struct Talk : TestConversation {
     std::string received;
 
     /** Receives to the partner's turn or end; the code of the last receive. */
-    CM_RETCODE receive() {
+    CM_RETCODE receiveAll() {
         received.clear();
-        std::string block(BLOCK, '\0');
-        for (;;) {
-            CPIC_INT length = 0, size = BLOCK;
-            DATA_RECEIVED data = {};
-            STATUS_RECEIVED status = {};
-            const CM_RETCODE rc = STRCV(id, reinterpret_cast<KEL_RAW*>(block.data()), &size, &data, &length,
-                                        &status, nullptr, nullptr);
-            received.append(block, 0, static_cast<std::size_t>(length));
-            if (rc != CM_OK || status == CM_SEND_RECEIVED) return rc;
-        }
-    }
-    CM_RETCODE send(const std::string& bytes) {
-        CM_RETCODE rc = CM_OK;
-        for (std::size_t done = 0; rc == CM_OK && done < bytes.size(); done += BLOCK) {
-            const std::string block = bytes.substr(done, BLOCK);
-            const auto length = static_cast<CPIC_INT>(block.size());
-            rc = STSEND(id, reinterpret_cast<const KEL_RAW*>(block.data()), &length, nullptr, nullptr);
-        }
+        CM_RETCODE rc;
+        do {
+            rc = receive(BLOCK);
+            received += text;
+        } while (rc == CM_OK && status != CM_SEND_RECEIVED);
         return rc;
     }
-    CM_RETCODE end() { return STDEAL(id, nullptr); }
+    CM_RETCODE sendAll(const std::string& bytes) {
+        CM_RETCODE rc = CM_OK;
+        for (std::size_t done = 0; rc == CM_OK && done < bytes.size(); done += BLOCK)
+            rc = send(bytes.substr(done, BLOCK));
+        return rc;
+    }
     /** Answers one call with `result` and ends. */
     CM_RETCODE serve(const std::string& result) {
-        CM_RETCODE rc = receive();
-        if (rc == CM_OK) rc = send(answerWith(result));
-        return rc == CM_OK ? end() : rc;
+        CM_RETCODE rc = receiveAll();
+        if (rc == CM_OK) rc = sendAll(answerWith(result));
+        return rc == CM_OK ? deal() : rc;
     }
 };
 
@@ -192,11 +184,11 @@ TEST(Programs, AStatefulOneKeepsItsPartner) {
     });
     ASSERT_EQ(program.accept(60), CM_OK);
     for (const char* result : {"one ", "two ", "three"}) {
-        ASSERT_EQ(program.talk.receive(), CM_OK) << KEL_CMPERR();
-        ASSERT_EQ(program.talk.send(answerWith(result)), CM_OK);
+        ASSERT_EQ(program.talk.receiveAll(), CM_OK) << KEL_CMPERR();
+        ASSERT_EQ(program.talk.sendAll(answerWith(result)), CM_OK);
     }
     // The partner's end comes where its next call would.
-    EXPECT_EQ(program.talk.receive(), CM_DEALLOCATED_NORMAL);
+    EXPECT_EQ(program.talk.receiveAll(), CM_DEALLOCATED_NORMAL);
     EXPECT_EQ(caller.get(), "one two three");
     EXPECT_EQ(program.leave(), CM_OK);
     EXPECT_EQ(system.violationText(), "");

@@ -15,19 +15,12 @@ constexpr CPIC_INT NO_TIMEOUT = -1;
 constexpr CPIC_INT MS = 1000;
 constexpr CPIC_INT LONGEST_WAIT = 2000000;  // s; in ms still a number of 32 bits
 
-/** Level from which data are dumped. */
-constexpr unsigned DUMP_LEVEL = 2;
-
 /** The core's entry in side information files. */
 constexpr const KEL_CHAR* SYM_DEST = "TSLZOR";
 
 }  // namespace
 
-CpicConnection::CpicConnection(ZorStreamOwner* owner)
-    : owner(owner), streamBuffer(std::make_unique<KEL_RAW[]>(BUFFER_SIZE)) {
-    bufferPtr = streamBuffer.get();
-    bytesStillFree = BUFFER_SIZE;
-}
+CpicConnection::CpicConnection(ZorStreamOwner* owner) : ZorBufferedStream(owner) {}
 
 CpicConnection::~CpicConnection() {
     CpicConnection::close();
@@ -54,18 +47,6 @@ CM_RETCODE CpicConnection::connectAsClient(ZorOptions& options) {
     connected = true;
     if (options.keepalive == 1) setSoKeepaliveOption(0);
     return CM_OK;
-}
-
-CM_RETCODE CpicConnection::writeAcross(const KEL_RAW* src, unsigned count) {
-    while (count >= bytesStillFree) {
-        const unsigned piece = bytesStillFree;
-        put(src, piece);
-        src += piece;
-        count -= piece;
-        send();
-    }
-    put(src, count);
-    return 0;
 }
 
 /** Hands the buffer to the conversation; a client looks for a cancel while the gateway doesn't take it. */
@@ -134,17 +115,6 @@ CM_RETCODE CpicConnection::awaitBlock(CPIC_INT timeout) {
     return receiveWithin(std::min(timeout, LONGEST_WAIT) * MS);
 }
 
-/** The first byte of a conversation may ask for a trace, and doesn't belong to the data then. */
-void CpicConnection::takeTraceRequest() noexcept {
-    constexpr KEL_RAW EBCDIC_T = 0xE3, ASCII_T = 'T';
-    if (!accepted || !justAccepted || bytesInBuffer == 0) return;
-    justAccepted = false;
-    if (*bufferPtr != EBCDIC_T && *bufferPtr != ASCII_T) return;
-    owner->acceptTraceLevel(DUMP_LEVEL);
-    ++bufferPtr;
-    --bytesInBuffer;
-}
-
 CM_RETCODE CpicConnection::receive(CPIC_INT timeout) {
     cpicError.clear();
     resetBuffer();
@@ -171,18 +141,6 @@ CM_RETCODE CpicConnection::conversationEnded(CM_RETCODE rc) {
         owner->throwZorErrorMsg();
     }
     return rc;
-}
-
-CM_RETCODE CpicConnection::readAcross(KEL_RAW* dest, unsigned offset, unsigned count, unsigned& bytesRead) {
-    while (count > bytesInBuffer) {
-        if (deallocated) return CM_DEALLOCATED_NORMAL;
-        count -= bytesInBuffer;
-        take(dest, offset, bytesInBuffer, bytesRead);
-        if (const CM_RETCODE rc = receive(); rc != CM_OK)
-            return deallocated ? static_cast<CM_RETCODE>(CM_DEALLOCATED_NORMAL) : rc;
-    }
-    take(dest, offset, count, bytesRead);
-    return CM_OK;
 }
 
 CM_RETCODE CpicConnection::receiveFlush() {
@@ -238,12 +196,6 @@ CM_RETCODE CpicConnection::close() noexcept {
         cpicError.clear();  // the code says enough
     }
     return rc;
-}
-
-void CpicConnection::resetBuffer() noexcept {
-    bufferPtr = streamBuffer.get();
-    bytesStillFree = BUFFER_SIZE;
-    bytesInBuffer = 0;
 }
 
 void CpicConnection::forgetConversation() noexcept {
@@ -302,21 +254,6 @@ void CpicConnection::openDataToTrace() noexcept {
     if (dataOpen || zorProgType != ZOR_CLIENT || !owner->isLoggedOn()) return;
     dataOpen = true;
     KEL_CMDATAOPEN(convId.data(), nullptr);
-}
-
-unsigned CpicConnection::getTraceLevel() const noexcept {
-    return std::max(traceLevel, owner->connectionTraceLevel());
-}
-
-/** A block went out or came in: it is counted, and dumped where the level asks for that. */
-void CpicConnection::noteBlock(bool incoming) noexcept {
-    if (bytesInBuffer == 0) return;
-    try {
-        if (getTraceLevel() >= DUMP_LEVEL) traceData(incoming);
-    } catch (...) {
-        // Tracing never fails a call.
-    }
-    countBlock(incoming);
 }
 
 void CpicConnection::traceData(bool incoming) const {

@@ -3,24 +3,19 @@
 
 #include <array>
 #include <atomic>
-#include <cstring>
 #include <ctime>
 #include <memory>
 
-#include "driver/zoriostream.h"
+#include "driver/zorbufferedstream.h"
 #include "krn/si/cpic/cpic.h"
 
 /**
  * A stream over one conversation: that of a client, of a program that a gateway started, or, one after the
- * other, those of the partners of a registered program. One buffer serves both directions: it holds bytes to
- * be sent or bytes to be read, never both. Failures of the conversation are thrown as
+ * other, those of the partners of a registered program. Failures of the conversation are thrown as
  * ZorCommunicationException with the text of the lower layers; `close` alone only returns its code.
  */
-class CpicConnection final : public ZorIOStream {
+class CpicConnection final : public ZorBufferedStream {
   public:
-    /** Bytes that go out in one message. */
-    static constexpr unsigned BUFFER_SIZE = 28000;
-
     /** The owner isn't owned and outlives the stream. */
     explicit CpicConnection(ZorStreamOwner* owner);
     /** Closes what is open. */
@@ -98,21 +93,7 @@ class CpicConnection final : public ZorIOStream {
     CPIC_INT getCpicHandle() const noexcept { return cpicHandle; }
     /** @} */
 
-    CM_RETCODE readBytes(KEL_RAW* dest, unsigned offset, unsigned count, unsigned& bytesRead) override {
-        if (count > bytesInBuffer) return readAcross(dest, offset, count, bytesRead);
-        take(dest, offset, count, bytesRead);
-        return 0;
-    }
-
-    CM_RETCODE writeBytes(const KEL_RAW* src, unsigned offset, unsigned count) override {
-        if (src == nullptr || count == 0) return 0;
-        if (count >= bytesStillFree) return writeAcross(src + offset, count);
-        put(src + offset, count);
-        return 0;
-    }
-
-    /** Sends what the buffer holds. */
-    CM_RETCODE send();
+    CM_RETCODE send() override;
     /** Sends; a registered program ends the conversation then, unless its owner keeps the session. */
     CM_RETCODE sendFlush() override;
 
@@ -122,14 +103,12 @@ class CpicConnection final : public ZorIOStream {
      * CM_KEL_PING_RECEIVED; otherwise the code with which the conversation ended. An end with an error text
      * throws what the owner makes of it.
      */
-    CM_RETCODE receive(CPIC_INT timeout = -1);
+    CM_RETCODE receive(CPIC_INT timeout = -1) override;
     CM_RETCODE receiveFlush() override;
 
     void cancel() noexcept override;
     CM_RETCODE close() noexcept override;
 
-    bool isBufferEmpty() const noexcept override { return bytesInBuffer == 0; }
-    void resetBuffer() noexcept override;
     const KEL_string& getErrorMsg() const override { return cpicError; }
 
     void writeTraceEntry(KEL_ofstream* trace) const override;
@@ -146,21 +125,6 @@ class CpicConnection final : public ZorIOStream {
   private:
     enum CANCEL_STATE { INITIAL = 0, CANCEL_PENDING = 1, CANCELED = 2 };
 
-    CM_RETCODE readAcross(KEL_RAW* dest, unsigned offset, unsigned count, unsigned& bytesRead);
-    CM_RETCODE writeAcross(const KEL_RAW* src, unsigned count);
-    void take(KEL_RAW* dest, unsigned& offset, unsigned count, unsigned& bytesRead) {
-        const KEL_RAW* const source = readInPlace(count);
-        if (dest != nullptr) std::memcpy(dest + offset, source, count);
-        offset += count;
-        bytesRead += count;
-    }
-    void put(const KEL_RAW* src, unsigned count) {
-        std::memcpy(bufferPtr, src, count);
-        bufferPtr += count;
-        bytesInBuffer += count;
-        bytesStillFree -= count;
-    }
-
     void cpicCancelIfPending();
     [[noreturn]] void cpicCancel();
     CM_RETCODE receiveBlock();
@@ -168,7 +132,6 @@ class CpicConnection final : public ZorIOStream {
     CM_RETCODE awaitAsClient();
     CM_RETCODE receiveWithin(CPIC_INT limit);
     void openDataToTrace() noexcept;
-    void takeTraceRequest() noexcept;
     CM_RETCODE sendBlock();
     CM_RETCODE awaitPartner(KEL_INT timeout);
     CM_RETCODE acceptOnce(CPIC_INT slice);
@@ -181,16 +144,13 @@ class CpicConnection final : public ZorIOStream {
     void forgetConversation() noexcept;
     void drop(CM_RETCODE rc) noexcept;
     [[noreturn]] void throwCpicError(CM_RETCODE rc);
-    unsigned getTraceLevel() const noexcept;
-    void noteBlock(bool incoming) noexcept;
-    void traceData(bool incoming) const;
+    void traceData(bool incoming) const override;
 
     /** Where the conversation goes, as the trace tells it. */
     struct Target {
         KEL_string gwhost, gwserv, ashost, asserv, tpname;
     };
 
-    ZorStreamOwner* owner;
     Target target;
     CPIC_INT cpicHandle = 0;                 ///< Of the registration; 0 when there is none.
     CPIC_INT maxIdleTime = 60;               ///< Seconds between signs of life of an idle registration.
@@ -201,9 +161,6 @@ class CpicConnection final : public ZorIOStream {
     std::time_t lastIoTime = 0;                    ///< Of the last successful send or receive.
     DATA_RECEIVED dataReceived = CM_NO_DATA_RECEIVED;
     STATUS_RECEIVED statusReceived = CM_NO_STATUS_RECEIVED;
-    bool allReceived = false;  ///< The partner has given up the right to send: the message is complete.
-    bool deallocated = true;   ///< There is no conversation.
     std::atomic<CANCEL_STATE> cancelState{INITIAL};
     KEL_string cpicError;  ///< Text of the last failure.
-    std::unique_ptr<KEL_RAW[]> streamBuffer;
 };

@@ -15,14 +15,6 @@ constexpr KEL_INT CONNECT_TIMEOUT = 180000;
 /** ms between looks at a cancel from another thread. */
 constexpr KEL_INT CANCEL_ROUND = 1000;
 
-/** Level from which data are dumped. */
-constexpr unsigned DUMP_LEVEL = 2;
-
-/** First bytes of an accepted conversation by which the partner asks for a trace: "T" in EBCDIC and ASCII. */
-constexpr KEL_RAW TRACE_REQUEST_EBCDIC = 0xE3;
-constexpr KEL_RAW TRACE_REQUEST_ASCII = 'T';
-constexpr unsigned REQUESTED_TRACE_LEVEL = 2;
-
 /** The code's name and what the layer below has to say. */
 KEL_string niText(KELRETURN rc) {
     return KEL_string(NiErrStr(rc)) + ": " + ErrPr();
@@ -35,10 +27,8 @@ bool orderlyEnd(KELRETURN rc) {
 
 }  // namespace
 
-TcpConnection::TcpConnection(ZorStreamOwner* owner)
-    : owner(owner), streamBuffer(std::make_unique<KEL_RAW[]>(BUFFER_SIZE)) {
+TcpConnection::TcpConnection(ZorStreamOwner* owner) : ZorBufferedStream(owner) {
     zorProgType = ZOR_TCP_SOCKET_CLIENT;
-    TcpConnection::resetBuffer();
 }
 
 TcpConnection::TcpConnection(NI_HDL handle, ZorStreamOwner* owner, std::shared_ptr<TcpServer> server,
@@ -70,27 +60,6 @@ CM_RETCODE TcpConnection::connectAsClient(ZorOptions& options) {
     if (options.keepalive == 1 && NiSetSO_KeepAlive(niHandle, true) != NI_OK)
         ZorLogWrite("error during connection: SO_KEEPALIVE for NI handle %d could not be set", niHandle);
     return CM_OK;
-}
-
-void TcpConnection::put(const KEL_RAW* src, unsigned count) {
-    std::memcpy(bufferPtr, src, count);
-    bufferPtr += count;
-    bytesInBuffer += count;
-    bytesStillFree -= count;
-}
-
-CM_RETCODE TcpConnection::writeBytes(const KEL_RAW* src, unsigned offset, unsigned count) {
-    if (src == nullptr || count == 0) return 0;
-    src += offset;
-    while (count >= bytesStillFree) {
-        const unsigned piece = bytesStillFree;
-        put(src, piece);
-        src += piece;
-        count -= piece;
-        send();
-    }
-    put(src, count);
-    return 0;
 }
 
 CM_RETCODE TcpConnection::send() {
@@ -139,16 +108,6 @@ CM_RETCODE TcpConnection::receive(KEL_INT timeout) {
     return CM_OK;
 }
 
-/** The very first byte of an accepted conversation may be no data, but a wish. */
-void TcpConnection::takeTraceRequest() noexcept {
-    if (!accepted || !justAccepted) return;
-    justAccepted = false;
-    if (*bufferPtr != TRACE_REQUEST_EBCDIC && *bufferPtr != TRACE_REQUEST_ASCII) return;
-    owner->acceptTraceLevel(REQUESTED_TRACE_LEVEL);
-    ++bufferPtr;
-    --bytesInBuffer;
-}
-
 /** The connection is over. */
 void TcpConnection::ended(KELRETURN rc, KEL_string text) {
     const bool orderly = orderlyEnd(rc);
@@ -158,18 +117,6 @@ void TcpConnection::ended(KELRETURN rc, KEL_string text) {
     niErrMessage = std::move(text);
     throw ZorCommunicationException(niErrMessage,
                                     orderly ? static_cast<CM_RETCODE>(CM_DEALLOCATED_NORMAL) : 0);
-}
-
-CM_RETCODE TcpConnection::readAcross(KEL_RAW* dest, unsigned offset, unsigned count, unsigned& bytesRead) {
-    while (count > bytesInBuffer) {
-        if (deallocated) return CM_DEALLOCATED_NORMAL;
-        count -= bytesInBuffer;
-        take(dest, offset, bytesInBuffer, bytesRead);
-        if (const CM_RETCODE rc = receive(-1); rc != CM_OK)
-            return deallocated ? static_cast<CM_RETCODE>(CM_DEALLOCATED_NORMAL) : rc;
-    }
-    take(dest, offset, count, bytesRead);
-    return CM_OK;
 }
 
 CM_RETCODE TcpConnection::receiveFlush() {
@@ -216,27 +163,6 @@ CM_RETCODE TcpConnection::reListen(void*) {
     if (!server || deallocated) return CM_UNSUCCESSFUL;
     TcpListener::watch(niHandle, server);
     return CM_OK;
-}
-
-void TcpConnection::resetBuffer() noexcept {
-    bufferPtr = streamBuffer.get();
-    bytesStillFree = BUFFER_SIZE;
-    bytesInBuffer = 0;
-}
-
-unsigned TcpConnection::getTraceLevel() const noexcept {
-    return std::max(traceLevel, owner->connectionTraceLevel());
-}
-
-/** A block goes out or came in: it is counted, and dumped where the level asks for that. */
-void TcpConnection::noteBlock(bool incoming) noexcept {
-    if (bytesInBuffer == 0) return;
-    try {
-        if (getTraceLevel() >= DUMP_LEVEL) traceData(incoming);
-    } catch (...) {
-        // Tracing never fails a call.
-    }
-    countBlock(incoming);
 }
 
 void TcpConnection::traceData(bool incoming) const {

@@ -2,23 +2,18 @@
 #pragma once
 
 #include <atomic>
-#include <cstring>
 #include <memory>
 
 #include "base/ni/ni.h"
 #include "driver/tcplistener.h"
-#include "driver/zoriostream.h"
+#include "driver/zorbufferedstream.h"
 
 /**
- * A stream over one socket. One buffer serves both directions, as in CpicConnection. The stream has no
- * framing: a message is complete for it when a read brings less than the buffer takes. Failures are thrown as
- * ZorCommunicationException; `close` alone only returns its code.
+ * A stream over one socket. It has no framing: a message is complete for it when a read brings less than the
+ * buffer takes. Failures are thrown as ZorCommunicationException; `close` alone only returns its code.
  */
-class TcpConnection final : public ZorIOStream {
+class TcpConnection final : public ZorBufferedStream {
   public:
-    /** Bytes that go out in one send. */
-    static constexpr unsigned BUFFER_SIZE = 28000;
-
     /** The outgoing side. The owner isn't owned and outlives the stream. */
     explicit TcpConnection(ZorStreamOwner* owner);
     /** The side of a socket server: takes a connected handle, and closes it at the end. */
@@ -30,15 +25,8 @@ class TcpConnection final : public ZorIOStream {
      */
     CM_RETCODE connectAsClient(ZorOptions& options) override;
 
-    CM_RETCODE readBytes(KEL_RAW* dest, unsigned offset, unsigned count, unsigned& bytesRead) override {
-        if (count > bytesInBuffer) return readAcross(dest, offset, count, bytesRead);
-        take(dest, offset, count, bytesRead);
-        return 0;
-    }
-    CM_RETCODE writeBytes(const KEL_RAW* src, unsigned offset, unsigned count) override;
-
     /** Sends what the buffer holds; may take as long as the partner does, but a cancel ends it. */
-    CM_RETCODE send();
+    CM_RETCODE send() override;
     CM_RETCODE sendFlush() override {
         send();
         messageSent();
@@ -49,7 +37,7 @@ class TcpConnection final : public ZorIOStream {
      * Fills the buffer with what is there. `timeout` in ms; -1 waits for as long as the partner needs, 180 s
      * before the logon is done, and a cancel ends it. 0, or CM_KEL_TIMEOUT_RETRY when the time is up.
      */
-    CM_RETCODE receive(KEL_INT timeout);
+    CM_RETCODE receive(KEL_INT timeout) override;
     /** Drops what has come in and not been read. */
     CM_RETCODE receiveFlush() override;
 
@@ -57,8 +45,6 @@ class TcpConnection final : public ZorIOStream {
     void cancelIfPending() override { stopIfCancelled(); }
     CM_RETCODE close() noexcept override;
 
-    bool isBufferEmpty() const noexcept override { return bytesInBuffer == 0; }
-    void resetBuffer() noexcept override;
     const KEL_string& getErrorMsg() const override { return niErrMessage; }
 
     /** The accepted side waits for its next request: the listener tells its server. */
@@ -68,30 +54,14 @@ class TcpConnection final : public ZorIOStream {
     NI_HDL handle() const noexcept { return niHandle; }
 
   private:
-    CM_RETCODE readAcross(KEL_RAW* dest, unsigned offset, unsigned count, unsigned& bytesRead);
-    void take(KEL_RAW* dest, unsigned& offset, unsigned count, unsigned& bytesRead) {
-        const KEL_RAW* const source = readInPlace(count);
-        if (dest != nullptr) std::memcpy(dest + offset, source, count);
-        offset += count;
-        bytesRead += count;
-    }
-    void put(const KEL_RAW* src, unsigned count);
-
     KELRETURN readSome(KEL_INT timeout);
-    void takeTraceRequest() noexcept;
     void stopIfCancelled();
     [[noreturn]] void cancelNow();
     [[noreturn]] void ended(KELRETURN rc, KEL_string text);
-    unsigned getTraceLevel() const noexcept;
-    void noteBlock(bool incoming) noexcept;
-    void traceData(bool incoming) const;
+    void traceData(bool incoming) const override;
 
-    ZorStreamOwner* owner;
     std::shared_ptr<TcpServer> server;  ///< Of an accepted socket; none on the outgoing side.
     NI_HDL niHandle = NI_INVALID_HDL;
-    bool allReceived = false;  ///< The last read brought less than the buffer takes.
-    bool deallocated = true;   ///< The peer has closed, or a read failed.
     std::atomic<bool> cancelPending{false};
     KEL_string niErrMessage;  ///< Text of the last failure.
-    std::unique_ptr<KEL_RAW[]> streamBuffer;
 };
