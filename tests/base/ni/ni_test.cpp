@@ -319,8 +319,8 @@ TEST_F(NiPair, StaleHandlesAreRefused) {
     hangUp();
     peer = ends[1];
     ASSERT_EQ(NiSockToHdl(ends[0], &handle), NI_OK);
-    EXPECT_EQ(handle / 8, stale / 8);
-    EXPECT_EQ(handle % 8, (stale + 1) % 8);
+    const NI_HDL next = stale / 8 * 8 + (stale + 1) % 8;
+    EXPECT_EQ(handle, next != 0 ? next : 1);
     KEL_INT length;
     for (const NI_HDL bad : {stale, NI_INVALID_HDL, handle + 8, 65536 * 8, INT32_MAX}) {
         EXPECT_EQ(NiRead(bad, nullptr, 0, 0, &length), NIEINVAL) << bad;
