@@ -16,6 +16,7 @@
 #ifndef KELZOR_H
 #define KELZOR_H
 
+#include <kelzor/automatedserver.h>
 #include <kelzor/call.h>
 #include <kelzor/classes.h>
 #include <kelzor/config.h>

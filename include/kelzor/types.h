@@ -113,6 +113,17 @@ typedef enum ZOR_CLASS_ATTRIBUTE_TYPE {
     ZOR_CLASS_ATTRIBUTE_CONSTANT = 2  /**< In the class, never changed. */
 } ZOR_CLASS_ATTRIBUTE_TYPE;
 
+/** What a connection or a server is in the protocol. */
+typedef enum ZOR_PROTOCOL_TYPE {
+    ZOR_UNKOWN = 0,
+    ZOR_CLIENT = 1,                        /**< Calls a partner through a gateway. */
+    ZOR_STARTED_SERVER = 2,                /**< A program that a gateway started. */
+    ZOR_REGISTERED_SERVER = 3,             /**< One registration at a gateway. */
+    ZOR_MULTI_COUNT_REGISTERED_SERVER = 4, /**< An automated server's registrations. */
+    ZOR_TCP_SOCKET_CLIENT = 5,             /**< Calls a partner's socket. */
+    ZOR_TCP_SOCKET_SERVER = 6              /**< An automated server on a port of its own. */
+} ZOR_PROTOCOL_TYPE;
+
 /** State of an automated server. */
 typedef enum ZOR_SERVER_STATE {
     ZOR_SERVER_INITIAL = 0,
@@ -131,6 +142,7 @@ typedef DATA_CONTAINER_HANDLE ZOR_STRUCTURE_HANDLE;              /**< A structur
 typedef DATA_CONTAINER_HANDLE ZOR_TABLE_HANDLE;       /**< A table; fields are those of its current row. */
 typedef DATA_CONTAINER_HANDLE ZOR_FUNCTION_HANDLE;    /**< A function container; fields are parameters. */
 typedef DATA_CONTAINER_HANDLE ZOR_UBIX_OBJECT_HANDLE; /**< An object instance. */
+typedef struct ZOR_SERVER_OBJECT* ZOR_SERVER_HANDLE;  /**< An automated server. */
 typedef struct ZOR_TYPE_DESC_OBJECT* ZOR_TYPE_DESC_HANDLE; /**< Description of a structure or table row. */
 typedef struct ZOR_FUNCTION_DESC_OBJECT* ZOR_FUNCTION_DESC_HANDLE; /**< Description of a function. */
 typedef struct ZOR_CLASS_DESC_OBJECT* ZOR_CLASS_DESC_HANDLE;       /**< Description of a class. */

@@ -1,15 +1,12 @@
 // The back-end calls functions of this program while a call to it is waiting for its answer.
 
 #include <cstring>
-#include <functional>
 #include <stdexcept>
 #include <thread>
 
-#include "session.h"
+#include "serving.h"
 
 namespace {
-
-using Served = std::function<ZOR_RC(ZOR_CONNECTION_HANDLE, ZOR_FUNCTION_HANDLE, ZOR_ERROR_INFO*)>;
 
 /** What the installed function does; the test that runs sets it. */
 Served served;
@@ -28,38 +25,14 @@ ZOR_RC provide(const KEL_UC* name, ZOR_ATTRIBUTES attributes, ZOR_FUNCTION_DESC_
     return ZOR_OK;
 }
 
-void fill(ZOR_ERROR_INFO* info, const char* key, const char* message) {
-    std::strcpy(info->key, key);
-    std::strcpy(info->message, message);
-}
-
 class CallbackTest : public SessionTest {
   protected:
-    CallbackTest() : description(describe("ZORDEV_CALLBACK")) {}
+    CallbackTest() : description(describeTextFunction("ZORDEV_CALLBACK")) {}
     ~CallbackTest() override {
         install(nullptr, nullptr);
         install("ZDV", nullptr);
         install("XYZ", nullptr);
         ZorDestroyFunctionDesc(description, nullptr);
-    }
-
-    /** The function as the back-end calls it: a text in, a text back, and a result that nobody asks for. */
-    static ZOR_FUNCTION_DESC_HANDLE describe(const char* name) {
-        ZOR_FUNCTION_DESC_HANDLE made = ZorCreateFunctionDesc(name, nullptr);
-        const struct {
-            const char* name;
-            ZOR_DIRECTION direction;
-        } parameters[] = {{"TEXT", ZOR_IMPORT}, {"RESULT", ZOR_EXPORT}, {"UNASKED", ZOR_EXPORT}};
-        for (const auto& p : parameters) {
-            ZOR_PARAMETER_DESC parameter{};
-            std::strcpy(parameter.name, p.name);
-            parameter.type = ZORTYPE_CHAR;
-            parameter.direction = p.direction;
-            parameter.nucLength = 100;
-            parameter.ucLength = 200;
-            EXPECT_EQ(ZorAddParameter(made, &parameter, nullptr), ZOR_OK);
-        }
-        return made;
     }
 
     void install(const char* system, ZOR_SERVER_FUNCTION function) {

@@ -168,6 +168,8 @@ CM_RETCODE KEL_CMREGTP3(const KEL_CHAR* tpname, const KEL_CHAR* gwhost, const KE
 /** Leaves; a conversation of the registration ends with it. */
 CM_RETCODE KEL_CMUNREGTP(CPIC_INT handle, CM_RETCODE* return_code) noexcept;
 CM_RETCODE KEL_CMUNREGTP3(CPIC_INT handle, CM_RETCODE* return_code) noexcept;
+/** What KEL_CMACCPTP3 was given with a registration; NULL when the handle is none. */
+void* KEL_CMREGPTR3(CPIC_INT handle) noexcept;
 
 /** The time limit of an accept that doesn't wait: KEL_CMLISTEN tells when a partner is there. */
 inline constexpr CPIC_INT CPIC_ACCEPT_BY_LISTEN = -2;

@@ -199,6 +199,11 @@ CM_RETCODE KEL_CMUNREGTP3(CPIC_INT handle, CM_RETCODE* return_code) noexcept {
     return unregister(handle, true, "KEL_CMUNREGTP3", return_code);
 }
 
+void* KEL_CMREGPTR3(CPIC_INT handle) noexcept {
+    const CONV_PROTO* const conv = STIFindRegistration(handle, true);
+    return conv ? conv->reg.select_set_ptr : nullptr;
+}
+
 CM_RETCODE KEL_CMUNACCPTP(CPIC_INT handle, CM_RETCODE* return_code) noexcept {
     CONV_PROTO* conv = STIFindRegistration(handle, false);
     if (!conv) conv = STIFindRegistration(handle, true);

@@ -3,6 +3,7 @@
 #include <kelzor/connection.h>
 
 #include "api/connectionframe.h"
+#include "connection/zorconnectionuse.h"
 #include "trace/zortracefunctions.h"
 
 using namespace zorapi;
@@ -13,10 +14,7 @@ ZOR_CONNECTION_HANDLE ZorOpenConnection(const ZOR_CONNECTION_PARAMETER* connecti
                    checks(Required{connectionParams, "ZOR_CONNECTION_PARAMETER"},
                           NonZero{paramCount, "unsigned paramCount"}),
                    [&](FrameTrace& trace) {
-                       ZorOptions options;
-                       options.parseConnString(connectionParams, paramCount, 0, nullptr);
-                       trace.setLevel(options.trace);
-                       return ZorConnection::openClient(options);
+                       return openWith({connectionParams, paramCount}, trace, ZorConnection::openClient);
                    });
 }
 
@@ -45,8 +43,10 @@ ZOR_RC ZorGetConnectionAttributes(ZOR_CONNECTION_HANDLE zorHandle, ZOR_ATTRIBUTE
                                   ZOR_ERROR_INFO* errorInfo) {
     ZorConnection* const connection = ZorConnection::getConnectionFromHandle(zorHandle);
     return guarded(__func__, errorInfo, ConnectionLevel{connection},
-                   checks(Handle{connection}, Required{attr, "P_ZOR_ATTRIBUTES"}),
-                   [&] { connection->getZorAttributes(*attr); });
+                   checks(Handle{connection}, Required{attr, "P_ZOR_ATTRIBUTES"}), [&] {
+                       const ZorConnectionTurn turn(*connection);
+                       connection->getZorAttributes(*attr);
+                   });
 }
 
 ZOR_RC ZorIsConnectionHandleValid(ZOR_CONNECTION_HANDLE zorHandle, int* isValid, ZOR_ERROR_INFO* errorInfo) {
@@ -74,7 +74,10 @@ ZOR_RC ZorGetPartnerSSOTicket(ZOR_CONNECTION_HANDLE zorHandle, KEL_UC* ssoTicket
     return guarded(__func__, errorInfo, ConnectionLevel{connection},
                    checks(Handle{connection}, Required{ssoTicket, "KEL_UC*"}, Required{length, "unsigned*"},
                           NonZeroAt{length, "unsigned"}),
-                   [&] { connection->getPartnerSSO(ssoTicket, length); });
+                   [&] {
+                       const ZorConnectionTurn turn(*connection);
+                       connection->getPartnerSSO(ssoTicket, length);
+                   });
 }
 
 ZOR_RC ZorGetPartnerVSLName(ZOR_CONNECTION_HANDLE zorHandle, KEL_UC* vslName, unsigned length,

@@ -22,4 +22,21 @@ struct KnownLevel {
     unsigned operator()() const noexcept { return level; }
 };
 
+/** A caller's parameters, and the command line of a program that a gateway started. */
+struct ConnectionArguments {
+    const ZOR_CONNECTION_PARAMETER* params;
+    unsigned count;
+    int argc = 0;
+    KEL_UC** argv = nullptr;
+};
+
+/** Opens a connection of the kind that `open` makes of the options; the call is traced at its level. */
+template <class Open>
+ZOR_CONNECTION_HANDLE openWith(const ConnectionArguments& arguments, FrameTrace& trace, const Open& open) {
+    ZorOptions options;
+    options.parseConnString(arguments.params, arguments.count, arguments.argc, arguments.argv);
+    trace.setLevel(options.trace);
+    return open(options);
+}
+
 }  // namespace zorapi

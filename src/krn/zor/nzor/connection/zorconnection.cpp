@@ -75,6 +75,11 @@ bool ZorConnection::isHandleValid(ZOR_CONNECTION_HANDLE handle) noexcept {
     return getConnectionFromHandle(handle) != nullptr;
 }
 
+ZorConnection* ZorConnection::getServerConnectionFromHandle(ZOR_CONNECTION_HANDLE handle) noexcept {
+    ZorConnection* const connection = getConnectionFromHandle(handle);
+    return connection != nullptr && connection->server != nullptr ? connection : nullptr;
+}
+
 unsigned ZorConnection::traceLevelOf(ZOR_CONNECTION_HANDLE handle) noexcept {
     if (handle != nullptr) {
         const std::lock_guard lock(list().cs_zor_conn);
@@ -84,16 +89,24 @@ unsigned ZorConnection::traceLevelOf(ZOR_CONNECTION_HANDLE handle) noexcept {
 }
 
 ZorConnection* ZorConnection::addConnection(std::unique_ptr<ZorConnection> connection) {
-    const std::lock_guard lock(list().cs_zor_conn);
-    list().connections.push_back(connection.get());
-    connection->listed = true;
+    connection->enlist();
     return connection.release();
 }
 
-void ZorConnection::unlist() noexcept {
+void ZorConnection::enlist() {
+    const std::lock_guard lock(list().cs_zor_conn);
+    list().connections.push_back(this);
+    listed = true;
+}
+
+void ZorConnection::delist() noexcept {
     const std::lock_guard lock(list().cs_zor_conn);
     std::erase(list().connections, this);
     listed = false;
+}
+
+void ZorConnection::unlist() noexcept {
+    delist();
     ended = true;
 }
 
@@ -174,11 +187,21 @@ ZOR_CONNECTION_HANDLE ZorConnection::openNew(ZorOptions& options, ZOR_PROTOCOL_T
     return addConnection(std::move(connection))->handle();
 }
 
-ZorConnectionUse::ZorConnectionUse(ZorConnection& connection) noexcept : connection(connection) {
+ZorConnectionTurn::ZorConnectionTurn(ZorConnection& connection)
+    : connection(connection), parked(connection.turn.isParked()) {
+    if (parked && !connection.turn.resume()) throwInvalidHandle(connection.handle());
+}
+
+ZorConnectionTurn::~ZorConnectionTurn() {
+    if (parked) connection.turn.park();
+}
+
+ZorConnectionUse::ZorConnectionUse(ZorConnection& connection) : connection(connection), turn(connection) {
     ++connection.users;
 }
 
 ZorConnectionUse::~ZorConnectionUse() {
     // Users are calls on one thread, one inside the other; the outermost frees what has broken.
-    if (--connection.users == 0 && !connection.listed) delete &connection;
+    const bool last = --connection.users == 0;
+    if (last && !connection.listed && !connection.pooled) delete &connection;
 }

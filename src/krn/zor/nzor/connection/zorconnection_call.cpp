@@ -45,10 +45,6 @@ class CallScope {
     Nesting nesting;
 };
 
-void traceFailure(const ZorConnection& connection, const ZorBaseException& exception) noexcept {
-    if (connection.getTraceLevel() > 0) ZorTraceWrite("%s\n", exception.getMessage().c_str());
-}
-
 /** Whether records of a type hold what no image of their bytes can carry. */
 bool hasNoImage(const ZorAbstractMetaData* typeDesc) noexcept {
     if (typeDesc == nullptr || typeDesc->getMetaType() != ZOR_META_RECORD) return false;
@@ -124,12 +120,10 @@ void ZorFunction::zorCallReceive(ZorConnection& conn, ZORID rid) {
     try {
         conn.runCall(*this, rid);
     } catch (const ZorCommunicationException& exception) {
-        ZorLogWrite("%s\n", exception.getMessage().c_str());
-        traceFailure(conn, exception);
-        conn.closeBroken();
+        conn.closeFailed(exception);
         throw;
     } catch (const ZorBaseException& exception) {
-        traceFailure(conn, exception);
+        conn.traceFailure(exception);
         const ZOR_RC code = exception.getCode();
         if (code != ZOR_UBIX_EXCEPTION && code != ZOR_UBIX_CLASS_EXCEPTION)
             ZorLogWrite("%s\n", exception.getMessage().c_str());
@@ -277,9 +271,7 @@ void ZorConnection::ping() {
         cpic_tcp->resetBuffer();
         sendPing("ZOR_PING");
     } catch (const ZorCommunicationException& exception) {
-        ZorLogWrite("%s\n", exception.getMessage().c_str());
-        traceFailure(*this, exception);
-        closeBroken();
+        closeFailed(exception);
         throw;
     }
 }

@@ -68,7 +68,12 @@ ZOR_RC ZorConnection::serve(ZOR_ERROR_INFO* errorInfo) {
     const KEL_string functionName(control.serverFunctionName.view());
     control.serverFunctionName.clear();
     try {
-        if (server == nullptr) server = ZorCallServer::make();
+        if (server == nullptr) {
+            ownServer = ZorCallServer::make();
+            server = ownServer.get();
+        }
+        server->checkAccessControl(control.sysid.view());
+        authorizationCheck(functionName);
         return server->dispatch(*this, functionName, errorInfo);
     } catch (const ZorUBIXClassException&) {
         throw;  // answered already

@@ -5,6 +5,7 @@
 
 #include "connection/zorconnection.h"
 #include "convert/zorconverter.h"
+#include "trace/zortracefunctions.h"
 
 namespace {
 
@@ -29,6 +30,16 @@ std::string_view trimmed(std::string_view text) noexcept {
 }
 
 }  // namespace
+
+void ZorConnection::traceFailure(const ZorBaseException& failure) const noexcept {
+    if (traceLevel > 0) ZorTraceWrite("%s\n", failure.getMessage().c_str());
+}
+
+void ZorConnection::closeFailed(const ZorCommunicationException& failure) noexcept {
+    ZorLogWrite("%s\n", failure.getMessage().c_str());
+    traceFailure(failure);
+    closeBroken();
+}
 
 void ZorConnection::parseErrorMsg(const KEL_RAW* data, unsigned length, DATA_RECEIVED dataReceived) {
     resetReceivedError();

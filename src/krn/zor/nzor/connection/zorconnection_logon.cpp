@@ -25,8 +25,9 @@ constexpr UnavailableOption unavailableOptions[] = {
     {"SERIALIZATION_FORMAT", [](const ZorOptions& o) { return o.serializationFormat != 0; }},
 };
 
-/** An option that can't be honoured is refused before anything is sent, never ignored. */
-void refuseUnavailable(const ZorOptions& options) {
+}  // namespace
+
+void ZorConnection::refuseUnavailable(const ZorOptions& options) {
     for (const UnavailableOption& option : unavailableOptions)
         if (option.inUse(options))
             throw ZorBaseException(ZOR_NOT_SUPPORTED, EXTERNAL_APPLICATION_FAILURE,
@@ -34,11 +35,10 @@ void refuseUnavailable(const ZorOptions& options) {
                                    KEL_string("Parameter ") + option.name + " is not supported.");
 }
 
-}  // namespace
-
 void ZorConnection::connect(ZorOptions& options, ZOR_PROTOCOL_TYPE type) {
     refuseUnavailable(options);
     const ZorMethodTrace trace("ZorConnection::connect", traceLevel);
+    if (type == ZOR_STARTED_SERVER || type == ZOR_REGISTERED_SERVER) return connectAsServer(options, type);
     if (const CM_RETCODE rc = cpic_tcp->connectAsClient(options); rc != 0) raiseCollectedError();
     setConnOptions(options, type);
     logon(options);

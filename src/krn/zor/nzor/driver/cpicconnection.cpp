@@ -107,10 +107,21 @@ CM_RETCODE CpicConnection::awaitAsClient() {
     return rc;
 }
 
+/** One of many registrations: its server may give it up at any time. `timeout` in seconds if it is positive.
+ */
+CM_RETCODE CpicConnection::awaitAsPooled(CPIC_INT timeout) {
+    for (CPIC_INT round = 0;;) {
+        cpicCancelIfPending();
+        const CM_RETCODE rc = receiveWithin(CANCEL_ROUND);
+        if (rc != CM_KEL_TIMEOUT_RETRY || (timeout > 0 && ++round >= timeout)) return rc;
+    }
+}
+
 /** Waits for a block as long as the role allows. */
 CM_RETCODE CpicConnection::awaitBlock(CPIC_INT timeout) {
     openDataToTrace();
     if (zorProgType == ZOR_CLIENT) return awaitAsClient();
+    if (zorProgType == ZOR_MULTI_COUNT_REGISTERED_SERVER) return awaitAsPooled(timeout);
     if (timeout <= 0) return receiveBlock();
     return receiveWithin(std::min(timeout, LONGEST_WAIT) * MS);
 }
@@ -168,8 +179,9 @@ void CpicConnection::cpicCancelIfPending() {
 
 void CpicConnection::cpicCancel() {
     constexpr CPIC_INT softCancel = 1;
-    const CM_RETCODE rc =
-        deallocated ? static_cast<CM_RETCODE>(CM_OK) : KEL_CMCANCEL(convId.data(), &softCancel, nullptr);
+    // A partner of this side isn't told: its conversation ends with the registration, which follows.
+    const CM_RETCODE rc = deallocated || serverMode ? static_cast<CM_RETCODE>(CM_OK)
+                                                    : KEL_CMCANCEL(convId.data(), &softCancel, nullptr);
     cancelState = CANCELED;
     owner->leaveConnectionList();
     if (rc != CM_OK && rc != CM_DEALLOCATED_NORMAL) throwCpicError(rc);
@@ -184,8 +196,10 @@ CM_RETCODE CpicConnection::close() noexcept {
     connected = false;
     if (registered) {
         const bool multi = zorProgType == ZOR_MULTI_COUNT_REGISTERED_SERVER;
-        const CM_RETCODE left =
-            multi ? KEL_CMUNREGTP3(cpicHandle, nullptr) : KEL_CMUNREGTP(cpicHandle, nullptr);
+        // The layers below drop a registration that fails, and may have given its number to another one.
+        CM_RETCODE left = CM_PARAMETER_ERROR;
+        if (ownsRegistration())
+            left = multi ? KEL_CMUNREGTP3(cpicHandle, nullptr) : KEL_CMUNREGTP(cpicHandle, nullptr);
         if (left != CM_OK) rc = left;
         registered = accepted = justAccepted = false;
         cpicHandle = 0;

@@ -77,8 +77,9 @@ class CpicConnection final : public ZorBufferedStream {
     /** Registers, and puts the registration into the set. */
     CM_RETCODE registerAsServer_SM(ZorOptions& options);
     /**
-     * Waits until something is ready, in rounds of `timeout` ms. `received` above 0 is a handle, `owner` its
-     * stream's; 0 says that only the set has changed. CM_KEL_PING_RECEIVED comes back too.
+     * Waits at most `timeout` ms until something is ready. `received` above 0 is a handle, `owner` its
+     * stream's; 0 says that only the set has changed. CM_KEL_TIMEOUT_RETRY and CM_KEL_PING_RECEIVED come back
+     * too.
      */
     static CM_RETCODE listen_SM(CPIC_INT* received, ZorStreamOwner** owner, CPIC_INT timeout);
     /** Takes the partner that is there; `timeout` in ms if it is positive. */
@@ -90,6 +91,7 @@ class CpicConnection final : public ZorBufferedStream {
     /** Ends the conversation; a registration stays. Never throws. */
     CM_RETCODE closeConversation() noexcept;
     bool isConvIdInitial() const noexcept;  ///< Each byte is zero or a blank.
+    bool hasTurn() const noexcept override { return allReceived && !deallocated; }
     CPIC_INT getCpicHandle() const noexcept { return cpicHandle; }
     /** @} */
 
@@ -130,6 +132,8 @@ class CpicConnection final : public ZorBufferedStream {
     CM_RETCODE receiveBlock();
     CM_RETCODE awaitBlock(CPIC_INT timeout);
     CM_RETCODE awaitAsClient();
+    CM_RETCODE awaitAsPooled(CPIC_INT timeout);
+    bool ownsRegistration() const noexcept;
     CM_RETCODE receiveWithin(CPIC_INT limit);
     void openDataToTrace() noexcept;
     CM_RETCODE sendBlock();

@@ -120,7 +120,12 @@ CM_RETCODE CpicConnection::registerAsServer_SM(ZorOptions& options) {
     serverMode = registered = true;
     lastIoTime = std::time(nullptr);
     rc = KEL_CMACCPTP3(cpicHandle, CPIC_ACCEPT_BY_LISTEN, convId.data(), owner, nullptr);
-    if (rc != CM_OK) throwCpicError(rc);
+    if (rc != CM_OK) {
+        cpicError = KEL_CMPERR();
+        KEL_CMUNREGTP3(cpicHandle, nullptr);
+        registered = false;
+        throw ZorCommunicationException(cpicError, rc);
+    }
     deallocated = false;
     if (options.keepalive == 1) setSoKeepaliveOption(0);
     return CM_OK;
@@ -129,11 +134,8 @@ CM_RETCODE CpicConnection::registerAsServer_SM(ZorOptions& options) {
 CM_RETCODE CpicConnection::listen_SM(CPIC_INT* received, ZorStreamOwner** owner, CPIC_INT timeout) {
     *received = 0;
     *owner = nullptr;
-    CM_RETCODE rc;
-    do
-        rc = KEL_CMLISTEN(timeout, nullptr);
-    while (rc == CM_KEL_TIMEOUT_RETRY);
-    if (rc == CM_KEL_PING_RECEIVED) return rc;
+    CM_RETCODE rc = KEL_CMLISTEN(timeout, nullptr);
+    if (isWait(rc)) return rc;
     void* ptr = nullptr;
     if (rc == CM_OK) rc = KEL_CMGETNEXTHDL(received, &ptr, nullptr);
     if (rc != CM_OK) throwLayersText(rc);
@@ -179,6 +181,11 @@ CM_RETCODE CpicConnection::closeConversation() noexcept {
 
 bool CpicConnection::isConvIdInitial() const noexcept {
     return std::ranges::all_of(convId, [](KEL_RAW byte) { return byte == 0 || byte == ' '; });
+}
+
+bool CpicConnection::ownsRegistration() const noexcept {
+    return cpicHandle != 0 && (zorProgType != ZOR_MULTI_COUNT_REGISTERED_SERVER ||
+                               KEL_CMREGPTR3(cpicHandle) == static_cast<void*>(owner));
 }
 
 /** What a registration's end says; the route's passwords are nobody's business. */

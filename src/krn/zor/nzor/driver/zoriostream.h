@@ -12,17 +12,6 @@
 class KEL_ofstream;
 struct ZorOptions;
 
-/** Role of a stream. */
-enum ZOR_PROTOCOL_TYPE {
-    ZOR_UNKOWN = 0,
-    ZOR_CLIENT = 1,
-    ZOR_STARTED_SERVER = 2,
-    ZOR_REGISTERED_SERVER = 3,
-    ZOR_MULTI_COUNT_REGISTERED_SERVER = 4,
-    ZOR_TCP_SOCKET_CLIENT = 5,
-    ZOR_TCP_SOCKET_SERVER = 6
-};
-
 /** What a driver asks of the connection that owns it. The connection outlives its driver's calls. */
 class ZorStreamOwner {
   public:
@@ -112,6 +101,8 @@ class ZorIOStream {
     /** Throws if a cancel came that nothing has noticed yet; to be called at the end of a call. */
     virtual void cancelIfPending() {}
     virtual void checkForCloseEvent() {}
+    /** Whether the partner has sent its message to the end, so that this side may send at once. */
+    virtual bool hasTurn() const noexcept { return true; }
     /** Whether all that came in has been read. */
     virtual bool isBufferEmpty() const noexcept { return true; }
     virtual CM_RETCODE listen(KEL_INT /*timeout*/) { return CM_UNSUCCESSFUL; }

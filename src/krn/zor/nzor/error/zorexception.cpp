@@ -92,6 +92,12 @@ ZorBufferTooSmallException::ZorBufferTooSmallException(std::string_view, std::st
           joined({"value with the type ", reqType, " does not fit into given buffer with the length ",
                   std::to_string(actBufLength), " required buffer length ", std::to_string(reqBufLength)})) {}
 
+ZorUBIXMessageFields ZorUBIXMessageFields::of(const ZOR_ERROR_INFO& info) {
+    return {zorTextOf(info.ubixMsgClass), zorTextOf(info.ubixMsgType), zorTextOf(info.ubixMsgNumber),
+            zorTextOf(info.ubixMsgV1),    zorTextOf(info.ubixMsgV2),   zorTextOf(info.ubixMsgV3),
+            zorTextOf(info.ubixMsgV4)};
+}
+
 ZorUBIXBaseException::ZorUBIXBaseException(ZOR_RC code, ZOR_ERROR_GROUP group, std::string_view key,
                                            std::string_view message, ZorUBIXMessageFields fields)
     : ZorBaseException(code, group, key, message), fields(std::move(fields)) {}

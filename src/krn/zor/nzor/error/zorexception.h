@@ -7,6 +7,7 @@
 
 #include <kelzor/error.h>
 
+#include <algorithm>
 #include <exception>
 #include <string>
 #include <string_view>
@@ -132,8 +133,17 @@ class ZorBufferTooSmallException
                                unsigned reqBufLength);
 };
 
+/** The text in a member of a record, which a user filled and may have forgotten to end. */
+template <size_t size>
+KEL_string zorTextOf(const KEL_UC (&member)[size]) {
+    return KEL_string(member, std::find(member, member + size, '\0'));
+}
+
 /** The fields of a message of the back-end. */
 struct ZorUBIXMessageFields {
+    /** Those that a user filled in. */
+    static ZorUBIXMessageFields of(const ZOR_ERROR_INFO& info);
+
     KEL_string msgId;
     KEL_string msgTy;
     KEL_string msgNo;

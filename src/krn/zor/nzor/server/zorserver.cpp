@@ -1,27 +1,8 @@
 #include "server/zorserver.h"
 
-#include <cstring>
-
-#include "connection/usercallback.h"
 #include "data/zorfunction.h"
 #include "trace/zortrace.h"
 #include "trace/zortracefunctions.h"
-
-namespace {
-
-/** The text in a record's member, which a user filled and may have forgotten to end. */
-template <size_t size>
-KEL_string textOf(const KEL_UC (&member)[size]) {
-    return KEL_string(member, strnlen(member, size));
-}
-
-ZorUBIXMessageFields fieldsOf(const ZOR_ERROR_INFO& info) {
-    return {textOf(info.ubixMsgClass), textOf(info.ubixMsgType), textOf(info.ubixMsgNumber),
-            textOf(info.ubixMsgV1),    textOf(info.ubixMsgV2),   textOf(info.ubixMsgV3),
-            textOf(info.ubixMsgV4)};
-}
-
-}  // namespace
 
 void ZorServer::init() {
     (void)ZorServerFunctions::get();
@@ -59,7 +40,8 @@ void ZorServer::askProvider(ZorConnection& conn, std::string_view funcName) {
     const KEL_string name(funcName);
     const KEL_string sysId(conn.control.sysid.view());
     ZOR_FUNCTION_DESC_HANDLE description = nullptr;
-    const ZOR_RC rc = callUser([&] { return generic.provider(name.c_str(), attributes, &description); });
+    const ZOR_RC rc =
+        conn.runFunction([&] { return generic.provider(name.c_str(), attributes, &description); });
     conn.checkStillOpen();
     if (rc != ZOR_OK || description == nullptr) return;
     ZorServerFunctions::get().setFunctionStub(
@@ -98,24 +80,27 @@ ZOR_RC ZorServer::run(const ZorFunctionStub& stub, ZorConnection& conn, ZorFunct
         ZorTraceWrite("Invoking server function implementation (user function)");
     }
     const auto container = reinterpret_cast<ZOR_FUNCTION_HANDLE>(call.toHandle());
-    const ZOR_RC rc = callUser([&] { return stub.imp(conn.handle(), container, &errorInfo); });
+    const ZOR_RC rc = conn.runFunction([&] { return stub.imp(conn.handle(), container, &errorInfo); });
     if (traced) ZorTraceWrite("Server function implementation returned %d", rc);
     return rc;
 }
 
 void ZorServer::raise(ZOR_RC rc, const ZOR_ERROR_INFO& errorInfo) {
-    const KEL_string key = textOf(errorInfo.key);
-    const KEL_string message = textOf(errorInfo.message);
+    const KEL_string key = zorTextOf(errorInfo.key);
+    const KEL_string message = zorTextOf(errorInfo.message);
     switch (rc) {
         case ZOR_OK:
             return;
         case ZOR_UBIX_RUNTIME_FAILURE:
         case ZOR_EXTERNAL_FAILURE:
-            throw ZorUBIXBaseException(rc, EXTERNAL_APPLICATION_FAILURE, key, message, fieldsOf(errorInfo));
+            throw ZorUBIXBaseException(rc, EXTERNAL_APPLICATION_FAILURE, key, message,
+                                       ZorUBIXMessageFields::of(errorInfo));
         case ZOR_UBIX_MESSAGE:
-            throw ZorUBIXMessageException(EXTERNAL_APPLICATION_FAILURE, key, message, fieldsOf(errorInfo));
+            throw ZorUBIXMessageException(EXTERNAL_APPLICATION_FAILURE, key, message,
+                                          ZorUBIXMessageFields::of(errorInfo));
         case ZOR_UBIX_EXCEPTION:
-            throw ZorUBIXException(EXTERNAL_APPLICATION_FAILURE, key, message, fieldsOf(errorInfo));
+            throw ZorUBIXException(EXTERNAL_APPLICATION_FAILURE, key, message,
+                                   ZorUBIXMessageFields::of(errorInfo));
         case ZOR_UBIX_CLASS_EXCEPTION:
             throw ZorUBIXClassException(key, message);
         default:

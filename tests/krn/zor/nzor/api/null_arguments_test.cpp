@@ -53,6 +53,8 @@ const std::map<std::string, Refusal> ownRefusals = {
     {"ZorClearRepository", {ZOR_OK, ""}},
     {"ZorInstallPasswordChangeHandler", {ZOR_OK, ""}},
     {"ZorInstallPassportManager", {ZOR_OK, ""}},
+    {"ZorInstallAuthorizationCheckHandler", {ZOR_OK, ""}},
+    {"ZorDestroyServerConnectionMonitorData", {ZOR_OK, ""}},
 };
 
 const std::set<std::string> leftOut = {
