@@ -48,6 +48,13 @@ const struct FaultRow {
      "20 ZOR_INVALID_PARAMETER: record length is out of range"},
     {DictionaryFault::unknownLetter, "ECHO_MIXED", nullptr, nullptr,
      "28 EXTERNAL_RUNTIME_FAILURE: undefined comptype returned by ZOR_METADTA_GET"},
+    {DictionaryFault::brokenDigits, "ECHO_MIXED", nullptr,
+     "20 ZOR_INVALID_PARAMETER: non-unicode offset overlaps with the existing elements", nullptr},
+    {DictionaryFault::doubleName, nullptr, "ECHO_SCALARS",
+     "20 ZOR_INVALID_PARAMETER: Field with name TWICE already exists and can not be regarded as CHANGING "
+     "parameter",
+     "20 ZOR_INVALID_PARAMETER: Field with name TWICE already exists and can not be regarded as CHANGING "
+     "parameter"},
 };
 
 class MetadataFaultTest : public MetadataTest {
