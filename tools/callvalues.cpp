@@ -71,7 +71,7 @@ Json joinParameters(Json base, const std::vector<std::string>& assignments) {
     return base;
 }
 
-void fillFunction(kelzor::Function& function, const Json& parameters) {
+void fillFunction(kelzor::Function& function, const Json& parameters, Selection selection) {
     const std::vector<ZOR_PARAMETER_DESC> known = function.description().parameters();
     std::vector<std::string> names;
     for (const ZOR_PARAMETER_DESC& parameter : known)
@@ -79,8 +79,12 @@ void fillFunction(kelzor::Function& function, const Json& parameters) {
     TypeCache types;
     for (const auto& [name, value] : parameters.items()) {
         const std::size_t index = findName(names, name, "parameter");
-        if (!goesOut(known[index].direction))
+        const ZOR_DIRECTION direction = known[index].direction;
+        if (selection == Selection::inputs && !goesOut(direction))
             throw Problem(exitData, names[index] + " is a result of the function; it can't be given");
+        if (selection == Selection::results && !comesBack(direction))
+            throw Problem(exitData, names[index] + " is no result of the function");
+        if (selection == Selection::results && !function.isActive(known[index].name)) continue;
         if (value.is_null())
             function.setActive(known[index].name, false);
         else

@@ -15,14 +15,16 @@ namespace zortool {
  */
 Json joinParameters(Json base, const std::vector<std::string>& assignments);
 
-/**
- * Writes parameters. null leaves one out of the call. Failures are a `Problem`: an unknown name, a result
- * that can't be given, a value that doesn't fit.
- */
-void fillFunction(kelzor::Function& function, const Json& parameters);
-
-/** Which parameters to read. */
+/** Which parameters to read or to write. */
 enum class Selection { results, inputs, all };
+
+/**
+ * Writes parameters. null leaves one out of the call. Failures are a `Problem`: an unknown name, a parameter
+ * that doesn't go that way, a value that doesn't fit. Of the results those that nobody asked for stay as they
+ * are.
+ */
+void fillFunction(kelzor::Function& function, const Json& parameters,
+                  Selection selection = Selection::inputs);
 
 /** Reads parameters into an object. Failures: `kelzor::Error`. */
 Json readFunction(const kelzor::Function& function, Selection selection);

@@ -95,6 +95,7 @@ void CommandLine::addCommands() {
                [this] { return zortool::info(settings_); });
     addDescribe();
     addCall();
+    addServe();
     addCommand("keys", "List all connection parameters, with their options",
                [this] { return zortool::keys(settings_); });
     CLI::App* dev = app_.add_subcommand("dev", "Run the development system, zordev; its options follow");
@@ -146,6 +147,17 @@ void CommandLine::addCall() {
     call->add_flag("--keep-going", call_.load.keepGoing,
                    "Load trial: count failures instead of stopping at the first")
         ->needs(repeat);
+}
+
+void CommandLine::addServe() {
+    CLI::App* serve = addCommand("serve", "Serve functions by running a program for each call",
+                                 [this] { return zortool::serve(settings_, serve_); });
+    serve->add_option("file", serve_.file, "JSON that tells the functions and their programs")
+        ->required()
+        ->type_name("FILE");
+    serve->add_option("--patience", serve_.patience, "Seconds that running calls may take at the end")
+        ->type_name("SECONDS")
+        ->check(quietly(CLI::Range(0u, 86400u)));
 }
 
 void CommandLine::refuseCommand() const {

@@ -33,6 +33,7 @@ class CommandLine {
     void addCommands();
     void addDescribe();
     void addCall();
+    void addServe();
     CLI::App* addCommand(const std::string& name, const std::string& text, std::function<int()> action);
     int parse(const std::vector<std::string>& arguments);
     [[noreturn]] void refuseCommand() const;
@@ -44,6 +45,7 @@ class CommandLine {
     DescribeOptions describe_;
     SearchOptions search_;
     CallOptions call_;
+    ServeOptions serve_;
     std::string format_ = "table";
     std::string shell_ = "bash";
     std::function<int()> action_;

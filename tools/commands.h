@@ -40,11 +40,18 @@ struct CallOptions {
     LoadPlan load;
 };
 
+struct ServeOptions {
+    std::string file;
+    unsigned patience = 30; /**< Seconds that calls may take once the end was asked for. */
+};
+
 int ping(Settings& settings, const PingOptions& options);
 int info(Settings& settings);
 int describe(Settings& settings, const DescribeOptions& options);
 int search(Settings& settings, const SearchOptions& options);
 int call(Settings& settings, const CallOptions& options);
+/** Serves the functions of a file by running their programs until SIGINT or SIGTERM. */
+int serve(Settings& settings, const ServeOptions& options);
 /** Lists the connection parameters. */
 int keys(const Settings& settings);
 /** Becomes the development system, the program zordev beside this one. Doesn't return unless it fails. */

@@ -28,23 +28,27 @@ fs::path iniFileOf(const std::string& given) {
     return file;
 }
 
-// The values of secrets don't stay in memory that others may get.
-void wipe(kelzor::Parameters& parameters) {
-    for (auto& [name, value] : parameters)
+}  // namespace
+
+ConnectionParameters::~ConnectionParameters() {
+    for (auto& [name, value] : all_)
         explicit_bzero(value.data(), value.size());
 }
 
-}  // namespace
-
-void Target::prepare() {
+void Target::prepare(Role role) {
     readIni();
-    if (where().empty())
+    const bool registers = !valueOf("TPNAME").empty() || !valueOf("PROGRAM_ID").empty();
+    if (role == Role::server && !registers && valueOf("SERVER_PORT").empty())
+        throw Problem(
+            exitUsage, "nothing says where to serve",
+            "Give --tpname, --gwhost and --gwserv to register at a gateway, or --server-port to listen on.");
+    if (where().empty() && role == Role::client)
         throw Problem(
             exitUsage, "nothing says where to connect",
             "Give --gwhost and --gwserv, or --ashost and --sysnr, or a destination of kelzor.ini by --dest. "
             "`zor dev` starts a system to try with.");
     applyTrace();
-    readSecrets();
+    readSecrets(role);
 }
 
 void Target::readIni() {
@@ -80,14 +84,16 @@ void Target::applyTrace() const {
     kelzor::setTraceLevel(static_cast<unsigned>(level->second[0] - '0'));
 }
 
-void Target::readSecrets() {
+void Target::readSecrets(Role role) {
     for (const ConnectionKey& key : connectionKeys()) {
         const auto given = parameters.find(key.name);
         if (!key.secret || given == parameters.end()) continue;
         secrets_[key.name] = readSecret(given->second, std::string(key.name) + " of " + where());
     }
     const bool program = !valueOf("TPNAME").empty() || !valueOf("PROGRAM_ID").empty();
-    if (valueOf("USER").empty() || hasCredentials() || program || batch || !canPrompt()) return;
+    if (role == Role::server || valueOf("USER").empty() || hasCredentials() || program || batch ||
+        !canPrompt())
+        return;
     secrets_["PASSWD"] = readSecret("prompt", "Password of " + valueOf("USER"));
 }
 
@@ -117,21 +123,25 @@ std::string Target::where() const {
     add("service ", valueOf("GWSERV"));
     add("system number ", valueOf("SYSNR"));
     add("program ", valueOf("TPNAME") + valueOf("PROGRAM_ID"));
+    add("port ", valueOf("SERVER_PORT"));
     add("client ", valueOf("CLIENT"));
     add("user ", valueOf("USER"));
     return text;
 }
 
-kelzor::Connection Target::open() const {
-    kelzor::Parameters list;
+ConnectionParameters Target::list() const {
+    ConnectionParameters list;
     for (const auto& [name, value] : parameters) {
         const auto secret = secrets_.find(name);
-        list.emplace_back(name, kelzor::fromUtf8(secret != secrets_.end() ? secret->second.text() : value));
+        list.add(name, kelzor::fromUtf8(secret != secrets_.end() ? secret->second.text() : value));
     }
     for (const auto& [name, secret] : secrets_)
-        if (!parameters.contains(name)) list.emplace_back(name, kelzor::fromUtf8(secret.text()));
-    auto connection = kelzor::attempt([&] { return kelzor::Connection::open(list); });
-    wipe(list);
+        if (!parameters.contains(name)) list.add(name, kelzor::fromUtf8(secret.text()));
+    return list;
+}
+
+kelzor::Connection Target::open() const {
+    auto connection = kelzor::attempt([&] { return kelzor::Connection::open(list().all()); });
     if (connection) return std::move(connection).value();
     const bool logon = connection.error().code() == ZOR_LOGON_FAILURE;
     Problem problem(connection.error(), logon ? "logging on" : "opening the connection", where());

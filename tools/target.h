@@ -12,9 +12,26 @@
 
 namespace zortool {
 
+/** Names and values for the library, in its code page. The values of secrets don't stay in memory. */
+class ConnectionParameters {
+  public:
+    ConnectionParameters() = default;
+    ConnectionParameters(ConnectionParameters&&) = default;
+    ~ConnectionParameters();
+
+    void add(const std::string& name, std::string value) { all_.emplace_back(name, std::move(value)); }
+    const kelzor::Parameters& all() const { return all_; }
+
+  private:
+    kelzor::Parameters all_;
+};
+
 /** The partner and the way to it. Prepared once; then any thread may open connections. */
 class Target {
   public:
+    /** What the parameters are for. */
+    enum class Role { client, server };
+
     /** @name What the command line says; texts in UTF-8. */
     /** @{ */
     std::map<std::string, std::string> parameters; /**< By the library's names; secrets by their source. */
@@ -24,7 +41,10 @@ class Target {
     /** @} */
 
     /** Reads kelzor.ini and the secrets, asking for a password where one is likely to be missing. */
-    void prepare();
+    void prepare(Role role = Role::client);
+
+    /** The parameters for the library. */
+    ConnectionParameters list() const;
 
     /** Opens a connection. Failures are a `Problem`. */
     kelzor::Connection open() const;
@@ -40,7 +60,7 @@ class Target {
 
   private:
     void readIni();
-    void readSecrets();
+    void readSecrets(Role role);
     void applyTrace() const;
 
     IniFile::Section destination_;
