@@ -27,6 +27,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t mostOutput = 256u << 20;  // a program that writes more is killed
 constexpr std::size_t keptErrors = 16u << 10;
+constexpr int lookAgain = 20;  // milliseconds between looks at a process that can't be waited for
 
 [[noreturn]] void fail(int code, const std::string& what) {
     throw std::system_error(code, std::generic_category(), what);
@@ -129,13 +130,14 @@ class Run {
         pid_ = Start(in_, out_, err_).run(call);
         // The C library's own function has no linkage for C++ in all of its releases.
         process_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)));
-        const int code = errno;
         for (Pipe* pipe : {&in_, &out_, &err_})
             pipe->theirs.end();
-        if (process_.number() >= 0) return;
+    }
+    Run(const Run&) = delete;
+    ~Run() {
+        if (pid_ == 0) return;
         kill(-pid_, SIGKILL);
         reap();
-        fail(code, "pidfd_open");
     }
 
     ProgramOutcome toItsEnd() {
@@ -150,24 +152,29 @@ class Run {
     /** Waits for whatever can be done next and does it; false when the program has ended or has to. */
     bool exchange() {
         if (left_.empty()) in_.own.end();
-        pollfd watched[] = {{process_.number(), POLLIN, 0},
-                            {in_.own.number(), POLLOUT, 0},
-                            {out_.own.number(), POLLIN, 0},
-                            {err_.own.number(), POLLIN, 0}};
-        const auto patience =
+        const long long patience =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
         if (patience <= 0) return give(ProgramOutcome::End::outOfTime);
-        const int ready =
-            poll(watched, std::size(watched), static_cast<int>(std::min<long>(patience, 1 << 30)));
-        if (ready < 0 && errno != EINTR) fail(errno, "poll");
-        if (watched[1].revents != 0) write();
+        const bool ended = await(static_cast<int>(std::min<long long>(patience, 1 << 30)));
+        write();
         read(out_.own, outcome_.output);
         read(err_.own, outcome_.errors);
         if (outcome_.errors.size() > 2 * keptErrors)
             outcome_.errors.erase(0, outcome_.errors.size() - keptErrors);
         if (outcome_.output.size() > mostOutput) return give(ProgramOutcome::End::tooMuch);
         // What it wrote before its end was read just now; children that it left behind don't count.
-        return watched[0].revents == 0;
+        return !ended;
+    }
+
+    /** Waits until something can be done, at most so many milliseconds; whether the program has ended. */
+    bool await(int patience) {
+        pollfd watched[] = {{process_.number(), POLLIN, 0},
+                            {in_.own.number(), POLLOUT, 0},
+                            {out_.own.number(), POLLIN, 0},
+                            {err_.own.number(), POLLIN, 0}};
+        const bool waitable = process_.number() >= 0;
+        poll(watched, std::size(watched), waitable ? patience : std::min(patience, lookAgain));
+        return waitable ? watched[0].revents != 0 : hasEnded(WNOHANG);
     }
 
     bool give(ProgramOutcome::End end) {
@@ -176,6 +183,7 @@ class Run {
     }
 
     void write() {
+        if (left_.empty()) return;
         const ssize_t written = ::write(in_.own.number(), left_.data(), left_.size());
         if (written > 0) left_.remove_prefix(static_cast<std::size_t>(written));
         if (written < 0 && errno != EAGAIN) left_ = {};  // it doesn't want to know
@@ -189,24 +197,30 @@ class Run {
         if (got == 0) from.end();  // otherwise it would be ready for ever
     }
 
-    void reap() {
-        siginfo_t info{};
-        // It stays there as long as others may kill it.
-        while (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
+    /** Waits for the end, or looks with WNOHANG. The process stays there: others may be about to kill it. */
+    bool hasEnded(int options) {
+        while (waitid(P_PID, static_cast<id_t>(pid_), &ended_, WEXITED | WNOWAIT | options) != 0 &&
+               errno == EINTR) {
         }
+        return ended_.si_pid != 0;
+    }
+
+    void reap() {
+        hasEnded(0);
         const std::lock_guard lock(runningMutex);
         running.erase(pid_);
-        waitpid(pid_, nullptr, 0);
+        waitpid(std::exchange(pid_, 0), nullptr, 0);
         if (outcome_.end != ProgramOutcome::End::exited) return;
-        outcome_.status = info.si_status;
-        if (info.si_code != CLD_EXITED) outcome_.end = ProgramOutcome::End::killed;
+        outcome_.status = ended_.si_status;
+        if (ended_.si_code != CLD_EXITED) outcome_.end = ProgramOutcome::End::killed;
     }
 
     Pipe in_{true}, out_{false}, err_{false};
     std::string_view left_;
     Clock::time_point deadline_;
     pid_t pid_ = 0;
-    Descriptor process_;
+    Descriptor process_;  // ready when the program has ended; none where the system doesn't offer that
+    siginfo_t ended_{};
     ProgramOutcome outcome_;
 };
 
