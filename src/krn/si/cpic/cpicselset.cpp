@@ -1,7 +1,8 @@
 // The select set in which registrations wait for partners, and accepted conversations for data.
 //
 // The set belongs to the thread that is in KEL_CMLISTEN. Others write down what they want and wake that
-// thread by a record; while nobody listens, the set belongs to whoever holds wakeup_cs.
+// thread by a record; while nobody listens, the set belongs to whoever holds wakeup_cs. Only whoever has the
+// set closes a handle that stands in it, so that no number in it is ever another connection's.
 
 #include <algorithm>
 #include <cstring>
