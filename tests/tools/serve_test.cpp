@@ -61,8 +61,11 @@ class ServeTest : public ToolTest {
         std::vector<std::string> words = {"serve", "functions.json"};
         words.insert(words.end(), where.begin(), where.end());
         child = start(words);
-        while (contentOf(path("out")).find("serving ") == std::string::npos && kill(child, 0) == 0)
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (contentOf(path("out")).find("serving ") == std::string::npos) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << contentOf(path("err"));
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
     }
     void serveRegistered() {
         serve({"--dest", "DEV", "--tpname", "tool.program", "--reg-count", "3"});
