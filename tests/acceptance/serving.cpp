@@ -9,8 +9,16 @@
 
 namespace {
 
-std::mutex servedLock;
-std::map<std::string, Served> servedFunctions;
+/** What the installed functions do. Made at first use: a program that a gateway starts serves early. */
+struct ServedFunctions {
+    std::mutex lock;
+    std::map<std::string, Served> byName;
+};
+
+ServedFunctions& servedFunctions() {
+    static ServedFunctions all;
+    return all;
+}
 
 /** The one function that is ever installed: what it does hangs on its name and system. */
 ZOR_RC serve(const char* system, ZOR_CONNECTION_HANDLE connection, ZOR_FUNCTION_HANDLE call,
@@ -19,8 +27,8 @@ ZOR_RC serve(const char* system, ZOR_CONNECTION_HANDLE connection, ZOR_FUNCTION_
     ZorGetFunctionName(ZorDescribeFunction(call, nullptr), name, nullptr);
     Served served;
     {
-        const std::lock_guard lock(servedLock);
-        served = servedFunctions[std::string(name) + system];
+        const std::lock_guard lock(servedFunctions().lock);
+        served = servedFunctions().byName[std::string(name) + system];
     }
     return served(connection, call, info);
 }
@@ -60,8 +68,8 @@ ZOR_FUNCTION_DESC_HANDLE describeTextFunction(const char* name) {
 ServedFunction::ServedFunction(const char* name, Served served, const char* system)
     : name(name), system(system != nullptr ? system : ""), description(describeTextFunction(name)) {
     {
-        const std::lock_guard lock(servedLock);
-        servedFunctions[keyOf(this->name, this->system)] = std::move(served);
+        const std::lock_guard lock(servedFunctions().lock);
+        servedFunctions().byName[keyOf(this->name, this->system)] = std::move(served);
     }
     EXPECT_EQ(
         ZorInstallServerFunction(system, description, system != nullptr ? serveSystem : serveAll, nullptr),
