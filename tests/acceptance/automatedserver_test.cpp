@@ -380,4 +380,57 @@ TEST_F(AutomatedServerTest, aSocketServerGivesUpWhatHangs) {
     ZorCloseConnection(client, nullptr);
 }
 
+TEST_F(AutomatedServerTest, refusedCallersAndLostOnesLeaveItServing) {
+    Door door;
+    const ServedFunction waits("WAITS", [&](auto, ZOR_FUNCTION_HANDLE call, auto) {
+        door.pass();
+        return reply(call, "passed");
+    });
+    server = create(registration({{"REG_COUNT", "1"}, {"SYS_IDS", "ABC"}}));
+    ASSERT_EQ(ZorLaunchServer(server, &error), ZOR_OK) << error.message;
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(call("WAITS").text(1026), "Access to server denied for backend system ZDV");
+    EXPECT_EQ(heard.errorCount(), 0u);
+    EXPECT_EQ(ZorDestroyServer(server, &error), ZOR_OK);
+    launch("1");
+    clientMayBreakRules = true;
+    {
+        auto session = system.openProgram(program);
+        session.limit = 1ms;
+        EXPECT_NE(session.call("WAITS", textCall("")).failure, "");
+    }
+    ASSERT_TRUE(door.awaitWaiting(1));
+    door.open();  // nobody is there for the answer
+    EXPECT_EQ(resultOf(call("WAITS")), "passed");
+    EXPECT_TRUE(awaitCount(1));
+}
+
+TEST_F(AutomatedServerTest, aShutdownEndsACallBackThatHangs) {
+    Door door;
+    std::atomic<ZOR_RC> within = ZOR_OK;
+    const ServedFunction inner("INNER", [&](auto, ZOR_FUNCTION_HANDLE call, auto) {
+        door.pass();
+        return reply(call, "too late");
+    });
+    const ServedFunction outer("OUTER", [&](ZOR_CONNECTION_HANDLE own, ZOR_FUNCTION_HANDLE call, auto) {
+        TextCall back("INNER");
+        back(own, "");
+        within = back.rc;
+        return reply(call, "not wanted");
+    });
+    launchSocket("1");
+    const ZOR_CONNECTION_HANDLE client = connectSocket();
+    auto hanging = std::async(std::launch::async, [&] {
+        TextCall calling("OUTER");
+        calling(client, "");
+        return calling.rc;
+    });
+    ASSERT_TRUE(door.awaitWaiting(1));
+    EXPECT_EQ(ZorShutdownServer(server, 0, &error), ZOR_OK);
+    EXPECT_TRUE(await([&] { return within == ZOR_CANCELED; }));
+    door.open();
+    EXPECT_EQ(hanging.get(), ZOR_COMMUNICATION_FAILURE);
+    ZorCloseConnection(client, nullptr);
+}
+
 }  // namespace
