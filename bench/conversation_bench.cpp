@@ -94,7 +94,7 @@ struct Owner final : ZorStreamOwner {
     bool isLoggedOn() const noexcept override { return true; }
     unsigned connectionTraceLevel() const noexcept override { return 0; }
     KEL_string traceCodepage() const override { return {}; }
-    void coverDump(bool, unsigned, std::span<KEL_RAW>) noexcept override {}
+    void coverDump(Dump, bool, unsigned, std::span<KEL_RAW>) noexcept override {}
     void setHasErrorMsg() noexcept override {}
     void parseErrorMsg(const KEL_RAW*, unsigned, DATA_RECEIVED) override {}
     void throwZorErrorMsg() override {}

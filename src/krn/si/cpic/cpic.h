@@ -235,8 +235,17 @@ CM_RETCODE KEL_CMNIHANDLE(const KEL_RAW* conversation_ID, NI_HDL* handle, CM_RET
  */
 CM_RETCODE KEL_CMTRACE(CPIC_INT trace_level, const KEL_CHAR* trace_file, CM_RETCODE* return_code) noexcept;
 
-/** From here on the data of a conversation carry no secrets: a trace of raw data may show them. */
-CM_RETCODE KEL_CMDATAOPEN(const KEL_RAW* conversation_ID, CM_RETCODE* return_code) noexcept;
+/**
+ * Covers what a trace must not show in the copy of a piece of data. Pieces are counted from 0 at each change
+ * of direction, whether they are traced or not.
+ */
+using CPIC_DATA_COVER = void (*)(void* context, bool incoming, unsigned piece,
+                                 std::span<KEL_RAW> copy) noexcept;
+
+/** From here on a trace of raw data may show what the function lets it; it is called in sends and receives.
+ */
+CM_RETCODE KEL_CMDATAOPEN(const KEL_RAW* conversation_ID, CPIC_DATA_COVER cover, void* context,
+                          CM_RETCODE* return_code) noexcept;
 
 /** Mebibytes at which the trace file is moved aside and starts anew. */
 void KEL_CMSetTraceFileSize(CPIC_INT size) noexcept;

@@ -115,7 +115,9 @@ void STIInitConvProto(CONV_PROTO& conv) {
     conv.trace_raw = globals.cpic_trace_raw;
     conv.trace_appchdr = globals.cpic_trace_appchdr;
     conv.trace_level = 0;
-    conv.data_open = false;
+    conv.data_cover = nullptr;
+    conv.cover_context = nullptr;
+    conv.pieces_sent = conv.pieces_received = 0;
     conv.trace_file = nullptr;
     conv.streamingActive = conv.localReceive = false;
     conv.dt_net.reset();

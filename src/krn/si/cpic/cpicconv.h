@@ -126,7 +126,10 @@ struct CONV_PROTO {
     CPIC_INT trace_raw = 0;
     CPIC_INT trace_appchdr = 0;
     std::atomic<int> trace_level{0};
-    bool data_open = false;         ///< The data carry no secrets of a logon, so a trace may show them.
+    CPIC_DATA_COVER data_cover = nullptr;  ///< NULL: a trace must not show the data.
+    void* cover_context = nullptr;
+    unsigned pieces_sent = 0;       ///< Since the last receive.
+    unsigned pieces_received = 0;   ///< Since the last send.
     CTRC_HDL trace_file = nullptr;  ///< NULL: the layer's.
     bool streamingActive = false;
     bool localReceive = false;  ///< The gateway sends on without being asked.

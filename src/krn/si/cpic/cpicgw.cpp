@@ -209,10 +209,8 @@ CM_RETCODE STISendToGw(CONV_PROTO& conv, CPIC_CALL call, const APPCHDR6& header,
     KEL_RAW bytes[APPCHDR6_LAYOUT::length];
     GwPutHdr(bytes, header);
     const iovec parts[] = {partOf(bytes), partOf(params), partOf(data)};
-    if (STITraces(conv, 2)) {
-        traceMessage(conv, "sending", header, params.size() + data.size());
-        STITraceRaw(conv, data);
-    }
+    if (STITraces(conv, 2)) traceMessage(conv, "sending", header, params.size() + data.size());
+    STINoteData(conv, false, data);
     const KELRETURN rc = writeParts(conv, parts, call.timeout);
     if (rc == NI_OK) return CM_OK;
     return rc == NIETIMEOUT && keepUnsent(conv, parts) ? writeInterrupted(conv, call)

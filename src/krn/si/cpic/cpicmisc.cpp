@@ -29,9 +29,13 @@ const KEL_CHAR* KEL_CMPERR() noexcept {
     return *text ? text : "no KEL ErrInfo available";
 }
 
-CM_RETCODE KEL_CMDATAOPEN(const KEL_RAW* conversation_ID, CM_RETCODE* return_code) noexcept {
+CM_RETCODE KEL_CMDATAOPEN(const KEL_RAW* conversation_ID, CPIC_DATA_COVER cover, void* context,
+                          CM_RETCODE* return_code) noexcept {
     CONV_PROTO* conv = STISearchConv(conversation_ID);
-    if (conv) conv->data_open = true;
+    if (conv) {
+        conv->data_cover = cover;
+        conv->cover_context = context;
+    }
     return STIReturn(conv ? CM_OK : CM_PARAMETER_ERROR, return_code);
 }
 

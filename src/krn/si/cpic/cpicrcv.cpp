@@ -71,6 +71,7 @@ CM_RETCODE receiveLocally(CONV_PROTO& conv, std::span<KEL_RAW> target, const Rec
     CPIC_LOCAL_BUFFER& local = conv.local_buffer;
     const std::size_t length = std::min(target.size(), local.bytes_to_read);
     std::copy_n(conv.data() + local.offset, length, target.begin());
+    STINoteData(conv, true, target.first(length));
     local.offset += length;
     local.bytes_to_read -= length;
     if (local.bytes_to_read == 0) return finish(conv, local.last, length, local.return_code, result);
@@ -127,7 +128,7 @@ CM_RETCODE STIRCV(CONV_PROTO& conv, std::span<KEL_RAW> target, const ReceiveResu
     rc = checkLengths(conv, answer, message);
     if (rc != CM_OK) return rc;
     noteAnswer(conv, message.header, answer);
-    if (STITraces(conv, 2)) STITraceRaw(conv, target.first(message.received));
+    STINoteData(conv, true, target.first(message.received));
     if (message.overflow == 0) return finish(conv, answer, message.received, message.header.appc_rc, result);
     conv.local_buffer = {0, message.overflow, answer, message.header.appc_rc};
     result.set(CM_INCOMPLETE_DATA_RECEIVED, message.received, CM_NO_STATUS_RECEIVED,

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <string_view>
+#include <vector>
 
 #include "krn/si/cpic/cpicerr.h"
 #include "krn/si/cpic/cpicglob.h"
@@ -74,6 +76,19 @@ int highestLevel(const CONV_PROTO* but) {
     return highest;
 }
 
+void traceRaw(const CONV_PROTO& conv, std::span<const KEL_RAW> data) noexcept {
+    const DpHold hold(2);
+    const auto limit = static_cast<std::size_t>(STInitGlobals().cpic_trace_len);
+    const std::span<const KEL_RAW> shown = data.first(std::min(data.size(), limit));
+    for (std::size_t at = 0; at < shown.size(); at += DUMP_WIDTH) {
+        KEL_CHAR text[3 * DUMP_WIDTH + 1] = "";
+        const std::span<const KEL_RAW> line = shown.subspan(at, std::min(DUMP_WIDTH, shown.size() - at));
+        for (std::size_t i = 0; i < line.size(); ++i)
+            std::snprintf(text + 3 * i, 4, " %02x", line[i]);
+        DpTrcNoTiNoThr(STITraceFile(conv), "%06x %s\n", static_cast<unsigned>(at), text);
+    }
+}
+
 }  // namespace
 
 CM_RETCODE KEL_CMTRACE(CPIC_INT trace_level, const KEL_CHAR* trace_file, CM_RETCODE* return_code) noexcept {
@@ -130,16 +145,16 @@ void STILowerTrace(const CONV_PROTO& conv) noexcept {
     ct_level = level;
 }
 
-void STITraceRaw(const CONV_PROTO& conv, std::span<const KEL_RAW> data) noexcept {
-    if (conv.trace_raw <= 0 || !conv.data_open) return;
-    const DpHold hold(2);
-    const auto limit = static_cast<std::size_t>(STInitGlobals().cpic_trace_len);
-    const std::span<const KEL_RAW> shown = data.first(std::min(data.size(), limit));
-    for (std::size_t at = 0; at < shown.size(); at += DUMP_WIDTH) {
-        KEL_CHAR text[3 * DUMP_WIDTH + 1] = "";
-        const std::span<const KEL_RAW> line = shown.subspan(at, std::min(DUMP_WIDTH, shown.size() - at));
-        for (std::size_t i = 0; i < line.size(); ++i)
-            std::snprintf(text + 3 * i, 4, " %02x", line[i]);
-        DpTrcNoTiNoThr(STITraceFile(conv), "%06x %s\n", static_cast<unsigned>(at), text);
+void STINoteData(CONV_PROTO& conv, bool incoming, std::span<const KEL_RAW> data) noexcept {
+    if (data.empty()) return;
+    (incoming ? conv.pieces_sent : conv.pieces_received) = 0;
+    const unsigned piece = (incoming ? conv.pieces_received : conv.pieces_sent)++;
+    if (!STITraces(conv, 2) || conv.trace_raw <= 0 || !conv.data_cover) return;
+    try {
+        std::vector<KEL_RAW> copy(data.begin(), data.end());
+        conv.data_cover(conv.cover_context, incoming, piece, copy);
+        traceRaw(conv, copy);
+    } catch (const std::bad_alloc&) {
+        // The trace lacks this piece; what follows in the message is covered.
     }
 }

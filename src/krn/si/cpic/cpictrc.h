@@ -27,5 +27,6 @@ void STIRaiseTrace(CPIC_INT level) noexcept;
 /** A conversation ends: the layer goes back to the highest level that others need. */
 void STILowerTrace(const CONV_PROTO& conv) noexcept;
 
-/** Writes a block of data as far as the settings let it, if the conversation traces raw data. */
-void STITraceRaw(const CONV_PROTO& conv, std::span<const KEL_RAW> data) noexcept;
+/** A piece of data goes out or has come in: counts it, and writes it if the conversation traces raw data, as
+ * far as the settings and its cover let it. */
+void STINoteData(CONV_PROTO& conv, bool incoming, std::span<const KEL_RAW> data) noexcept;

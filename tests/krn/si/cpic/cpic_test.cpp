@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <future>
 #include <thread>
 #include <vector>
@@ -214,6 +215,47 @@ TEST(Cpic, MoreThanWasAskedForComesInPieces) {
                 EXPECT_EQ(client.status, piece == pieces[2] ? CM_SEND_RECEIVED : CM_NO_STATUS_RECEIVED);
             }
         });
+}
+
+TEST(Cpic, RawDataAreTracedAsTheirCoverLeavesThem) {
+    const std::string name = testing::TempDir() + "cpic_raw_" + std::to_string(getpid());
+    ASSERT_EQ(KEL_CMTRACE(2, name.c_str(), nullptr), CM_OK);
+    std::vector<std::string> pieces;
+    const CPIC_DATA_COVER cover = [](void* context, bool incoming, unsigned piece,
+                                     std::span<KEL_RAW> copy) noexcept {
+        static_cast<std::vector<std::string>*>(context)->push_back((incoming ? "in " : "out ") +
+                                                                   std::to_string(piece) + " " +
+                                                                   std::string(copy.begin(), copy.end()));
+        std::ranges::fill(copy, KEL_RAW{0x2A});
+    };
+    converse(
+        [](FakeGateway& self) {
+            for (int i = 0; i < 3; ++i)
+                self.expect(8);
+            self.expect(9);
+            self.answer({.rqtype = 9, .data = "abcdefgh"});
+            self.expect(203);
+            self.answer({.rqtype = 203, .data = "ij"});
+        },
+        [&](Client& client) {
+            STISearchConv(client.id)->trace_raw = 1;
+            EXPECT_EQ(client.send("logon"), CM_OK);
+            EXPECT_EQ(client.send("1"), CM_OK);
+            EXPECT_EQ(KEL_CMDATAOPEN(client.id, cover, &pieces, nullptr), CM_OK);
+            EXPECT_EQ(client.send("2"), CM_OK);
+            EXPECT_EQ(client.receive(5), CM_OK);
+            EXPECT_EQ(client.receive(5), CM_OK);
+            EXPECT_EQ(client.send("3"), CM_OK);
+            EXPECT_EQ(client.receive(), CM_OK);
+        });
+    EXPECT_THAT(pieces, testing::ElementsAre("out 2 2", "in 0 abcde", "in 1 fgh", "out 0 3", "in 0 ij"));
+    ASSERT_EQ(KEL_CMTRACE(0, name.c_str(), nullptr), CM_OK);
+    std::ifstream file(name);
+    const std::string trace{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_THAT(trace, HasSubstr("000000  2a 2a 2a 2a 2a\n"));
+    EXPECT_EQ(trace.find(" 61 62"), trace.npos);
+    EXPECT_EQ(trace.find(" 6c 6f"), trace.npos) << "the logon";
+    unlink(name.c_str());
 }
 
 TEST(Cpic, EndsOfTheConversation) {

@@ -223,8 +223,8 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     bool isLoggedOn() const noexcept override { return control.connected; }
     unsigned connectionTraceLevel() const noexcept override { return traceLevel; }
     KEL_string traceCodepage() const override;
-    void coverDump(bool incoming, unsigned block, std::span<KEL_RAW> copy) noexcept override {
-        coverBlock(incoming, block, copy);
+    void coverDump(Dump dump, bool incoming, unsigned block, std::span<KEL_RAW> copy) noexcept override {
+        coverBlock(dump, incoming, block, copy);
     }
     void setHasErrorMsg() noexcept override { hasErrorMsg = true; }
     void parseErrorMsg(const KEL_RAW* data, unsigned length, DATA_RECEIVED dataReceived) override;

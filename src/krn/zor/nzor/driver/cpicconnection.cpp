@@ -267,7 +267,11 @@ void CpicConnection::noteTarget(const ZorOptions& options) {
 void CpicConnection::openDataToTrace() noexcept {
     if (dataOpen || zorProgType != ZOR_CLIENT || !owner->isLoggedOn()) return;
     dataOpen = true;
-    KEL_CMDATAOPEN(convId.data(), nullptr);
+    const auto cover = [](void* context, bool incoming, unsigned piece, std::span<KEL_RAW> copy) noexcept {
+        static_cast<ZorStreamOwner*>(context)->coverDump(ZorStreamOwner::Dump::transport, incoming, piece,
+                                                         copy);
+    };
+    KEL_CMDATAOPEN(convId.data(), cover, owner, nullptr);
 }
 
 void CpicConnection::traceData(bool incoming) const {

@@ -23,11 +23,13 @@ class ZorStreamOwner {
     virtual unsigned connectionTraceLevel() const noexcept = 0;
     /** Four digits of the code page that the stream's text is in, for the title of a dump. */
     virtual KEL_string traceCodepage() const = 0;
+    /** Who dumps the bytes: each cuts them into blocks of its own. */
+    enum class Dump { driver, transport };
     /**
      * Covers what a dump must not show, in the copy of a block that came in or went out. Blocks of a message
      * are counted from 0.
      */
-    virtual void coverDump(bool incoming, unsigned block, std::span<KEL_RAW> copy) noexcept = 0;
+    virtual void coverDump(Dump dump, bool incoming, unsigned block, std::span<KEL_RAW> copy) noexcept = 0;
     /** The conversation ended with bytes behind it. */
     virtual void setHasErrorMsg() noexcept = 0;
     /** Takes what came with the end of the conversation; an item stream is read back from the driver. */
@@ -145,7 +147,7 @@ class ZorIOStream {
     /** What a dump may show of the block in the buffer, which isn't counted yet. */
     std::vector<KEL_RAW> dumpOf(ZorStreamOwner& owner, bool incoming) const {
         std::vector<KEL_RAW> copy(bufferPtr, bufferPtr + bytesInBuffer);
-        owner.coverDump(incoming, incoming ? blocksReceived : blocksSent, copy);
+        owner.coverDump(ZorStreamOwner::Dump::driver, incoming, incoming ? blocksReceived : blocksSent, copy);
         return copy;
     }
     /** @} */

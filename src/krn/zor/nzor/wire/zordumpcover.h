@@ -51,3 +51,8 @@ class ZorDumpCover {
     std::array<KEL_UC, longestName> name{};  ///< Payload of an item that names a parameter.
     size_t nameLength = 0;
 };
+
+/** Both directions, as one who dumps sees them. */
+struct ZorDumpCovers {
+    ZorDumpCover out{false}, in{true};
+};

@@ -199,8 +199,10 @@ class ZorItemStream {
     bool inAZorMode = false;        ///< The partner's calls belong to a transaction.
 
     /** Covers in the copy of a block what a dump must not show; see ZorDumpCover. */
-    void coverBlock(bool incoming, unsigned block, std::span<KEL_RAW> copy) noexcept {
-        (incoming ? coverIn : coverOut).cover(copy, block, travelling);
+    void coverBlock(ZorStreamOwner::Dump dump, bool incoming, unsigned block,
+                    std::span<KEL_RAW> copy) noexcept {
+        ZorDumpCovers& covers = dump == ZorStreamOwner::Dump::driver ? driverCovers : transportCovers;
+        (incoming ? covers.in : covers.out).cover(copy, block, travelling);
     }
 
     /** Clears the texts and the code of a failure. */
@@ -230,7 +232,7 @@ class ZorItemStream {
 
     std::vector<KEL_RAW> readBuf;   ///< Scratch for reading; grows to what an item needs and is kept.
     std::vector<KEL_RAW> writeBuf;  ///< Scratch for conversion on writing.
-    ZorDumpCover coverOut{false}, coverIn{true};
+    ZorDumpCovers driverCovers, transportCovers;
     const ZorFunction* travelling = nullptr;
     std::map<KEL_INT, ZorTable*> dmTables;
     KEL_INT dmTableId = 0;

@@ -22,7 +22,7 @@ struct Owner final : ZorStreamOwner {
     bool isLoggedOn() const noexcept override { return loggedOn; }
     unsigned connectionTraceLevel() const noexcept override { return 0; }
     KEL_string traceCodepage() const override { return "1100"; }
-    void coverDump(bool, unsigned, std::span<KEL_RAW>) noexcept override {}
+    void coverDump(Dump, bool, unsigned, std::span<KEL_RAW>) noexcept override {}
     void setHasErrorMsg() noexcept override { hasError = true; }
     void parseErrorMsg(const KEL_RAW*, unsigned length, DATA_RECEIVED) override {
         unsigned read = 0;

@@ -24,7 +24,7 @@ struct SocketOwner final : ZorStreamOwner {
     bool isLoggedOn() const noexcept override { return true; }
     unsigned connectionTraceLevel() const noexcept override { return 0; }
     KEL_string traceCodepage() const override { return "1100"; }
-    void coverDump(bool, unsigned, std::span<KEL_RAW>) noexcept override {}
+    void coverDump(Dump, bool, unsigned, std::span<KEL_RAW>) noexcept override {}
     void setHasErrorMsg() noexcept override {}
     void parseErrorMsg(const KEL_RAW*, unsigned, DATA_RECEIVED) override {}
     void throwZorErrorMsg() override {}
