@@ -85,6 +85,18 @@ void serve(int pair) {
     }
 }
 
+/** The same for a client that is connected directly. */
+void serveDirectly(int client) {
+    std::vector<char> buffer(2 * (sizeof(Frame) + BARE_MAX_MESSAGE));
+    std::size_t have = 0;
+    Frame frame{};
+    while (receiveMessage(client, buffer, have, frame, true)) {
+        have -= sizeof frame + frame.length;
+        std::memmove(buffer.data(), buffer.data() + sizeof frame + frame.length, have);
+        if (frame.wanted != 0) answer(client, buffer, {}, frame.wanted, frame.block);
+    }
+}
+
 /** Passes what comes from one side to the other until the client goes. */
 void relay(int client) {
     int pair[2];
@@ -124,18 +136,26 @@ void setNoDelay(int socketNo) {
     setsockopt(socketNo, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
-}  // namespace
-
-void runBareRelay(int listener) {
+[[noreturn]] void runServer(int listener, void (*work)(int client)) {
     while (true) {
         const int client = accept(listener, nullptr, nullptr);
         if (client < 0) give_up();
         setNoDelay(client);
-        std::thread([client] {
-            relay(client);
+        std::thread([client, work] {
+            work(client);
             close(client);
         }).detach();
     }
+}
+
+}  // namespace
+
+void runBareRelay(int listener) {
+    runServer(listener, relay);
+}
+
+void runBareServer(int listener) {
+    runServer(listener, serveDirectly);
 }
 
 BareClient::BareClient(std::uint16_t port)

@@ -16,7 +16,10 @@ inline constexpr std::size_t BARE_MAX_MESSAGE = 32000;
 /** Serves clients on a listening socket, each with threads of its own; never returns. */
 [[noreturn]] void runBareRelay(int listener);
 
-/** A connection to a bare relay. */
+/** The same without a relay between: answers itself. Never returns. */
+[[noreturn]] void runBareServer(int listener);
+
+/** A connection to a bare relay, or a bare server. */
 class BareClient {
   public:
     explicit BareClient(std::uint16_t port);

@@ -7,16 +7,15 @@
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <functional>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "barerelay.h"
 #include "callsession.h"
 #include "judge.h"
+#include "rates.h"
 #include "traffic.h"
 
 namespace {
@@ -25,7 +24,7 @@ constexpr double timeLimit = 4, memoryLimit = 1.3, rateLimit = 0.8;
 /** Two measured slopes that are the same differ by as much. */
 constexpr double slopeLimit = 1.1;
 constexpr unsigned rowLength = 100;
-constexpr unsigned clients = 8;
+constexpr unsigned clients = 8, callsEach = 2000;
 
 /** The most memory that this process ever had, in bytes. */
 double peakMemory() {
@@ -79,25 +78,6 @@ void runRows() {
           large.call.wall / small.call.wall / (large.bare.wall / small.bare.wall), slopeLimit);
 }
 
-/** Exchanges a second of so many threads. `make` gives the work of each, made before the clock starts. */
-double rateOf(const std::function<std::function<void()>(unsigned)>& make) {
-    constexpr unsigned each = 2000;
-    std::atomic<bool> go{false};
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < clients; ++i)
-        threads.emplace_back([&, exchange = make(i)] {
-            go.wait(false);
-            for (unsigned n = 0; n < each; ++n)
-                exchange();
-        });
-    return clients * each / secondsFor([&] {
-               go = true;
-               go.notify_all();
-               for (std::thread& thread : threads)
-                   thread.join();
-           });
-}
-
 void runClients(const char* where) {
     const Child gateway(serveGateway), relay(serveRelay);
     std::vector<std::unique_ptr<Session>> sessions;
@@ -110,8 +90,9 @@ void runClients(const char* where) {
     const Traffic moved = trafficOf([&] { sessions.front()->callScalars(); });
     double calls = 0, bare = 0;
     for (int round = 0; round < 9; ++round) {
-        calls = std::max(calls, rateOf([&](unsigned i) { return [&, i] { sessions[i]->callScalars(); }; }));
-        bare = std::max(bare, rateOf([&](unsigned i) {
+        calls = std::max(calls, rateOf(clients, callsEach,
+                                       [&](unsigned i) { return [&, i] { sessions[i]->callScalars(); }; }));
+        bare = std::max(bare, rateOf(clients, callsEach, [&](unsigned i) {
                             return [&, i] { bares[i]->exchange(moved.bytesOut, moved.bytesIn, driverBlock); };
                         }));
     }

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <iterator>
+#include <string>
 
 #include "barerelay.h"
 #include "devsys/zordev.h"
@@ -42,15 +42,43 @@ void serveRelay(int channel) {
     runBareRelay(listenAndReport(channel));
 }
 
-Session::Session(std::uint16_t port, const char* traceLevel) {
-    const std::string service = std::to_string(port);
-    const ZOR_CONNECTION_PARAMETER parameters[] = {{"GWHOST", "127.0.0.1"}, {"GWSERV", service.c_str()},
-                                                   {"CLIENT", "100"},       {"USER", "DEMO"},
-                                                   {"PASSWD", "welcome"},   {"LANG", "EN"},
-                                                   {"TRACE", traceLevel}};
-    connection_ = ZorOpenConnection(parameters, std::size(parameters), &error_);
+ZOR_FUNCTION_DESC_HANDLE describeScalars() {
+    ZOR_ERROR_INFO error{};
+    const struct {
+        const char* name;
+        ZORTYPE type;
+        unsigned length;
+    } rows[] = {{"CHAR1", ZORTYPE_CHAR, 10}, {"CHAR2", ZORTYPE_CHAR, 40}, {"NUM", ZORTYPE_NUM, 8},
+                {"DATE", ZORTYPE_DATE, 8},   {"TIME", ZORTYPE_TIME, 6},   {"INT", ZORTYPE_INT, 4},
+                {"INT2", ZORTYPE_INT2, 2},   {"FLOAT", ZORTYPE_FLOAT, 8}, {"BCD", ZORTYPE_BCD, 8},
+                {"BYTE", ZORTYPE_BYTE, 16}};
+    const ZOR_FUNCTION_DESC_HANDLE function = ZorCreateFunctionDesc("ECHO_TEN_SCALARS", &error);
+    check(error, "ZorCreateFunctionDesc");
+    for (const char* prefix : {"I_", "E_"})
+        for (const auto& row : rows) {
+            const bool text = row.type == ZORTYPE_CHAR || row.type == ZORTYPE_NUM ||
+                              row.type == ZORTYPE_DATE || row.type == ZORTYPE_TIME;
+            add(function, (prefix + std::string(row.name)).c_str(), row.type,
+                *prefix == 'I' ? ZOR_IMPORT : ZOR_EXPORT, row.length, text ? 2 * row.length : row.length);
+        }
+    return function;
+}
+
+Session::Session(std::uint16_t port, const char* traceLevel)
+    : Session({{"GWHOST", "127.0.0.1"},
+               {"GWSERV", std::to_string(port).c_str()},
+               {"CLIENT", "100"},
+               {"USER", "DEMO"},
+               {"PASSWD", "welcome"},
+               {"LANG", "EN"},
+               {"TRACE", traceLevel}}) {}
+
+Session::Session(const std::vector<ZOR_CONNECTION_PARAMETER>& parameters) {
+    connection_ = ZorOpenConnection(parameters.data(), static_cast<unsigned>(parameters.size()), &error_);
     check(error_, "ZorOpenConnection");
-    makeScalars();
+    const ZOR_FUNCTION_DESC_HANDLE description = describeScalars();
+    scalars_ = ZorCreateFunction(description, &error_);
+    check(error_, "ZorCreateFunction");
 }
 
 Session::~Session() {
@@ -88,25 +116,4 @@ void Session::makeLines(unsigned rows) {
     ZorAppendNewRows(table, rows, &error_);
     check(error_, "ZorAppendNewRows");
     ZorDestroyTypeDesc(line, nullptr);
-}
-
-void Session::makeScalars() {
-    const struct {
-        const char* name;
-        ZORTYPE type;
-        unsigned length;
-    } rows[] = {{"CHAR1", ZORTYPE_CHAR, 10}, {"CHAR2", ZORTYPE_CHAR, 40}, {"NUM", ZORTYPE_NUM, 8},
-                {"DATE", ZORTYPE_DATE, 8},   {"TIME", ZORTYPE_TIME, 6},   {"INT", ZORTYPE_INT, 4},
-                {"INT2", ZORTYPE_INT2, 2},   {"FLOAT", ZORTYPE_FLOAT, 8}, {"BCD", ZORTYPE_BCD, 8},
-                {"BYTE", ZORTYPE_BYTE, 16}};
-    const ZOR_FUNCTION_DESC_HANDLE function = ZorCreateFunctionDesc("ECHO_TEN_SCALARS", &error_);
-    for (const char* prefix : {"I_", "E_"})
-        for (const auto& row : rows) {
-            const bool text = row.type == ZORTYPE_CHAR || row.type == ZORTYPE_NUM ||
-                              row.type == ZORTYPE_DATE || row.type == ZORTYPE_TIME;
-            add(function, (prefix + std::string(row.name)).c_str(), row.type,
-                *prefix == 'I' ? ZOR_IMPORT : ZOR_EXPORT, row.length, text ? 2 * row.length : row.length);
-        }
-    scalars_ = ZorCreateFunction(function, &error_);
-    check(error_, "ZorCreateFunction");
 }

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "process.h"
 
@@ -21,10 +22,15 @@ void serveGateway(int channel);
 void serveRelay(int channel);
 /** @} */
 
+/** The description of ECHO_TEN_SCALARS: ten values in, the same ten back. */
+ZOR_FUNCTION_DESC_HANDLE describeScalars();
+
 /** A connection with the functions that the benchmarks call. */
 class Session {
   public:
     explicit Session(std::uint16_t port, const char* traceLevel = "0");
+    /** With parameters of one's own. */
+    explicit Session(const std::vector<ZOR_CONNECTION_PARAMETER>& parameters);
     ~Session();
     Session(const Session&) = delete;
 
@@ -34,8 +40,6 @@ class Session {
     void callLines();
 
   private:
-    void makeScalars();
-
     ZOR_ERROR_INFO error_{};
     ZOR_CONNECTION_HANDLE connection_ = nullptr;
     ZOR_FUNCTION_HANDLE scalars_ = nullptr;

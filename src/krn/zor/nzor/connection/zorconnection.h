@@ -132,6 +132,8 @@ class ZorConnection final : public ZorConnectionBase, public ZorItemStream, priv
     bool acceptPartner();
     /** Takes the beginning of a call. False if none comes: then the connection waits on. */
     bool receiveCall();
+    /** The same behind a call, within so many ms, for a partner on a socket. False if none comes. */
+    bool receiveNextCall(int timeout);
     ZOR_RC serveCall();
     /** Waits on, for the next call or the next partner. */
     void listenAgain();

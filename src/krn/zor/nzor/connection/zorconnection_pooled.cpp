@@ -77,9 +77,13 @@ bool ZorConnection::acceptPartner() {
     return registration(*cpic_tcp).accept_SM(0) == CM_OK;
 }
 
+bool ZorConnection::receiveNextCall(int timeout) {
+    return isSocket(*cpic_tcp) && static_cast<TcpConnection&>(*cpic_tcp).receive(timeout) == CM_OK;
+}
+
 bool ZorConnection::receiveCall() {
     if (isSocket(*cpic_tcp)) {
-        if (static_cast<TcpConnection&>(*cpic_tcp).receive(0) == CM_OK) return true;
+        if (receiveNextCall(0)) return true;
         listenAgain();
         return false;
     }

@@ -102,7 +102,9 @@ class ZorAutomatedServer final : public ZorServer, public std::enable_shared_fro
     void drop(const ServedRef& served) noexcept;
     void lost(const ServedRef& served, const ZorBaseException& failure) noexcept;
     void processTask(const ServedRef& served) noexcept;
+    bool serveAll(const ServedRef& served);
     bool serveOne(const ServedRef& served);
+    bool mayStay(const ServedRef& served);
     void callFailed(const ServedRef& served) noexcept;
     void rearm(const ServedRef& served) noexcept;
     void beginCall(const ServedRef& served);

@@ -7,6 +7,13 @@
 #include "server/zorserverlistener.h"
 #include "trace/zortracefunctions.h"
 
+namespace {
+
+/** ms for which a thread waits for the next call of the partner that it has just answered. */
+constexpr int nextCallWait = 2;
+
+}  // namespace
+
 bool ZorAutomatedServer::add(const ServedRef& served) {
     const Lock lock(cs_zorServer_conn);
     if (!accepting) return false;
@@ -125,12 +132,28 @@ void ZorAutomatedServer::processTask(const ServedRef& served) noexcept {
     try {
         if (!served->connection->receiveCall())
             proceed(served);
-        else if (serveOne(served))
+        else if (serveAll(served))
             rearm(served);
     } catch (...) {
         callFailed(served);
     }
     if (updateConnectionsRequired) updateConnections();
+}
+
+/** A partner that calls again at once is served by the same thread: the way over the listener would wake two.
+ * False if the connection is lost. */
+bool ZorAutomatedServer::serveAll(const ServedRef& served) {
+    do {
+        if (!serveOne(served)) return false;
+    } while (mayStay(served) && served->connection->receiveNextCall(nextCallWait));
+    return true;
+}
+
+/** No other call may wait for a thread because of it. */
+bool ZorAutomatedServer::mayStay(const ServedRef& served) {
+    const Lock lock(cs_zorServer_conn);
+    return type == ZOR_TCP_SOCKET_SERVER && !served->doomed && !served->abandoned && thrPool &&
+           thrPool->hasRoom();
 }
 
 /** False if the connection is lost. */

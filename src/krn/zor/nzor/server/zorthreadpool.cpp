@@ -104,6 +104,11 @@ bool ZorThreadPool::schedule(Work work) {
     return true;
 }
 
+bool ZorThreadPool::hasRoom() const noexcept {
+    const std::lock_guard lock(shared->queueMutex);
+    return shared->isRunning && shared->requestQueue.empty() && shared->busyCount < shared->maxSize;
+}
+
 void ZorThreadPool::stop() noexcept {
     std::deque<Work> dropped;
     std::unique_lock lock(shared->queueMutex);

@@ -22,6 +22,8 @@ class ZorThreadPool {
 
     /** Queues work, which must not throw. False if the pool was stopped: it is dropped. */
     bool schedule(Work work);
+    /** Whether work that came now would be begun at once, also if the caller went on with its own. */
+    bool hasRoom() const noexcept;
     /** Drops what waits, and waits for the threads that have no work. */
     void stop() noexcept;
 
