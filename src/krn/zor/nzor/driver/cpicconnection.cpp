@@ -11,6 +11,8 @@ namespace {
 constexpr CPIC_INT CPIC_TIMEOUT = 180000;
 /** ms between looks at a cancel from another thread. */
 constexpr CPIC_INT CANCEL_ROUND = 1000;
+/** So many messages without data in a row end a conversation. */
+constexpr unsigned MOST_EMPTY_MESSAGES = 3;
 constexpr CPIC_INT NO_TIMEOUT = -1;
 constexpr CPIC_INT MS = 1000;
 constexpr CPIC_INT LONGEST_WAIT = 2000000;  // s; in ms still a number of 32 bits
@@ -136,9 +138,20 @@ CM_RETCODE CpicConnection::receive(CPIC_INT timeout) {
         return rc;
     }
     if (rc != CM_OK) return conversationEnded(rc);
+    noteProgress();
     takeTraceRequest();
     lastIoTime = std::time(nullptr);
     return CM_OK;
+}
+
+/** Each receive without data gives the turn back to the partner, so this could go on for ever. */
+void CpicConnection::noteProgress() {
+    emptyMessages = allReceived && bytesInBuffer == 0 ? emptyMessages + 1 : 0;
+    if (emptyMessages < MOST_EMPTY_MESSAGES) return;
+    emptyMessages = 0;
+    drop(CM_OK);
+    cpicError = "The partner sends messages without data";
+    throw ZorCommunicationException(cpicError);
 }
 
 /** A receive failed, or brought the end: then what came with it, if anything, is the partner's error. */

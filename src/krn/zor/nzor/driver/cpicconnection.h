@@ -103,7 +103,8 @@ class CpicConnection final : public ZorBufferedStream {
      * Fills the buffer. 0; CM_KEL_TIMEOUT_RETRY if the first answer to a client takes more than 180 seconds,
      * or the block for a server more than `timeout` seconds, which is no limit unless it is positive;
      * CM_KEL_PING_RECEIVED; otherwise the code with which the conversation ended. An end with an error text
-     * throws what the owner makes of it.
+     * throws what the owner makes of it. A partner that hands the turn back without data again and again
+     * waits for this side as this side waits for it: the conversation is ended then.
      */
     CM_RETCODE receive(CPIC_INT timeout = -1) override;
     CM_RETCODE receiveFlush() override;
@@ -130,6 +131,7 @@ class CpicConnection final : public ZorBufferedStream {
     void cpicCancelIfPending();
     [[noreturn]] void cpicCancel();
     CM_RETCODE receiveBlock();
+    void noteProgress();
     CM_RETCODE awaitBlock(CPIC_INT timeout);
     CM_RETCODE awaitAsClient();
     CM_RETCODE awaitAsPooled(CPIC_INT timeout);
@@ -162,6 +164,7 @@ class CpicConnection final : public ZorBufferedStream {
     bool dataOpen = false;                   ///< The layers below may trace the data.
     KEL_CHAR protocol = 'I';
     std::array<KEL_RAW, KEL_CONV_ID_LN> convId{};  ///< Zeros when there is no conversation.
+    unsigned emptyMessages = 0;                    ///< In a row, each with the turn.
     std::time_t lastIoTime = 0;                    ///< Of the last successful send or receive.
     DATA_RECEIVED dataReceived = CM_NO_DATA_RECEIVED;
     STATUS_RECEIVED statusReceived = CM_NO_STATUS_RECEIVED;

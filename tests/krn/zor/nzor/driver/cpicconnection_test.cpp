@@ -190,6 +190,26 @@ TEST(CpicConnection, AnEndWithDataIsThePartnersError) {
     EXPECT_EQ(line.driver.close(), CM_OK);
 }
 
+TEST(CpicConnection, APartnerThatOnlyGivesTheTurnBackIsLeft) {
+    FakeGateway gateway([](FakeGateway& self) {
+        self.open();
+        self.expect(203);
+        self.answer({.rqtype = 203});
+        for (int i = 0; i < 2; ++i) {
+            self.expect(9);
+            self.answer({.rqtype = 9});
+        }
+        self.expect(11);
+    });
+    Line line;
+    line.open(gateway);
+    line.write("question");
+    EXPECT_EQ(line.driver.sendFlush(), CM_OK);
+    EXPECT_THROW(line.read(1), ZorCommunicationException);
+    EXPECT_EQ(line.driver.getErrorMsg(), "The partner sends messages without data");
+    EXPECT_EQ(line.driver.close(), CM_OK);
+}
+
 TEST(CpicConnection, ALostConnectionEndsTheStream) {
     FakeGateway gateway([](FakeGateway& self) {
         self.open();
